@@ -1,0 +1,46 @@
+#pragma once
+
+#include <corvane/PerfCatalogue.h>
+#include <corvane/PerfTypes.h>
+
+#include <map>
+#include <sstream>
+#include <vector>
+
+/** One phase of an event on one resource, with offsets in ms from the event's start. */
+struct PerfEventItemInt {
+    unsigned int startTime = 0;
+    unsigned int endTime = 0;
+    PerfGroupTable groupInfo;
+};
+
+/**
+ * The catalogue of configurable events, and the probe.
+ *
+ * Filled once by Update during initialisation and only read afterwards: no lock. Init and the loaders build new tables
+ * and leave the stored one alone; they return an empty result after one error line, so that one bad event discards all.
+ */
+class EventManager {
+public:
+    using EventItems = std::multimap<PerfQosId, PerfEventItemInt>;
+    using EventTable = std::map<PerfEventId, EventItems>;
+
+    EventTable Init(std::vector<ConfigurableEvent> const& events) const;
+    /** Each resource's phases follow one another without a gap; an offset beyond 32 bits is refused. */
+    EventItems LoadQosToEventItem(std::vector<QosCommand> const& qosCommands) const;
+    PerfGroupTable LoadGroupInfo(std::vector<GroupInfo> const& groupInfos) const;
+
+    void Update(EventTable const& events, ProbeEvent const& probe);
+
+    /** @return the event's items, empty if there is no such event. Valid as long as the manager. */
+    EventItems const& EventIdToQosInfo(PerfEventId eventId) const;
+    ProbeEvent const& GetProbeInfo() const { return probeEvent; }
+
+    int Dump(std::ostringstream& out) const;
+
+private:
+    bool LoadPhases(QosCommand const& command, EventItems& items) const;
+
+    EventTable eventTable;
+    ProbeEvent probeEvent;
+};

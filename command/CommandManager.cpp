@@ -1,0 +1,347 @@
+#define LOG_TAG "PF_CMD_MGR"
+
+#include "command/CommandManager.h"
+
+#include "sys/Log.h"
+
+#include <utility>
+
+using std::chrono::steady_clock;
+
+CommandManager::CommandManager(CommandLimits const& commandLimits)
+    : limits(commandLimits), nextHandle(commandLimits.firstHandle)
+{
+}
+
+int CommandManager::RequestHandle(int pid, PerfTimePoint const& now, CommandWrapper& wrapper,
+                                  unsigned long long& handle)
+{
+    if (pid <= limits.eventPid) {
+        PF_LOGE("[%s:%d] invalid pid: %d", pid);
+        return -1;
+    }
+    if (wrapper.cmdType == PERF_COMMAND_BASE_SET) {
+        PF_LOGD("[%s:%d] PERF_COMMAND_BASE_SET not need allocate handle!");
+        handle = NO_HANDLE;
+        return 0;
+    }
+
+    MutexLock lock(mutex);
+    ClearExpiredHandle(now);
+    handle = AllocHandleByPid(pid);
+    if (handle == INVALID_HANDLE) {
+        PF_LOGE("[%s:%d] alloc new handle failed for pid %d", pid);
+        return -1;
+    }
+    switch (wrapper.cmdType) {
+    case PERF_COMMAND_SHORT_START:
+        shortTermEndtimeMap.emplace(wrapper.endTime, ShortCmdInfo{pid, handle, wrapper.endTime, REQUEST_EVENT_ID});
+        break;
+    case PERF_COMMAND_LONG_START:
+    case PERF_COMMAND_MODE_START:
+        break;
+    default:
+        // The count is not given back: it stays one higher until everything is released.
+        PF_LOGE("[%s:%d] invalid command type: %u", wrapper.cmdType);
+        return -1;
+    }
+    return FileWrapper(__func__, pid, handle, wrapper);
+}
+
+int CommandManager::RequestEventHandle(PerfEventId eventId, PerfTimePoint const& now, CommandWrapper& wrapper)
+{
+    MutexLock lock(mutex);
+    ClearExpiredHandle(now);
+    unsigned long long const handle = AllocHandleByPid(limits.eventPid);
+    if (handle == INVALID_HANDLE) {
+        PF_LOGE("[%s:%d] alloc new handle failed for pid %d", limits.eventPid);
+        return -1;
+    }
+    eventHandleMap.emplace(eventId, handle);
+    shortTermEndtimeMap.emplace(wrapper.endTime, ShortCmdInfo{limits.eventPid, handle, wrapper.endTime, eventId});
+    return FileWrapper(__func__, limits.eventPid, handle, wrapper);
+}
+
+int CommandManager::RequestProbeHandle(int tid, PerfTimePoint const& now, CommandWrapper& wrapper)
+{
+    MutexLock lock(mutex);
+    ClearExpiredHandle(now);
+    if (probeHandleMap.count(tid) != 0) {
+        return PROBE_DUPLICATE;
+    }
+    unsigned long long const handle = AllocHandleByPid(tid);
+    if (handle == INVALID_HANDLE) {
+        PF_LOGE("[%s:%d] alloc new handle failed for tid %d", tid);
+        return PROBE_NO_HANDLE;
+    }
+    shortTermEndtimeMap.emplace(wrapper.endTime, ShortCmdInfo{tid, handle, wrapper.endTime, PROBE_EVENT_ID});
+    wrapper.FillInHandle(handle);
+    probeHandleMap[tid] = handle;
+    pidHandleMap[tid].insert_or_assign(handle, wrapper);
+    return PROBE_MADE;
+}
+
+int CommandManager::FileWrapper(char const* method, int pid, unsigned long long handle, CommandWrapper& wrapper)
+{
+    wrapper.FillInHandle(handle);
+    if (!pidHandleMap[pid].emplace(handle, wrapper).second) {
+        PF_LOGE_AS(method, "[%s:%d] handle duplicate: %llu", handle);
+        return -1;
+    }
+    return 0;
+}
+
+unsigned long long CommandManager::AllocHandleByPid(int pid)
+{
+    if (totalHandleNum >= limits.maxTotalHandleNum) {
+        PF_LOGE("[%s:%d] total handle num reach maximum: %u", limits.maxTotalHandleNum);
+        return INVALID_HANDLE;
+    }
+    if (pid < 0) {
+        PF_LOGE("[%s:%d] invalid pid: %d", pid);
+        return INVALID_HANDLE;
+    }
+    auto const process = pidHandleMap.find(pid);
+    if (process != pidHandleMap.end()) {
+        if (process->second.size() >= limits.maxHandleNumPerProcess) {
+            PF_LOGE("[%s:%d] handle num in one process reach maximum: %u", limits.maxHandleNumPerProcess);
+            return INVALID_HANDLE;
+        }
+    } else if (pidHandleMap.size() >= limits.maxProcessNum) {
+        PF_LOGE("[%s:%d] process num reach maximum: %u", limits.maxProcessNum);
+        return INVALID_HANDLE;
+    }
+    if (nextHandle == INVALID_HANDLE) {
+        PF_LOGE("[%s:%d] not enough handle");
+        return INVALID_HANDLE;
+    }
+    ++totalHandleNum;
+    return nextHandle++;
+}
+
+int CommandManager::BuildReleaseCommand(int pid, unsigned long long handle, CommandWrapper& out)
+{
+    if (pid <= limits.eventPid) {
+        PF_LOGE("[%s:%d] invalid pid: %d", pid);
+        return -1;
+    }
+    MutexLock lock(mutex);
+    ClearExpiredHandle(steady_clock::now());
+    if (ComposeReleaseCommand(pid, handle, out) != 0) {
+        PF_LOGD("[%s:%d] ComposeReleaseCommand failed");
+        return -1;
+    }
+    return 0;
+}
+
+int CommandManager::BuildEventReleaseCommand(PerfEventId eventId, std::vector<CommandWrapper>& out)
+{
+    MutexLock lock(mutex);
+    ClearExpiredHandle(steady_clock::now());
+    auto const [first, last] = eventHandleMap.equal_range(eventId);
+    if (first == last) {
+        PF_LOGD("[%s:%d] invalid event id: %u", eventId);
+        return -1;
+    }
+    std::vector<unsigned long long> handles;
+    for (auto it = first; it != last; ++it) {
+        handles.push_back(it->second);
+    }
+    eventHandleMap.erase(first, last);
+
+    for (unsigned long long const handle : handles) {
+        CommandWrapper wrapper;
+        if (ComposeReleaseCommand(limits.eventPid, handle, wrapper) != 0) {
+            PF_LOGD("[%s:%d] ComposeReleaseCommand failed");
+            return -1;
+        }
+        out.push_back(std::move(wrapper));
+    }
+    return 0;
+}
+
+int CommandManager::BuildProbeReleaseCommand(int tid, CommandWrapper& out)
+{
+    MutexLock lock(mutex);
+    ClearExpiredHandle(steady_clock::now());
+    auto const probe = probeHandleMap.find(tid);
+    if (probe == probeHandleMap.end()) {
+        PF_LOGD("[%s:%d] invalid tid: %d", tid);
+        return -1;
+    }
+    unsigned long long const handle = probe->second;
+    probeHandleMap.erase(probe);
+    auto const process = pidHandleMap.find(tid);
+    if (process == pidHandleMap.end()) {
+        // Its process has released everything: the caller sends an empty wrapper, which is refused.
+        return 0;
+    }
+    return ComposeFromProcess(__func__, process, handle, out);
+}
+
+int CommandManager::ComposeReleaseCommand(int pid, unsigned long long handle, CommandWrapper& out)
+{
+    auto const process = pidHandleMap.find(pid);
+    if (process == pidHandleMap.end()) {
+        PF_LOGD("[%s:%d] invalid pid: %d", pid);
+        return -1;
+    }
+    return ComposeFromProcess(__func__, process, handle, out);
+}
+
+int CommandManager::ComposeFromProcess(char const* method, PidHandleMap::iterator process, unsigned long long handle,
+                                       CommandWrapper& out)
+{
+    HandleWrapperMap& wrappers = process->second;
+    auto const stored = wrappers.find(handle);
+    if (stored == wrappers.end()) {
+        PF_LOGD_AS(method, "[%s:%d] invalid handle: %llu", handle);
+        return -1;
+    }
+    --totalHandleNum;
+    out = std::move(stored->second);
+    wrappers.erase(stored);
+    if (wrappers.empty()) {
+        pidHandleMap.erase(process);
+    }
+    NoteRelease();
+
+    if (UpdateReleaseCommandType(out) != 0) {
+        PF_LOGE_AS(method, "[%s:%d] UpdateReleaseCommandType failed");
+        return -1;
+    }
+    if (out.endTime > PerfTimePoint{} && DeleteFromShortTermEndtimeMap(out.endTime, handle) != 0) {
+        PF_LOGE_AS(method, "[%s:%d] deleteFromeEndtimeMap failed");
+        return -1;
+    }
+    return 0;
+}
+
+int CommandManager::UpdateReleaseCommandType(CommandWrapper& wrapper) const
+{
+    switch (wrapper.cmdType) {
+    case PERF_COMMAND_SHORT_START:
+        wrapper.cmdType = PERF_COMMAND_SHORT_STOP;
+        return 0;
+    case PERF_COMMAND_LONG_START:
+        wrapper.cmdType = PERF_COMMAND_LONG_STOP;
+        return 0;
+    case PERF_COMMAND_MODE_START:
+        return 0; // a mode has no stop type: it is sent again with the mode that is in force then
+    default:
+        PF_LOGE("[%s:%d] invalid command type: %u", wrapper.cmdType);
+        return -1;
+    }
+}
+
+int CommandManager::DeleteFromShortTermEndtimeMap(PerfTimePoint const& endTime, unsigned long long handle)
+{
+    auto const [first, last] = shortTermEndtimeMap.equal_range(endTime);
+    for (auto it = first; it != last; ++it) {
+        if (it->second.handle == handle) {
+            shortTermEndtimeMap.erase(it);
+            return 0;
+        }
+    }
+    PF_LOGE("[%s:%d] end time and handle not match");
+    return -1;
+}
+
+int CommandManager::BuildReleaseAllCommand(PidHandleMap& out)
+{
+    MutexLock lock(mutex);
+    ClearExpiredHandle(steady_clock::now());
+    NoteRelease();
+    shortTermEndtimeMap.clear();
+    probeHandleMap.clear();
+    eventHandleMap.clear();
+    for (auto& process : pidHandleMap) {
+        for (auto& stored : process.second) {
+            --totalHandleNum;
+            if (UpdateReleaseCommandType(stored.second) != 0) {
+                PF_LOGE("[%s:%d] UpdateReleaseCommandType failed");
+                return -1;
+            }
+        }
+    }
+    // A handle that was counted for a wrapper of a wrong type has no record; nothing is outstanding now.
+    totalHandleNum = 0;
+    out = std::move(pidHandleMap);
+    pidHandleMap.clear();
+    return 0;
+}
+
+int CommandManager::BuildReleaseAllCommand(int pid, HandleWrapperMap& out)
+{
+    if (pid <= limits.eventPid) {
+        PF_LOGE("[%s:%d] invalid pid: %d", pid);
+        return -1;
+    }
+    MutexLock lock(mutex);
+    ClearExpiredHandle(steady_clock::now());
+    auto const process = pidHandleMap.find(pid);
+    if (process == pidHandleMap.end()) {
+        PF_LOGD("[%s:%d] ignore invalid pid: %d", pid);
+        return -1;
+    }
+    NoteRelease();
+    out = std::move(process->second);
+    pidHandleMap.erase(process);
+    for (auto& [handle, wrapper] : out) {
+        --totalHandleNum;
+        if (UpdateReleaseCommandType(wrapper) != 0) {
+            PF_LOGE("[%s:%d] UpdateReleaseCommandType failed");
+            return -1;
+        }
+        if (wrapper.endTime > PerfTimePoint{} && DeleteFromShortTermEndtimeMap(wrapper.endTime, handle) != 0) {
+            PF_LOGE("[%s:%d] deleteFromeEndtimeMap failed");
+            return -1;
+        }
+    }
+    return 0;
+}
+
+bool CommandManager::IsOutstanding(int pid, unsigned long long handle)
+{
+    MutexLock lock(mutex);
+    auto const process = pidHandleMap.find(pid);
+    return process != pidHandleMap.end() && process->second.count(handle) != 0;
+}
+
+unsigned int CommandManager::TotalHandleNum()
+{
+    MutexLock lock(mutex);
+    return totalHandleNum;
+}
+
+void CommandManager::ClearExpiredHandle(PerfTimePoint const& now)
+{
+    auto const running = shortTermEndtimeMap.upper_bound(now);
+    for (auto it = shortTermEndtimeMap.begin(); it != running; ++it) {
+        ForgetExpired(it->second);
+    }
+    shortTermEndtimeMap.erase(shortTermEndtimeMap.begin(), running);
+}
+
+void CommandManager::ForgetExpired(ShortCmdInfo const& info)
+{
+    if (info.eventId == PROBE_EVENT_ID) {
+        probeHandleMap.erase(info.pid);
+    }
+    auto const process = pidHandleMap.find(info.pid);
+    if (process != pidHandleMap.end() && process->second.erase(info.handle) != 0) {
+        --totalHandleNum;
+        if (process->second.empty()) {
+            pidHandleMap.erase(process);
+        }
+    } else {
+        PF_LOGE_AS("ClearExpiredHandle", "[%s:%d] handle map mismatch");
+    }
+    auto const [first, last] = eventHandleMap.equal_range(info.eventId);
+    for (auto it = first; it != last; ++it) {
+        if (it->second == info.handle) {
+            eventHandleMap.erase(it);
+            break;
+        }
+    }
+}

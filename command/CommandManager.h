@@ -1,0 +1,102 @@
+#pragma once
+
+#include "command/CommandWrapper.h"
+#include "sys/ThreadAnnotations.h"
+
+#include <corvane/PerfTypes.h>
+
+#include <atomic>
+#include <map>
+#include <unordered_map>
+#include <vector>
+
+/** How many handles may be outstanding, and where their numbers begin. */
+struct CommandLimits {
+    unsigned int maxProcessNum = 1024;         ///< most processes that hold handles at once
+    unsigned int maxHandleNumPerProcess = 512; ///< most handles of one process; all running events count as one process
+    unsigned int maxTotalHandleNum = 8192;
+    int eventPid = 0; ///< the process under which event handles are kept; every client's must be greater
+    unsigned long long firstHandle = 1;
+};
+
+/**
+ * Gives out handles, keeps what stands behind each until its release or its end, and builds the release commands.
+ *
+ * Any thread may call; one mutex serialises the maps and the counters. Expired handles are forgotten at the next locked
+ * operation: no stop is built for them, because the groups let timed commands go by themselves. Nothing is called from
+ * under the mutex but the log and the wrapper's own FillInHandle. Operations return 0, or -1 after a log line, unless
+ * said otherwise; an out argument is unspecified after -1.
+ */
+class CommandManager {
+public:
+    using HandleWrapperMap = std::unordered_map<unsigned long long, CommandWrapper>;
+    using PidHandleMap = std::unordered_map<int, HandleWrapperMap>;
+
+    /** Result of RequestProbeHandle. */
+    enum ProbeResult : int { PROBE_DUPLICATE = 0, PROBE_MADE = 1, PROBE_NO_HANDLE = 2 };
+
+    explicit CommandManager(CommandLimits const& limits = {});
+
+    /** Records the wrapper under a new handle and stamps it. PERF_COMMAND_BASE_SET gets NO_HANDLE and no record. */
+    int RequestHandle(int pid, PerfTimePoint const& now, CommandWrapper& wrapper, unsigned long long& handle);
+    /** The same for an event; one event may have several handles outstanding. */
+    int RequestEventHandle(PerfEventId eventId, PerfTimePoint const& now, CommandWrapper& wrapper);
+    /** The same for a probe, of which each thread may have one. @return a ProbeResult. */
+    int RequestProbeHandle(int tid, PerfTimePoint const& now, CommandWrapper& wrapper);
+
+    int BuildReleaseCommand(int pid, unsigned long long handle, CommandWrapper& out);
+    /** Appends one release wrapper per outstanding start of the event. */
+    int BuildEventReleaseCommand(PerfEventId eventId, std::vector<CommandWrapper>& out);
+    int BuildProbeReleaseCommand(int tid, CommandWrapper& out);
+    /** Replaces out with the release of everything, events and probes included. */
+    int BuildReleaseAllCommand(PidHandleMap& out);
+    /** Replaces out with the release of everything that one process holds. */
+    int BuildReleaseAllCommand(int pid, HandleWrapperMap& out);
+
+    /**
+     * Moves on whenever a release takes something away. A starter that saw the same number before recording and after
+     * sending knows, without a look-up, that nobody released in between.
+     */
+    unsigned long long ReleaseCount() const { return releaseCount.load(std::memory_order_acquire); }
+    /** @return whether the handle still stands under this process (eventPid for events, the thread for probes). */
+    bool IsOutstanding(int pid, unsigned long long handle);
+    int EventPid() const { return limits.eventPid; }
+    /** @return outstanding handles, expired ones included until the next locked operation. */
+    unsigned int TotalHandleNum();
+
+    void ClearExpiredHandle(PerfTimePoint const& now) REQUIRES(mutex);
+    /** @return the new, counted handle or INVALID_HANDLE. */
+    unsigned long long AllocHandleByPid(int pid) REQUIRES(mutex);
+    int ComposeReleaseCommand(int pid, unsigned long long handle, CommandWrapper& out) REQUIRES(mutex);
+    int DeleteFromShortTermEndtimeMap(PerfTimePoint const& endTime, unsigned long long handle) REQUIRES(mutex);
+    /** Turns a start into its stop. */
+    int UpdateReleaseCommandType(CommandWrapper& wrapper) const;
+
+    /** Guards everything below; public so that the five steps above can be called one by one. */
+    Mutex mutex;
+
+private:
+    struct ShortCmdInfo {
+        int pid = 0; ///< eventPid for events, the thread for probes
+        unsigned long long handle = 0;
+        PerfTimePoint endTime{};
+        PerfEventId eventId = REQUEST_EVENT_ID;
+    };
+
+    /** Stamps the wrapper and files a copy; method is the operation that a duplicate is reported for. */
+    int FileWrapper(char const* method, int pid, unsigned long long handle, CommandWrapper& wrapper) REQUIRES(mutex);
+    int ComposeFromProcess(char const* method, PidHandleMap::iterator process, unsigned long long handle,
+                           CommandWrapper& out) REQUIRES(mutex);
+    void ForgetExpired(ShortCmdInfo const& info) REQUIRES(mutex);
+    void NoteRelease() { releaseCount.fetch_add(1, std::memory_order_release); }
+
+    CommandLimits const limits; // constant after construction
+    std::atomic<unsigned long long> releaseCount{0};
+
+    unsigned int totalHandleNum GUARDED_BY(mutex) = 0;
+    unsigned long long nextHandle GUARDED_BY(mutex);
+    std::multimap<PerfTimePoint, ShortCmdInfo> shortTermEndtimeMap GUARDED_BY(mutex);
+    PidHandleMap pidHandleMap GUARDED_BY(mutex);
+    std::multimap<PerfEventId, unsigned long long> eventHandleMap GUARDED_BY(mutex);
+    std::unordered_map<int, unsigned long long> probeHandleMap GUARDED_BY(mutex);
+};

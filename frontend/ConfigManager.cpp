@@ -1,0 +1,120 @@
+#define LOG_TAG "PF_CFG_MGR"
+
+#include <corvane/ConfigManager.h>
+
+#include "resource/PerfResource.h"
+#include "sys/Log.h"
+
+#include <utility>
+
+ConfigManager::ConfigManager() : ConfigManager(ConfigManagerOptions{}) {}
+
+ConfigManager::ConfigManager(ConfigManagerOptions const& options)
+    : commandManager(options.commandLimits), threadBinder(options.threadBinderNode),
+      debugHandles(PERF_SCENARIO_ID_COUNT, NO_HANDLE), debugClientPid(options.debugClientPid)
+{
+}
+
+ConfigManager::~ConfigManager() = default;
+
+int ConfigManager::Init(PerfDefaultConfig const& config, std::vector<ConfigurableEvent> const& events,
+                        std::vector<ConfigurableScenario> const& scenarios, ProbeEvent const& probe) noexcept
+{
+    if (initCalled) {
+        PF_LOGE("[%s:%d] Init called again");
+        return -1;
+    }
+    initCalled = true;
+
+    if (workModeManager.InitWorkMode(config.controlInfo.workMode) != 0) {
+        PF_LOGE("[%s:%d] workMode invalid %u", config.controlInfo.workMode);
+        return -1;
+    }
+    if (resourceManager.Init(config) != 0) {
+        PF_LOGE("[%s:%d] resource manager Init failed");
+        return -1;
+    }
+    if (!events.empty()) {
+        EventManager::EventTable table = eventManager.Init(events);
+        if (table.empty()) {
+            PF_LOGE("[%s:%d] event manager Init failed");
+            return -1;
+        }
+        if (EventValidate(table) != 0) {
+            PF_LOGE("[%s:%d] EventValidate failed");
+            return -1;
+        }
+        eventManager.Update(table, probe);
+    }
+    if (!scenarios.empty()) {
+        ScenarioManager::ScenarioTable table = scenarioManager.Init(scenarios);
+        if (table.empty()) {
+            PF_LOGE("[%s:%d] scenario manager Init failed");
+            return -1;
+        }
+        if (ScenarioValidate(table) != 0) {
+            PF_LOGE("[%s:%d] ScenarioValidate failed");
+            return -1;
+        }
+        scenarioManager.Update(table);
+    }
+    threadBinder.Init(probe.threadBinderPath);
+    return 0;
+}
+
+int ConfigManager::EventValidate(EventManager::EventTable& events)
+{
+    EventManager::EventTable validated;
+    for (auto const& [eventId, items] : events) {
+        EventManager::EventItems& kept = validated[eventId];
+        for (auto const& [qosId, item] : items) {
+            auto const& resource = resourceManager.GetResourcePtr(qosId);
+            if (resource == nullptr) {
+                PF_LOGW("[%s:%d] resource ptr is NULL for qos id %u", qosId);
+                continue;
+            }
+            PerfEventItemInt checked = item;
+            if (resource->RequestValidate(PERF_COMMAND_SHORT_START, checked.groupInfo) != 0) {
+                PF_LOGE("[%s:%d] RequestValidate failed for qos id %u", qosId);
+                return -1;
+            }
+            kept.emplace(qosId, std::move(checked));
+        }
+    }
+    events = std::move(validated);
+    return 0;
+}
+
+int ConfigManager::ScenarioValidate(ScenarioManager::ScenarioTable& scenarios)
+{
+    for (auto& scenario : scenarios) {
+        for (auto& [qosId, groups] : scenario.second) {
+            auto const& resource = resourceManager.GetResourcePtr(qosId);
+            if (resource == nullptr) {
+                PF_LOGE("[%s:%d] resource ptr is NULL for qos id %u", qosId);
+                return -1;
+            }
+            if (resource->RequestValidate(PERF_COMMAND_LONG_START, groups) != 0) {
+                PF_LOGE("[%s:%d] RequestValidate failed for qos id %u", qosId);
+                return -1;
+            }
+        }
+    }
+    return 0;
+}
+
+void ConfigManager::Reset() noexcept
+{
+    // The whole of it under the debug lock: a console that switched a scenario on meanwhile would lose its handle.
+    MutexLock lock(debugLock);
+    CommandManager::PidHandleMap released;
+    commandManager.BuildReleaseAllCommand(released);
+    for (auto& [pid, wrappers] : released) {
+        for (auto& [handle, wrapper] : wrappers) {
+            if (ReleaseCommand(pid, handle, wrapper) != 0) {
+                PF_LOGE("[%s:%d] ReleaseCommand failed for pid %d, handle %llu", pid, handle);
+            }
+        }
+    }
+    debugHandles.assign(PERF_SCENARIO_ID_COUNT, NO_HANDLE);
+}

@@ -1,0 +1,250 @@
+#define LOG_TAG "PF_CFG_MGR"
+
+#include <corvane/ConfigManager.h>
+
+#include "resource/PerfResource.h"
+#include "sys/Log.h"
+#include "sys/SysWrapper.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace {
+
+constexpr unsigned int DURATION_MIN_MS = 20;
+constexpr unsigned int DURATION_MAX_MS = 60000;
+
+/** Adds what the first table lacks: of equal operations the first wins. */
+void FoldInto(PerfGroupTable& first, PerfGroupTable const& second)
+{
+    for (auto const& [groupId, operations] : second) {
+        first[groupId].insert(operations.begin(), operations.end());
+    }
+}
+
+} // namespace
+
+int ConfigManager::PerfRequest(int pid, unsigned int duration, std::vector<PerfRequestInfo> const& infos,
+                               unsigned long long& handle) noexcept
+{
+    PerfTimePoint const now = std::chrono::steady_clock::now();
+    PerfCommandType type = PERF_COMMAND_LONG_START;
+    PerfTimePoint end{};
+    AddSysTraceName(infos); // before any check: rejected requests are traced too
+    if (duration != 0) {
+        if (duration < DURATION_MIN_MS || duration > DURATION_MAX_MS) {
+            PF_LOGE("[%s:%d] duration(%u) out of range(%u, %u)", duration, DURATION_MIN_MS, DURATION_MAX_MS);
+            return -1;
+        }
+        type = PERF_COMMAND_SHORT_START;
+        end = now + std::chrono::milliseconds(duration);
+    }
+    if (PreHandleEasBaseCommand(duration, type, infos) != 0) {
+        PF_LOGE("[%s:%d] PreHandleEasBaseCommand failed");
+        return -1;
+    }
+    PerfQosId invalidQosId = PERF_QOS_ID_COUNT;
+    std::vector<QosInfoInt> request = RequestFilter(infos);
+    if (request.empty() || RequestValidate(type, request, invalidQosId) != 0) {
+        PF_LOGD("[%s:%d] RequestValidate failed, pid=%d, invalidQosId=%u", pid, invalidQosId);
+        return -1;
+    }
+
+    CommandWrapper wrapper(type, PerfTimePoint{}, end, duration);
+    wrapper.commands.reserve(request.size());
+    for (QosInfoInt& info : request) {
+        wrapper.InsertRequestCommand(info.qosId, std::move(info.groupInfo));
+    }
+    unsigned long long const releaseCount = commandManager.ReleaseCount();
+    if (commandManager.RequestHandle(pid, now, wrapper, handle) != 0) {
+        PF_LOGE("[%s:%d] RequestHandle failed for pid %d", pid);
+        return -1;
+    }
+    if (resourceManager.SendCmdToResources(wrapper) != 0) {
+        PF_LOGE("[%s:%d] SendCmdToResources failed for pid %d", pid);
+        return -1;
+    }
+    StopIfReleased(pid, releaseCount, wrapper);
+    return 0;
+}
+
+int ConfigManager::PreHandleEasBaseCommand(unsigned int duration, PerfCommandType& type,
+                                           std::vector<PerfRequestInfo> const& infos) const
+{
+    auto const bases = std::count_if(infos.begin(), infos.end(),
+                                     [](PerfRequestInfo const& info) { return info.qosId == PERF_QOS_EAS_BASE; });
+    if (bases == 0) {
+        return 0;
+    }
+    if (duration != 0 || static_cast<size_t>(bases) != infos.size()) {
+        PF_LOGE("[%s:%d] invalid set base command!");
+        return -1;
+    }
+    type = PERF_COMMAND_BASE_SET;
+    return 0;
+}
+
+std::vector<QosInfoInt> ConfigManager::RequestFilter(std::vector<PerfRequestInfo> const& infos) const
+{
+    std::vector<QosInfoInt> request; // by ascending id; requests name a handful of resources
+    request.reserve(infos.size());
+    for (PerfRequestInfo const& info : infos) {
+        PerfGroupTable table = BuildGroupInfo(info.groupInfos);
+        if (table.empty()) {
+            continue;
+        }
+        PerfQosId const qosId = info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId;
+        auto const place = std::lower_bound(request.begin(), request.end(), qosId,
+                                            [](QosInfoInt const& entry, PerfQosId id) { return entry.qosId < id; });
+        if (place == request.end() || place->qosId != qosId) {
+            request.insert(place, {qosId, std::move(table)});
+        } else {
+            FoldInto(place->groupInfo, table);
+        }
+    }
+    return request;
+}
+
+PerfGroupTable ConfigManager::BuildGroupInfo(std::vector<GroupInfo> const& groupInfos) const
+{
+    PerfGroupTable table;
+    for (GroupInfo const& info : groupInfos) {
+        std::map<PerfOperationType, int> operations;
+        for (auto const& [operation, value] : info.operations) {
+            operations[operation] = value; // within one info the last wins
+        }
+        if (!operations.empty()) {
+            table[info.groupId] = std::move(operations);
+        }
+    }
+    return table;
+}
+
+PerfGroupTable ConfigManager::MergeGroupInfo(PerfGroupTable const& first, PerfGroupTable const& second)
+{
+    PerfGroupTable merged = first;
+    FoldInto(merged, second);
+    return merged;
+}
+
+int ConfigManager::RequestValidate(PerfCommandType type, std::vector<QosInfoInt>& request, PerfQosId& invalidQosId)
+{
+    std::vector<QosInfoInt> validated;
+    validated.reserve(request.size());
+    for (QosInfoInt& info : request) {
+        auto const& resource = resourceManager.GetResourcePtr(info.qosId);
+        if (resource == nullptr) {
+            PF_LOGD("[%s:%d] resource ptr is NULL for qos id %u", info.qosId);
+            invalidQosId = info.qosId;
+            continue;
+        }
+        if (resource->RequestValidate(type, info.groupInfo) != 0) {
+            PF_LOGE("[%s:%d] RequestValidate failed for qos id %u", info.qosId);
+            return -1;
+        }
+        validated.push_back(std::move(info));
+    }
+    request.swap(validated);
+    return 0;
+}
+
+void ConfigManager::AddSysTraceName(std::vector<PerfRequestInfo> const& infos) const
+{
+    if (!SysWrapper::IsSysTraceEnabled()) {
+        return;
+    }
+    std::string label = "velquist_log:request";
+    for (PerfRequestInfo const& info : infos) {
+        label += " {" + std::to_string(info.qosId);
+        for (GroupInfo const& group : info.groupInfos) {
+            label += " [" + std::to_string(group.groupId);
+            for (auto const& [operation, value] : group.operations) {
+                label += " " + std::to_string(operation) + ":" + std::to_string(value);
+            }
+            label += "]";
+        }
+        label += "}";
+    }
+    SysWrapper::SysTraceName(label);
+}
+
+bool ConfigManager::StopIfReleased(int owner, unsigned long long releaseCount, CommandWrapper& wrapper)
+{
+    if (commandManager.ReleaseCount() == releaseCount || wrapper.handle == NO_HANDLE ||
+        commandManager.IsOutstanding(owner, wrapper.handle)) {
+        return false;
+    }
+    if (commandManager.UpdateReleaseCommandType(wrapper) == 0) {
+        resourceManager.SendCmdToResources(wrapper);
+    }
+    return true;
+}
+
+int ConfigManager::PerfRelease(int pid, unsigned long long handle) noexcept
+{
+    CommandWrapper wrapper;
+    if (commandManager.BuildReleaseCommand(pid, handle, wrapper) != 0) {
+        PF_LOGD("[%s:%d] BuildReleaseCommand failed for pid %d", pid);
+        return 0;
+    }
+    if (ReleaseCommand(pid, handle, wrapper) != 0) {
+        PF_LOGE("[%s:%d] ReleaseCommand failed for pid %d", pid);
+        return -1;
+    }
+    return 0;
+}
+
+int ConfigManager::PerfReleaseAll(int pid) noexcept
+{
+    CommandManager::HandleWrapperMap released;
+    if (commandManager.BuildReleaseAllCommand(pid, released) != 0) {
+        PF_LOGD("[%s:%d] no command need to release");
+        return 0;
+    }
+    for (auto& [handle, wrapper] : released) {
+        if (ReleaseCommand(pid, handle, wrapper) != 0) {
+            PF_LOGE("[%s:%d] ReleaseCommand failed for pid %d, handle %llu", pid, handle);
+            return -1;
+        }
+    }
+    return 0;
+}
+
+int ConfigManager::ReleaseCommand(int pid, unsigned long long handle, CommandWrapper& wrapper)
+{
+    PF_LOGD("[%s:%d] ReleaseCommand for pid: %d", pid);
+    if (wrapper.cmdType == PERF_COMMAND_MODE_START) {
+        return ReleaseWorkModeCommand(__func__, handle, wrapper);
+    }
+    if (resourceManager.SendCmdToResources(wrapper) != 0) {
+        PF_LOGE("[%s:%d] SendCmdToResources failed for handle %llu", handle);
+        return -1;
+    }
+    return 0;
+}
+
+int ConfigManager::ReleaseWorkModeCommand(char const* method, unsigned long long handle, CommandWrapper& wrapper)
+{
+    MutexLock lock(modeLock);
+    PerfWorkMode newMode = PERF_WORK_MODE_DEFAULT;
+    int const changed = workModeManager.ReleaseWorkMode(handle, newMode);
+    if (changed < 0) {
+        PF_LOGE_AS(method, "[%s:%d] ReleaseWorkMode failed for handle %llu", handle);
+        return -1;
+    }
+    if (changed == 0) {
+        PF_LOGE_AS(method, "[%s:%d] work mode not change"); // no failure, but an error line all the same
+        return 0;
+    }
+    // The start's items may still be read by workers: the release takes fresh ones.
+    for (auto& item : wrapper.commands) {
+        item = item == nullptr ? nullptr : std::make_shared<PerfCommandItem>(*item);
+    }
+    wrapper.FillInWorkMode(newMode);
+    if (resourceManager.SendWorkModeCmd(wrapper) != 0) {
+        PF_LOGE_AS(method, "[%s:%d] SendWorkModeCmd failed for handle %llu", handle);
+        return -1;
+    }
+    return 0;
+}

@@ -1,0 +1,138 @@
+#define LOG_TAG "PF_FREQ_GRP"
+
+#include "group/FrequencyGroup.h"
+
+#include "sys/Log.h"
+#include "sys/SysWrapper.h"
+
+#include <ctime>
+
+using std::chrono::system_clock;
+
+namespace {
+
+FreqLimitHistoryLog::TimePoint WallClockNow()
+{
+    return std::chrono::time_point_cast<FreqLimitHistoryLog::TimePoint::duration>(system_clock::now());
+}
+
+std::string WallClockText(FreqLimitHistoryLog::TimePoint const& time)
+{
+    auto const whole = std::chrono::floor<std::chrono::seconds>(time);
+    auto const millis = std::chrono::duration_cast<std::chrono::milliseconds>(time - whole).count();
+    time_t const seconds = system_clock::to_time_t(whole);
+    tm local{};
+    localtime_r(&seconds, &local);
+    return SysWrapper::PutTime(local) + "." + std::to_string(millis);
+}
+
+} // namespace
+
+FrequencyGroup::FrequencyGroup(PerfGroupConfig const& config, PerfWorkMode mode)
+    : PerfGroup(config, mode), minFreqNodePath(config.nodePathVec[0]), maxFreqNodePath(config.nodePathVec[1])
+{
+}
+
+FrequencyGroup::~FrequencyGroup()
+{
+    SysWrapper::SysClose(minFreqFd);
+    SysWrapper::SysClose(maxFreqFd);
+}
+
+bool FrequencyGroup::GroupParametersValidate(PerfGroupConfig& config)
+{
+    if (config.nodePathVec.size() != 2) {
+        PF_LOGE("[%s:%d] [%s] SysNodePath num invalid: %zu", config.name.c_str(), config.nodePathVec.size());
+        return false;
+    }
+    return PerfGroup::GroupParametersValidate(config);
+}
+
+void FrequencyGroup::DumpBaseValueAfterMapping(std::vector<SpecifiedGroupDumpInfo>& out) const
+{
+    out.push_back({std::to_string(BoostBaseValue()), std::to_string(LimitBaseValue()), minFreqNodePath,
+                   maxFreqNodePath});
+}
+
+void FrequencyGroup::DoConfig(int boostValue, int limitValue)
+{
+    std::string const boost = std::to_string(boostValue);
+    std::string const limit = std::to_string(limitValue);
+    PF_LOGI_VERBOSE("[%s:%d] ############ [%s] final write: (%d, %d) \n", name.c_str(), boostValue, limitValue);
+    RecordLimitCmd(boostValue, limitValue);
+    RecordHistory(limitValue);
+    EmitTraceLabel(boost, limit);
+
+    SysWrapper::SysOpenAndWriteStr(name, maxFreqNodePath, limit, maxFreqFd);
+    if (SysWrapper::SysOpenAndWriteStr(name, minFreqNodePath, boost, minFreqFd) == 0) {
+        SysWrapper::SysOpenAndWriteStr(name, maxFreqNodePath, limit, maxFreqFd);
+    }
+}
+
+void FrequencyGroup::RecordLimitCmd(int boostValue, int limitValue)
+{
+    if (boostValue == limitValue) {
+        return; // a pinned frequency is no limit
+    }
+    if (limitValue != availableMax && limitValue != lastLoggedLimit) {
+        lastLoggedLimit = limitValue;
+        PF_LOGI("[%s:%d] [%s] start limit freq %d ~ %d", name.c_str(), boostValue, limitValue);
+    } else if (limitValue == availableMax && lastLoggedLimit >= 1) {
+        lastLoggedLimit = 0;
+        PF_LOGI("[%s:%d] [%s] end limit freq %d ~ %d", name.c_str(), boostValue, limitValue);
+    }
+}
+
+void FrequencyGroup::RecordHistory(int limitValue)
+{
+    MutexLock lock(historyMutex);
+    bool const lastIsOpen = !limitHistory.empty() && limitHistory.back().IsOpen();
+    if (limitValue == availableMax) {
+        if (lastIsOpen) {
+            limitHistory.back().end = WallClockNow();
+        }
+        return;
+    }
+    if (lastIsOpen && limitHistory.back().limit == limitValue) {
+        return;
+    }
+    // A different limit leaves the earlier record open: the dump shows overlapping limits.
+    if (limitHistory.size() >= historyCapacity) {
+        limitHistory.pop_front();
+    }
+    FreqLimitHistoryLog record;
+    record.start = WallClockNow();
+    record.limit = limitValue;
+    limitHistory.push_back(record);
+}
+
+void FrequencyGroup::EmitTraceLabel(std::string const& boost, std::string const& limit) const
+{
+    if (SysWrapper::IsSysTraceEnabled()) {
+        SysWrapper::SysTraceName("velquist_log:" + name + " write freq: " + boost + "~" + limit + ", mode=" +
+                                 std::to_string(workMode) + ", suspend=" + std::to_string(suspend));
+    }
+}
+
+void FrequencyGroup::DumpLimitHistoryLog(std::ostringstream& out)
+{
+    MutexLock lock(historyMutex);
+    out << "*****" << name << ": ";
+    if (limitHistory.empty()) {
+        out << "limit history cmd log is empty" << std::endl;
+    }
+    out << std::endl;
+    for (FreqLimitHistoryLog const& record : limitHistory) {
+        out << "freq=" << record.limit << " " << WallClockText(record.start);
+        if (!record.IsOpen()) {
+            out << "  " << WallClockText(record.end);
+        }
+        out << std::endl;
+    }
+}
+
+void FrequencyGroup::CloseAllFds()
+{
+    SysWrapper::SysClose(minFreqFd);
+    SysWrapper::SysClose(maxFreqFd);
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "group/PerfGroup.h"
+#include "sys/ThreadAnnotations.h"
+
+#include <chrono>
+#include <deque>
+#include <string>
+#include <vector>
+
+/** A period during which the maximum frequency was held below the top of its range. Wall-clock times. */
+struct FreqLimitHistoryLog {
+    using TimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono::microseconds>;
+
+    TimePoint start{};
+    TimePoint end = TimePoint::min(); ///< the lowest value: still open
+    int limit = 0;
+
+    bool IsOpen() const { return end == TimePoint::min(); }
+};
+
+/**
+ * A frequency domain: writes the floor to its minimum node and the ceiling to its maximum node, and remembers the last
+ * periods in which the ceiling was lowered.
+ *
+ * The history may be dumped from any thread while the worker writes; a mutex guards it, and it is never held across a
+ * node write.
+ */
+class FrequencyGroup : public PerfGroup {
+public:
+    FrequencyGroup(PerfGroupConfig const& config, PerfWorkMode workMode);
+    ~FrequencyGroup() override;
+
+    /** Exactly two node paths: minimum, maximum. */
+    static bool GroupParametersValidate(PerfGroupConfig& config);
+
+    void DumpBaseValueAfterMapping(std::vector<SpecifiedGroupDumpInfo>& out) const override;
+    void DumpLimitHistoryLog(std::ostringstream& out) override;
+    /** Writes the maximum, the minimum, and (if that went well) the maximum again: one of the orders is accepted. */
+    void DoConfig(int boostValue, int limitValue) override;
+    void CloseAllFds() override;
+
+    /** Announces where a limit begins and ends. */
+    void RecordLimitCmd(int boostValue, int limitValue);
+
+private:
+    void RecordHistory(int limitValue);
+    void EmitTraceLabel(std::string const& boost, std::string const& limit) const;
+
+    // constant after construction
+    std::string const minFreqNodePath;
+    std::string const maxFreqNodePath;
+    size_t const historyCapacity = 50;
+
+    // worker thread only
+    int minFreqFd = -1;
+    int maxFreqFd = -1;
+    int lastLoggedLimit = 0; ///< 0: no limit is announced
+
+    mutable Mutex historyMutex;
+    std::deque<FreqLimitHistoryLog> limitHistory GUARDED_BY(historyMutex); ///< oldest first
+};

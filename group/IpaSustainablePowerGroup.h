@@ -1,0 +1,49 @@
+#pragma once
+
+#include "group/SingleNodeValueGroup.h"
+
+#include <string>
+
+/**
+ * The sustainable power of the thermal governor, with the two switches of the board's and the SoC's power allocation.
+ *
+ * The nodes are, in order: the power value, the board switch, the SoC switch. Without board switching only the SoC
+ * switch is written. With it, the power value is written below the board threshold, and the switches when the value
+ * crosses or meets it.
+ */
+class IpaSustainablePowerGroup : public SingleNodeValueGroup {
+public:
+    IpaSustainablePowerGroup(PerfGroupConfig const& config, PerfWorkMode workMode, bool boardSwitching,
+                             int socThreshold, int boardThreshold);
+    ~IpaSustainablePowerGroup() override;
+
+    /** Exactly three node paths. */
+    static bool GroupParametersValidate(PerfGroupConfig& config);
+
+    void DumpBaseValueAfterMapping(std::vector<SpecifiedGroupDumpInfo>& out) const override;
+    void DoConfig(int boostValue, int limitValue) override;
+    /** Closes the two switches; the power node stays open across a suspend. */
+    void CloseAllFds() override;
+
+    void BoardIpaSwitch(std::string const& text);
+    void SocIpaSwitch(std::string const& text);
+
+private:
+    std::string const& EnabledIf(bool enabled) const { return enabled ? enabledText : disabledText; }
+
+    // constant after construction
+    std::string const enabledText = "enabled";
+    std::string const disabledText = "disabled";
+    int const socThreshold;
+    int const boardThreshold;
+    std::string const boardNodePath;
+    std::string const socNodePath;
+    bool const boardSwitching;
+
+    // worker thread only
+    int boardFd = -1;
+    int socFd = -1;
+    /** The switches were left off or split; the next value below the threshold puts both on again. */
+    bool boardOffLatch = false;
+    bool atThresholdLatch = false;
+};

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "group/PerfGroup.h"
+
+#include <string>
+#include <vector>
+
+/** Writes the floor, as decimal text, to one node. The ceiling is not used. */
+class SingleNodeValueGroup : public PerfGroup {
+public:
+    SingleNodeValueGroup(PerfGroupConfig const& config, PerfWorkMode workMode);
+    ~SingleNodeValueGroup() override;
+
+    /** Exactly one node path. */
+    static bool GroupParametersValidate(PerfGroupConfig& config);
+
+    void DumpBaseValueAfterMapping(std::vector<SpecifiedGroupDumpInfo>& out) const override;
+    void DoConfig(int boostValue, int limitValue) override;
+    void CloseAllFds() override;
+
+protected:
+    std::string const nodePath; // constant after construction
+    int fd = -1;                // worker thread only
+};

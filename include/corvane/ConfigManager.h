@@ -1,0 +1,161 @@
+#pragma once
+
+#include "catalogue/EventManager.h"
+#include "catalogue/ScenarioManager.h"
+#include "catalogue/WorkModeManager.h"
+#include "command/CommandManager.h"
+#include "command/CommandWrapper.h"
+#include "resource/ResourceManager.h"
+#include "sys/PerfThreadBinder.h"
+#include "sys/ThreadAnnotations.h"
+
+#include <corvane/PerfCatalogue.h>
+#include <corvane/PerfConfig.h>
+#include <corvane/PerfRequest.h>
+#include <corvane/PerfTypes.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+/** What one request asks of one resource, after its parts have been folded together. */
+struct QosInfoInt {
+    PerfQosId qosId = 0;
+    PerfGroupTable groupInfo;
+};
+
+struct ConfigManagerOptions {
+    CommandLimits commandLimits;
+    /** The process on whose behalf the debug console holds scenarios; no real one has it. */
+    int debugClientPid = 2147483647;
+    /** The node that takes the binding lines of probes. */
+    std::string threadBinderNode;
+};
+
+/**
+ * The library's one entry object: arbitrates requests on hardware tunables and writes the outcome to kernel nodes.
+ *
+ * Init comes first, once, and must have returned before anything else is called; after a failed Init nothing is to be
+ * served. Everything else may be called from any thread, at once. No call waits for a node write, except the task dumps
+ * (which wait for every worker) and the probe calls (which wait for a pass of the thread binder). Destroying the object
+ * waits for the command in progress on each worker and drops the rest; nodes stay as they are.
+ *
+ * Values are in the unit of the node; durations are milliseconds. Operations return 0, or -1 after a log line under
+ * "PF_CFG_MGR" or the module concerned. Nothing is thrown.
+ */
+class ConfigManager {
+public:
+    CORVANE_EXPORT ConfigManager();
+    CORVANE_EXPORT explicit ConfigManager(ConfigManagerOptions const& options);
+    ConfigManager(ConfigManager const&) = delete;
+    ConfigManager& operator=(ConfigManager const&) = delete;
+    CORVANE_EXPORT ~ConfigManager();
+
+    /**
+     * Builds the resources, loads and cross-checks the catalogues, and starts the threads. An event's item for a resource
+     * that the platform lacks is dropped; a scenario's is a failure. Without events the probe is not loaded either.
+     * Nothing that was done before a failure is undone.
+     * @param config the configurations in it must live as long as this object.
+     */
+    CORVANE_EXPORT int Init(PerfDefaultConfig const& config, std::vector<ConfigurableEvent> const& events,
+                            std::vector<ConfigurableScenario> const& scenarios, ProbeEvent const& probe) noexcept;
+
+    /** Releases everything that anybody holds; configuration and catalogues stay. */
+    CORVANE_EXPORT void Reset() noexcept;
+
+    /**
+     * Asks for floors and ceilings, and returns when they are queued.
+     * @param pid the client, above CommandLimits::eventPid.
+     * @param duration ms: 20..60000, after which the request ends by itself; or 0, until it is released.
+     * @param infos one resource may be named several times: of equal operations the first info wins, and the last pair
+     *     within an info. Resources that the platform lacks are left out.
+     * @param handle set to the handle to release, or to NO_HANDLE for EAS base values, which are not released.
+     */
+    CORVANE_EXPORT int PerfRequest(int pid, unsigned int duration, std::vector<PerfRequestInfo> const& infos,
+                                   unsigned long long& handle) noexcept;
+    /** A handle that is unknown, or has expired, is not an error. */
+    CORVANE_EXPORT int PerfRelease(int pid, unsigned long long handle) noexcept;
+    /** Releases what a process holds, up to the first failure. */
+    CORVANE_EXPORT int PerfReleaseAll(int pid) noexcept;
+
+    /** Holds a configured scenario until its handle is released. */
+    CORVANE_EXPORT int PerfSetScenario(int pid, unsigned int scenarioId, unsigned long long& handle) noexcept;
+    /** Asks for a work mode until its handle is released; the highest mode asked for is in force. */
+    CORVANE_EXPORT int PerfSetMode(int pid, unsigned int modeId, unsigned long long& handle) noexcept;
+    /** @param params 0 resumes, anything else suspends; then the resources' ids. Memory-latency ones are left out. */
+    CORVANE_EXPORT int PerfSetSuspend(std::vector<unsigned int> const& params) noexcept;
+    /**
+     * The numbered door to events ({}: start, {1}: start, {1, ms}: start its first phases for that long, {0}: stop),
+     * the probe ({1 or 0, unused, thread id}) and suspend (as PerfSetSuspend).
+     * @param message only logged.
+     */
+    CORVANE_EXPORT int PerfEvent(unsigned int eventId, std::vector<unsigned int> const& params,
+                                 std::string const& message) noexcept;
+    /** @param duration ms, or 0 for the event's own timing. An unknown event is not an error. */
+    CORVANE_EXPORT int StartEvent(PerfEventId eventId, unsigned int duration) noexcept;
+    CORVANE_EXPORT void StopEvent(PerfEventId eventId) noexcept;
+    /** Boosts for a thread and binds it, for the configured time. A second probe of a thread is ignored. */
+    CORVANE_EXPORT int StartProbe(int tid) noexcept;
+    CORVANE_EXPORT void StopProbe(int tid) noexcept;
+
+    /** Switches a debug scenario. @return 1 if the option was one of the console's, whatever came of it; else 0. */
+    CORVANE_EXPORT int DebugSet(std::ostringstream& out, std::string const& option) noexcept;
+    /** Prints what the first argument names. */
+    CORVANE_EXPORT int Dump(std::ostringstream& out, std::vector<std::string> const& args) noexcept;
+    CORVANE_EXPORT void DumpCoreVersion(std::ostringstream& out) noexcept;
+
+    // The steps of the calls above.
+    CORVANE_EXPORT int EventValidate(EventManager::EventTable& events);
+    CORVANE_EXPORT int ScenarioValidate(ScenarioManager::ScenarioTable& scenarios);
+    /** Folds a request into one entry per resource, by ascending id. */
+    CORVANE_EXPORT std::vector<QosInfoInt> RequestFilter(std::vector<PerfRequestInfo> const& infos) const;
+    /** Drops entries without a resource (and reports the last such id); corrects values where configured. */
+    CORVANE_EXPORT int RequestValidate(PerfCommandType type, std::vector<QosInfoInt>& request,
+                                       PerfQosId& invalidQosId);
+    CORVANE_EXPORT int PreHandleEasBaseCommand(unsigned int duration, PerfCommandType& type,
+                                               std::vector<PerfRequestInfo> const& infos) const;
+    CORVANE_EXPORT void AddSysTraceName(std::vector<PerfRequestInfo> const& infos) const;
+    CORVANE_EXPORT PerfGroupTable BuildGroupInfo(std::vector<GroupInfo> const& groupInfos) const;
+    CORVANE_EXPORT PerfGroupTable MergeGroupInfo(PerfGroupTable const& first, PerfGroupTable const& second);
+    CORVANE_EXPORT int ReleaseCommand(int pid, unsigned long long handle, CommandWrapper& wrapper);
+    CORVANE_EXPORT bool DumpInfo(std::ostringstream& out, std::string const& option);
+    CORVANE_EXPORT int TaskDump(bool baseInfo, std::ostringstream& out);
+    CORVANE_EXPORT void DumpFreqLimitHistory(std::ostringstream& out);
+    CORVANE_EXPORT void BuildGetLogCmd(unsigned long long handle, std::vector<PerfQosId>& ids,
+                                       CommandWrapper& wrapper) const;
+
+private:
+    struct DebugScenarioInfo {
+        unsigned int enable;     ///< 1 on, 0 off
+        unsigned int scenarioId; ///< also the slot in the debug handle table
+    };
+
+    int ProbeEventDoor(char const* method, std::vector<unsigned int> const& params);
+    int ReleaseWorkModeCommand(char const* method, unsigned long long handle, CommandWrapper& wrapper);
+    /**
+     * Closes the gap between recording a start and sending it: what was released in between is sent its stop.
+     * @param owner the process that the handle stands under.
+     * @param releaseCount as it was before the start was recorded.
+     * @return whether the handle had been released.
+     */
+    bool StopIfReleased(int owner, unsigned long long releaseCount, CommandWrapper& wrapper);
+    void DebugEnable(std::ostringstream& out, unsigned int scenarioId, unsigned long long& slot);
+    void DebugDisable(std::ostringstream& out, unsigned int scenarioId, unsigned long long& slot);
+
+    CommandManager commandManager;
+    ResourceManager resourceManager;
+    WorkModeManager workModeManager;
+    EventManager eventManager;
+    ScenarioManager scenarioManager;
+    PerfThreadBinder threadBinder;
+
+    // Lock order: debug, mode, dump; each may be held when a manager or a queue takes its own.
+    Mutex modeLock; ///< serialises every change of the work mode, its recording included
+    Mutex debugLock;
+    std::vector<unsigned long long> debugHandles GUARDED_BY(debugLock); ///< NO_HANDLE: nothing in effect
+    Mutex dumpLock; ///< held from sending the orders to collecting the answers
+
+    // constant after Init
+    int const debugClientPid;
+    bool initCalled = false;
+};

@@ -1,0 +1,151 @@
+#pragma once
+
+#include "command/CommandWrapper.h"
+#include "group/PerfGroup.h"
+#include "sys/ThreadAnnotations.h"
+
+#include <corvane/PerfConfig.h>
+#include <corvane/PerfTypes.h>
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+/** What a resource is made of. */
+struct ResConstructParam {
+    PerfQosId qosId = 0;
+    std::string name;
+    PerfWorkMode workMode = PERF_WORK_MODE_DEFAULT;
+};
+
+/** The base values of a resource's groups. */
+struct ResourceDumpInfo {
+    PerfQosId qosId = 0;
+    std::string name;
+    std::vector<GroupDumpInfo> groups;
+};
+
+/**
+ * One tunable quantity of the platform: its groups, a queue of commands, and the worker that applies them.
+ *
+ * Any thread may call SendCommandToFifoQ, RequestValidate, WaitLogFinish, DumpLimitHistoryLog and the accessors.
+ * Everything else runs on the worker, which alone touches the groups; it sleeps until a command comes or the earliest
+ * wake-up time of a group. No lock is held while a command is applied, and the two mutexes are never held together.
+ *
+ * A kind must stop its worker at the start of its own destructor (StopThread): the worker calls virtual operations.
+ *
+ * Operations return 0, or -1 after one error line. A failing command is dropped; the worker goes on.
+ */
+class PerfResource {
+public:
+    /** What ended a wait of the worker. */
+    enum StatusEnum { STATUS_NONE = 0, STATUS_NEW_COMMAND = 1, STATUS_TIME_OUT = 2, STATUS_EXIT = 3 };
+
+    using GroupOperation = std::function<int(std::shared_ptr<PerfGroup>, PerfGroupCommand const&)>;
+
+    explicit PerfResource(ResConstructParam const& param);
+    PerfResource(PerfResource const&) = delete;
+    PerfResource& operator=(PerfResource const&) = delete;
+
+    /** Queued commands are dropped; returns once the command in progress has ended. */
+    virtual ~PerfResource();
+    /** Checks the list of groups, then builds them. Once, before InitThread. */
+    virtual int InitResource(PerfQosConfig& config);
+    /** Checks the values of a request, and corrects them where configured. Any thread. */
+    virtual int RequestValidate(PerfCommandType type, PerfGroupTable& groupMap);
+    virtual int SetWorkMode(PerfCommandItem const& item);
+    virtual int SetSuspend(bool suspended);
+    virtual int InitGroups(PerfQosConfig& config) = 0;
+    virtual int CommandProcess(PerfCommandItem const& item, GroupOperation const& operation);
+    virtual void DumpBase(ResourceDumpInfo& record);
+
+    /** Starts the worker. Failing to is fatal for the process. */
+    int InitThread();
+
+    /** Queues a command and wakes the worker once. @return 0. */
+    int SendCommandToFifoQ(PerfCommand const& command);
+
+    /**
+     * Waits, without limit, for the answer to a dump command that was queued before, and prints it. One dump at a time:
+     * the caller's dump lock spans the sending and this.
+     * @param base the answer is base information, not the full dump.
+     * @return false if nothing was printed, as when there is no worker.
+     */
+    bool WaitLogFinish(bool base, std::ostringstream& out);
+
+    void DumpLimitHistoryLog(std::ostringstream& out);
+
+    PerfQosId GetQosId() const { return qosId; }
+    std::string const& GetName() const { return name; }
+
+    void WorkThread();
+    void HandleCommand(StatusEnum status);
+    /** @return the earliest wake-up time of the groups, or zero. */
+    PerfTimePoint FindMinTime() const;
+    int HandleNewCommand();
+    int HandleCommandTimeOut();
+    int CommandDispath(PerfCommand const& command);
+    /** Fails with the first group that fails: those before it keep the command, those after never see it. */
+    int NormalCommandProcess(PerfCommandItem const& item, GroupOperation const& operation);
+    std::shared_ptr<PerfGroup> GetPerfGroupPtr(unsigned int id) const;
+    GroupOperation GetCommandHandle(PerfCommandType type) const;
+    int GroupValidate(PerfCommandType type, PerfGroupTable& groupMap) const;
+    bool IsValidPerfGroupId(unsigned int id) const { return id < groups.size(); }
+    void GetLog();
+    void GetBaseInfo();
+    bool HandlePrintInfoLocked(bool base, std::ostringstream& out) REQUIRES(logMutex);
+    void PrintBaseInfo(std::ostringstream& out) REQUIRES(logMutex);
+    void Dump(std::ostringstream& out) const;
+
+    /** Guards the hand-over of a dump; public so that its steps can be called one by one. */
+    Mutex logMutex;
+
+protected:
+    /** Ends and joins the worker; harmless when repeated. */
+    void StopThread();
+    /**
+     * Builds one group of a kind for each configuration, with the resource's work mode and the extra arguments.
+     * @return the first configuration that fails the kind's check, or null when every group was built.
+     */
+    template <typename Group, typename... Extra>
+    PerfGroupConfig const* BuildGroups(PerfQosConfig& config, Extra... extra)
+    {
+        for (PerfGroupConfig& groupConfig : config.groupConfigs) {
+            if (!Group::GroupParametersValidate(groupConfig)) {
+                return &groupConfig;
+            }
+            groups.push_back(std::make_shared<Group>(groupConfig, workMode, extra...));
+        }
+        return nullptr;
+    }
+    /** Stores the mode and passes it to every group. @return false at the first that fails. */
+    bool SetGroupsWorkMode(PerfWorkMode mode);
+
+    // constant after construction
+    std::string const name;
+    PerfQosId const qosId;
+
+    std::vector<std::shared_ptr<PerfGroup>> groups; // constant after InitResource; index = group id
+    PerfWorkMode workMode;                          // worker thread only, after InitResource
+
+private:
+    StatusEnum WaitForStatusLocked(MutexLock& lock, PerfTimePoint const& wakeUp) REQUIRES(queueMutex);
+
+    std::condition_variable logCondition;
+    std::string logText GUARDED_BY(logMutex);
+    bool logReady GUARDED_BY(logMutex) = false;
+    ResourceDumpInfo baseDump GUARDED_BY(logMutex);
+
+    bool suspend = false; // worker thread only
+    std::thread worker;   // constant from InitThread to the destructor
+
+    Mutex queueMutex;
+    std::condition_variable queueCondition;
+    bool exitFlag GUARDED_BY(queueMutex) = false;
+    std::deque<PerfCommand> queue GUARDED_BY(queueMutex); ///< oldest first
+};

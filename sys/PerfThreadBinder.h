@@ -1,0 +1,80 @@
+#pragma once
+
+#include "sys/ThreadAnnotations.h"
+
+#include <corvane/PerfTypes.h>
+
+#include <condition_variable>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+/** A thread to bind for a span of time. */
+struct ThreadInfo {
+    int tid = 0; ///< kernel thread id
+    PerfTimePoint startTime{};
+    PerfTimePoint endTime{};
+};
+
+/**
+ * Binds client threads to CPUs for a span of time, by writing "text|tid" to a kernel node at the start and "FF|tid" at
+ * the end.
+ *
+ * AddThreadInfo and DeleteThreadInfo may be called from any thread; they hold the mutex briefly, but wait for a pass of
+ * the worker, which writes the node under it. The worker sleeps until the next start or end. Bindings in force at
+ * destruction are not undone.
+ */
+class PerfThreadBinder {
+public:
+    /** @param nodePath the node that takes the binding lines. */
+    explicit PerfThreadBinder(std::string const& nodePath);
+    PerfThreadBinder(PerfThreadBinder const&) = delete;
+    PerfThreadBinder& operator=(PerfThreadBinder const&) = delete;
+    virtual ~PerfThreadBinder();
+
+    /** Starts the worker. Called once. @param bindingText what is written before "|" when binding. @return 0. */
+    int Init(std::string const& bindingText);
+
+    /** Takes a request; a second one for a thread that is still known is ignored. @return 0. */
+    int AddThreadInfo(ThreadInfo const& info);
+
+    /** Forgets a request; a binding in force is undone at once by the worker. */
+    void DeleteThreadInfo(int tid);
+
+    /** Writes one line to the node. Worker thread. @return the result of the write, 0 or -1. */
+    int DoConfig(bool bind, ThreadInfo const& info) REQUIRES(mutex);
+
+    void CloseAllFds() REQUIRES(mutex);
+
+    void WorkThread();
+    /** Moves every request whose start has come into force; one that has ended meanwhile is dropped. */
+    bool TakeInEffectWaitingThread(PerfTimePoint const& now) REQUIRES(mutex);
+    void BuildExpiredList(PerfTimePoint const& now) REQUIRES(mutex);
+    /** @return the next start or end, or zero. */
+    PerfTimePoint FindMinTime() const REQUIRES(mutex);
+    /** @return true if the worker has something new to look at. */
+    bool DeleteFromQue(int tid) REQUIRES(mutex);
+    bool DeleteFromEffectiveQue(int tid, PerfTimePoint const& endTime) REQUIRES(mutex);
+
+    /** Guards everything below; public so that the steps above can be called one by one. */
+    Mutex mutex;
+
+private:
+    void WritePendingLocked() REQUIRES(mutex);
+    void WaitForWorkLocked(MutexLock& lock) REQUIRES(mutex);
+
+    // constant after Init
+    std::string nodePath;
+    std::string bindingText;
+    std::thread worker;
+
+    std::condition_variable condition;
+    bool stop GUARDED_BY(mutex) = false;
+    std::multimap<PerfTimePoint, ThreadInfo> effectiveQue GUARDED_BY(mutex); ///< by end time
+    std::multimap<PerfTimePoint, ThreadInfo> waitingQue GUARDED_BY(mutex);   ///< by start time
+    std::map<int, ThreadInfo> threads GUARDED_BY(mutex);
+    std::vector<ThreadInfo> toBind GUARDED_BY(mutex);
+    std::vector<ThreadInfo> expired GUARDED_BY(mutex);
+    int fd GUARDED_BY(mutex) = -1;
+};
