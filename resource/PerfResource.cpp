@@ -57,11 +57,11 @@ int PerfResource::InitThread()
     return 0;
 }
 
-int PerfResource::SendCommandToFifoQ(PerfCommand const& command)
+int PerfResource::SendCommandToFifoQ(PerfCommand command)
 {
     {
         MutexLock lock(queueMutex);
-        queue.push_back(command);
+        queue.push_back(std::move(command));
     }
     queueCondition.notify_one();
     return 0;

@@ -68,7 +68,7 @@ public:
     int InitThread();
 
     /** Queues a command and wakes the worker once. @return 0. */
-    int SendCommandToFifoQ(PerfCommand const& command);
+    int SendCommandToFifoQ(PerfCommand command);
 
     /**
      * Waits, without limit, for the answer to a dump command that was queued before, and prints it. One dump at a time:

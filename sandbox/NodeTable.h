@@ -1,0 +1,58 @@
+#pragma once
+
+#include "sandbox/Sandbox.h"
+
+#include <condition_variable>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+/** What one sandbox has seen. Guarded by NodeTable::mutex. */
+struct SandboxJournal {
+    std::vector<NodeWrite> writes;
+    std::uint64_t sequence = 0;
+    std::shared_ptr<Sandbox::Observer const> observer; ///< never null inside while set
+};
+
+/** One node. Guarded by NodeTable::mutex. */
+struct SandboxNode {
+    std::string name;
+    std::shared_ptr<SandboxJournal> journal; ///< null once the sandbox is gone: a writer may outlive it at a gate
+    std::map<Fault::Kind, Fault> faults{};   ///< all but Stale
+    std::uint64_t staleBefore = 0;           ///< descriptors with a lower stamp fail with ENODEV
+    int gates = 0;
+    int heldWriters = 0;
+};
+
+/** An open descriptor of a node. */
+struct SandboxDescriptor {
+    std::shared_ptr<SandboxNode> node;
+    std::uint64_t stamp; ///< orders openings and Stale faults
+};
+
+/**
+ * The nodes of all live sandboxes and the descriptors open on them.
+ *
+ * One for the process, made at first use and never destroyed: open, close and write may be called until the very end.
+ * What concerns neither is told apart without the lock. Under the lock nothing of the caller's is called and no other
+ * lock is taken.
+ */
+struct NodeTable {
+    /** Begins the name of every sandbox folder; a path without it is no node's. */
+    static constexpr char const* FOLDER_MARK = "corvane-sandbox-";
+
+    static NodeTable& Get();
+
+    std::mutex mutex;
+    std::condition_variable changed; ///< after a recorded write, a new content, and when a gate holds or opens
+
+    // guarded by mutex
+    std::map<std::string, std::shared_ptr<SandboxNode>> nodes; ///< by normal absolute path
+    std::map<int, SandboxDescriptor> descriptors;
+    std::uint64_t lastStamp = 0;
+
+    /** Strikes off every node and descriptor of one sandbox and lets its writers go. */
+    void Retire(std::shared_ptr<SandboxJournal> const& journal);
+};

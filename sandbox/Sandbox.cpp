@@ -1,0 +1,265 @@
+#include "sandbox/Sandbox.h"
+
+#include "sandbox/NodeTable.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace {
+
+using TableLock = std::unique_lock<std::mutex>;
+
+TableLock LockTable()
+{
+    return TableLock(NodeTable::Get().mutex);
+}
+
+/** @return a node, with the table locked. */
+std::pair<TableLock, std::shared_ptr<SandboxNode>> LockNode(std::string const& path)
+{
+    NodeTable& table = NodeTable::Get();
+    TableLock lock(table.mutex);
+    auto const found = table.nodes.find(path);
+    if (found == table.nodes.end()) {
+        throw std::out_of_range("no such node in the sandbox: " + path);
+    }
+    return {std::move(lock), found->second};
+}
+
+/** Under the lock, so that no half of a write is seen. The streams of the C++ library do not come through our open. */
+std::string ReadLocked(std::string const& path)
+{
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+template <typename Predicate> int CountDescriptorsLocked(Predicate wanted)
+{
+    auto const& descriptors = NodeTable::Get().descriptors;
+    return static_cast<int>(std::count_if(descriptors.begin(), descriptors.end(),
+                                          [&](auto const& entry) { return wanted(*entry.second.node); }));
+}
+
+template <typename Member> std::vector<std::string> Collect(std::vector<NodeWrite> const& writes, Member member)
+{
+    std::vector<std::string> collected;
+    std::transform(writes.begin(), writes.end(), std::back_inserter(collected), std::mem_fn(member));
+    return collected;
+}
+
+} // namespace
+
+std::string NodeWrite::Text() const
+{
+    static constexpr char DIGITS[] = "0123456789abcdef";
+    std::string text;
+    for (char const character : bytes) {
+        auto const byte = static_cast<unsigned char>(character);
+        if (std::isprint(byte) != 0) {
+            text += character;
+        } else {
+            text.append("\\x").append(1, DIGITS[byte / 16]).append(1, DIGITS[byte % 16]);
+        }
+    }
+    return text;
+}
+
+std::string NodeWrite::Line() const
+{
+    std::string line = node + " <- " + Text();
+    if (result < 0) {
+        char const* const errorName = strerrorname_np(error);
+        return line + ": " + (errorName != nullptr ? errorName : "errno " + std::to_string(error));
+    }
+    if (static_cast<std::size_t>(result) < bytes.size()) {
+        return line + ": " + std::to_string(result) + " of " + std::to_string(bytes.size()) + " bytes";
+    }
+    return line;
+}
+
+std::ostream& operator<<(std::ostream& out, NodeWrite const& write)
+{
+    return out << write.Line();
+}
+
+std::vector<std::string> Texts(std::vector<NodeWrite> const& writes)
+{
+    return Collect(writes, &NodeWrite::Text);
+}
+
+std::vector<std::string> Lines(std::vector<NodeWrite> const& writes)
+{
+    return Collect(writes, &NodeWrite::Line);
+}
+
+Sandbox::Sandbox()
+    : root((std::filesystem::temp_directory_path() / NodeTable::FOLDER_MARK).lexically_normal().string() + "XXXXXX"),
+      journal(std::make_shared<SandboxJournal>())
+{
+    if (mkdtemp(root.data()) == nullptr) {
+        throw std::system_error(errno, std::generic_category(), root);
+    }
+}
+
+Sandbox::~Sandbox()
+{
+    NodeTable::Get().Retire(journal);
+    std::error_code ignored;
+    std::filesystem::remove_all(root, ignored);
+}
+
+std::string Sandbox::Path(std::string const& name) const
+{
+    std::filesystem::path const given(name);
+    if (std::find(given.begin(), given.end(), "..") != given.end()) {
+        throw std::invalid_argument("a name in the sandbox must not contain \"..\": " + name);
+    }
+    bool const whole = name.compare(0, root.size() + 1, root + "/") == 0;
+    return (whole ? given : std::filesystem::path(root) / given.relative_path()).lexically_normal().string();
+}
+
+std::string Sandbox::WritePlain(std::string const& name, std::string const& content) const
+{
+    std::string path = Path(name);
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    TableLock const lock = LockTable();
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file << content << std::flush;
+    if (!file) {
+        throw std::system_error(errno, std::generic_category(), path);
+    }
+    return path;
+}
+
+std::string Sandbox::AddNode(std::string const& name, std::string const& initialContent)
+{
+    std::string path = WritePlain(name, initialContent);
+    TableLock const lock = LockTable();
+    NodeTable::Get().nodes.try_emplace(path, std::make_shared<SandboxNode>(SandboxNode{name, journal}));
+    NodeTable::Get().changed.notify_all();
+    return path;
+}
+
+std::string Sandbox::AddFile(std::string const& name, std::string const& content)
+{
+    return WritePlain(name, content);
+}
+
+std::string Sandbox::Read(std::string const& name) const
+{
+    std::string const path = Path(name);
+    TableLock const lock = LockTable();
+    return ReadLocked(path);
+}
+
+std::vector<NodeWrite> Sandbox::Writes() const
+{
+    TableLock const lock = LockTable();
+    return journal->writes;
+}
+
+std::vector<NodeWrite> Sandbox::Writes(std::string const& name) const
+{
+    auto const locked = LockNode(Path(name));
+    std::string const& node = locked.second->name;
+    std::vector<NodeWrite> matching;
+    std::copy_if(journal->writes.begin(), journal->writes.end(), std::back_inserter(matching),
+                 [&](NodeWrite const& write) { return write.node == node; });
+    return matching;
+}
+
+std::vector<NodeWrite> Sandbox::TakeWrites()
+{
+    TableLock const lock = LockTable();
+    return std::exchange(journal->writes, {});
+}
+
+std::size_t Sandbox::WriteCount() const
+{
+    TableLock const lock = LockTable();
+    return journal->writes.size();
+}
+
+bool Sandbox::WaitForWrites(std::size_t count, std::chrono::milliseconds timeout) const
+{
+    TableLock lock = LockTable();
+    return NodeTable::Get().changed.wait_for(lock, timeout, [&] { return journal->writes.size() >= count; });
+}
+
+bool Sandbox::WaitForContent(std::string const& name, std::string const& content,
+                             std::chrono::milliseconds timeout) const
+{
+    std::string const path = Path(name);
+    auto locked = LockNode(path);
+    return NodeTable::Get().changed.wait_for(locked.first, timeout, [&] { return ReadLocked(path) == content; });
+}
+
+void Sandbox::FailNode(std::string const& name, Fault const& fault)
+{
+    auto const locked = LockNode(Path(name));
+    if (fault.kind == Fault::Kind::STALE) {
+        locked.second->staleBefore = ++NodeTable::Get().lastStamp;
+    } else {
+        locked.second->faults.insert_or_assign(fault.kind, fault);
+    }
+}
+
+void Sandbox::ClearFaults(std::string const& name)
+{
+    auto const locked = LockNode(Path(name));
+    locked.second->faults.clear();
+    locked.second->staleBefore = 0;
+}
+
+int Sandbox::OpenDescriptors(std::string const& name) const
+{
+    auto const locked = LockNode(Path(name));
+    return CountDescriptorsLocked([&](SandboxNode const& node) { return &node == locked.second.get(); });
+}
+
+int Sandbox::OpenDescriptors() const
+{
+    TableLock const lock = LockTable();
+    return CountDescriptorsLocked([&](SandboxNode const& node) { return node.journal == journal; });
+}
+
+void Sandbox::OnWrite(Observer observer)
+{
+    auto next = observer ? std::make_shared<Observer const>(std::move(observer)) : nullptr;
+    TableLock const lock = LockTable();
+    journal->observer.swap(next);
+}
+
+NodeGate::NodeGate(Sandbox& sandbox, std::string const& name)
+{
+    auto locked = LockNode(sandbox.Path(name));
+    node = std::move(locked.second);
+    ++node->gates;
+}
+
+bool NodeGate::WaitBlocked(std::chrono::milliseconds timeout) const
+{
+    TableLock lock = LockTable();
+    return NodeTable::Get().changed.wait_for(lock, timeout, [&] { return node != nullptr && node->heldWriters > 0; });
+}
+
+void NodeGate::Release()
+{
+    auto const held = std::exchange(node, nullptr);
+    TableLock const lock = LockTable();
+    if (held != nullptr && held->gates > 0) { // the end of the sandbox has opened every gate
+        --held->gates;
+        NodeTable::Get().changed.notify_all();
+    }
+}

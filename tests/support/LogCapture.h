@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <android/log.h>
+
+/** One line of the log, its prefix "[method:line] " taken apart. */
+struct LogLine {
+    int priority;
+    std::string tag;
+    std::string method; ///< empty where the line does not begin with the prefix
+    std::string text;   ///< without the prefix and without blanks and newlines at the end
+    std::string raw;    ///< as it was printed
+
+    /** "E TAG Method: text" */
+    std::string Render() const;
+};
+
+/**
+ * Catches every log line of the process while it lives, debug lines included, from every thread. Captures may be
+ * nested: each gets the line. Threads may log at any time, also while one begins or ends. Outside of every capture the
+ * log is silent, so that errors that a test provokes do not hide its own output.
+ *
+ * Lines behind the log switch need a LogSwitch as well.
+ */
+class LogCapture {
+public:
+    LogCapture();
+    LogCapture(LogCapture const&) = delete;
+    LogCapture& operator=(LogCapture const&) = delete;
+    ~LogCapture();
+
+    std::vector<LogLine> Entries() const;
+    /** Every line rendered, or those of one tag. */
+    std::vector<std::string> Lines(std::string const& tag = "") const;
+    /** @return how often this very line was printed. */
+    std::size_t Count(int priority, std::string const& tag, std::string const& method, std::string const& text) const;
+    bool Has(int priority, std::string const& tag, std::string const& method, std::string const& text) const;
+    /** @return how many lines of a priority were printed, whatever their tag. */
+    std::size_t Count(int priority) const;
+    void Clear();
+
+    /** Called by the logger. */
+    void Add(LogLine const& line);
+
+private:
+    int const previousPriority;
+    mutable std::mutex mutex;
+    std::vector<LogLine> entries; ///< guarded by mutex
+};
+
+/** Sets the log switch while it lives: bit 0 lets the info lines through, bit 1 the debug lines. */
+class LogSwitch {
+public:
+    explicit LogSwitch(unsigned int value);
+    LogSwitch(LogSwitch const&) = delete;
+    LogSwitch& operator=(LogSwitch const&) = delete;
+    ~LogSwitch();
+
+private:
+    unsigned int const previous;
+};
