@@ -8,16 +8,18 @@
 #include <vector>
 
 /**
- * A library with a few frequency resources (QoS 0..), each of one group with range 300..3000 and base 300..2500.
+ * A library with a few frequency resources (QoS FIRST_ID..), each of one group with range 300..3000 and base 300..2500.
  *
  * Without node paths everything goes to /dev/null, so that what is timed is the library and not a file system.
  */
 class BenchPlatform {
 public:
+    static constexpr PerfQosId FIRST_ID = 17; // from here on no id has a kind of its own
+
     explicit BenchPlatform(unsigned int resources, std::string const& minNode = "/dev/null",
                            std::string const& maxNode = "/dev/null")
     {
-        for (PerfQosId id = 0; id < resources; ++id) {
+        for (PerfQosId id = FIRST_ID; id < FIRST_ID + resources; ++id) {
             std::vector<PerfGroupConfig> groups;
             groups.emplace_back(0u, name, 300, 3000, 300, 2500, std::vector<std::string>{minNode, maxNode},
                                 CHIP_TYPE_ANY);
@@ -42,7 +44,7 @@ public:
     static std::vector<PerfRequestInfo> Boost(unsigned int resources, int value)
     {
         std::vector<PerfRequestInfo> infos;
-        for (PerfQosId id = 0; id < resources; ++id) {
+        for (PerfQosId id = FIRST_ID; id < FIRST_ID + resources; ++id) {
             infos.push_back({id, {{0, {{PERF_OPERATION_BOOST, value}}}}});
         }
         return infos;

@@ -49,7 +49,7 @@ void BM_RequestAmongOutstanding(benchmark::State& state)
 }
 BENCHMARK(BM_RequestAmongOutstanding)->Arg(0)->Arg(100)->Arg(4000);
 
-/** A value out of range: what a misbehaving client costs. The error lines go to the log. */
+/** A release that finds nothing, as after an expiry. */
 void BM_UnknownHandleRelease(benchmark::State& state)
 {
     BenchPlatform platform(1);
