@@ -10,13 +10,6 @@
 #include <set>
 #include <utility>
 
-namespace {
-
-constexpr unsigned int PHASE_MIN_MS = 20;
-constexpr unsigned int PHASE_MAX_MS = 60000;
-
-} // namespace
-
 EventManager::EventTable EventManager::Init(std::vector<ConfigurableEvent> const& events) const
 {
     EventTable table;
@@ -47,21 +40,24 @@ EventManager::EventItems EventManager::LoadQosToEventItem(std::vector<QosCommand
             PF_LOGE("[%s:%d] duplicate qos id: %u", command.qosId);
             return {};
         }
-        if (!LoadPhases(command, items)) {
+        if (!LoadPhases(__func__, command, items)) {
             return {};
         }
     }
     return items;
 }
 
-bool EventManager::LoadPhases(QosCommand const& command, EventItems& items) const
+bool EventManager::LoadPhases(char const* method, QosCommand const& command, EventItems& items) const
 {
-    static char const* const method = "LoadQosToEventItem";
     unsigned int offset = 0;
     for (EventPhase const& phase : command.phases) {
-        bool const wraps = phase.duration > std::numeric_limits<unsigned int>::max() - offset;
-        if (phase.duration < PHASE_MIN_MS || phase.duration > PHASE_MAX_MS || wraps) {
+        if (phase.duration < PERF_DURATION_MIN_MS || phase.duration > PERF_DURATION_MAX_MS) {
             PF_LOGE_AS(method, "[%s:%d] invalid duration: %u ms", phase.duration);
+            return false;
+        }
+        if (phase.duration > std::numeric_limits<unsigned int>::max() - offset) {
+            PF_LOGE_AS(method, "[%s:%d] phases of qos id %u too long: %u ms and %u ms more", command.qosId, offset,
+                       phase.duration);
             return false;
         }
         PerfGroupTable groups = LoadGroupInfo(phase.groupInfos);

@@ -18,7 +18,8 @@ struct PerfEventItemInt {
  * The catalogue of configurable events, and the probe.
  *
  * Filled once by Update during initialisation and only read afterwards: no lock. Init and the loaders build new tables
- * and leave the stored one alone; they return an empty result after one error line, so that one bad event discards all.
+ * and leave the stored one alone; they return an empty result after an error line at each level, so that one bad event discards all. (An empty list of
+ * groups is an empty result of LoadGroupInfo, too, which only its caller reports.)
  */
 class EventManager {
 public:
@@ -39,7 +40,7 @@ public:
     int Dump(std::ostringstream& out) const;
 
 private:
-    bool LoadPhases(QosCommand const& command, EventItems& items) const;
+    bool LoadPhases(char const* method, QosCommand const& command, EventItems& items) const;
 
     EventTable eventTable;
     ProbeEvent probeEvent;

@@ -11,7 +11,7 @@
  * The catalogue of configurable scenarios.
  *
  * Filled once by Update during initialisation and only read afterwards: no lock. Init builds a new table and returns an
- * empty one after an error line, so that one bad scenario discards all.
+ * empty one after an error line at each level, so that one bad scenario discards all.
  */
 class ScenarioManager {
 public:

@@ -4,6 +4,7 @@
 
 #include "sys/Log.h"
 
+#include <chrono>
 #include <utility>
 
 using std::chrono::steady_clock;
@@ -28,7 +29,8 @@ int CommandManager::RequestHandle(int pid, PerfTimePoint const& now, CommandWrap
 
     MutexLock lock(mutex);
     ClearExpiredHandle(now);
-    handle = AllocHandleByPid(pid);
+    auto process = pidHandleMap.end();
+    handle = AllocHandleByPid(pid, process);
     if (handle == INVALID_HANDLE) {
         PF_LOGE("[%s:%d] alloc new handle failed for pid %d", pid);
         return -1;
@@ -45,21 +47,22 @@ int CommandManager::RequestHandle(int pid, PerfTimePoint const& now, CommandWrap
         PF_LOGE("[%s:%d] invalid command type: %u", wrapper.cmdType);
         return -1;
     }
-    return FileWrapper(__func__, pid, handle, wrapper);
+    return FileWrapper(__func__, pid, process, handle, wrapper);
 }
 
 int CommandManager::RequestEventHandle(PerfEventId eventId, PerfTimePoint const& now, CommandWrapper& wrapper)
 {
     MutexLock lock(mutex);
     ClearExpiredHandle(now);
-    unsigned long long const handle = AllocHandleByPid(limits.eventPid);
+    auto process = pidHandleMap.end();
+    unsigned long long const handle = AllocHandleByPid(limits.eventPid, process);
     if (handle == INVALID_HANDLE) {
         PF_LOGE("[%s:%d] alloc new handle failed for pid %d", limits.eventPid);
         return -1;
     }
     eventHandleMap.emplace(eventId, handle);
     shortTermEndtimeMap.emplace(wrapper.endTime, ShortCmdInfo{limits.eventPid, handle, wrapper.endTime, eventId});
-    return FileWrapper(__func__, limits.eventPid, handle, wrapper);
+    return FileWrapper(__func__, limits.eventPid, process, handle, wrapper);
 }
 
 int CommandManager::RequestProbeHandle(int tid, PerfTimePoint const& now, CommandWrapper& wrapper)
@@ -81,10 +84,14 @@ int CommandManager::RequestProbeHandle(int tid, PerfTimePoint const& now, Comman
     return PROBE_MADE;
 }
 
-int CommandManager::FileWrapper(char const* method, int pid, unsigned long long handle, CommandWrapper& wrapper)
+int CommandManager::FileWrapper(char const* method, int pid, PidHandleMap::iterator process,
+                                unsigned long long handle, CommandWrapper& wrapper)
 {
     wrapper.FillInHandle(handle);
-    if (!pidHandleMap[pid].emplace(handle, wrapper).second) {
+    if (process == pidHandleMap.end()) {
+        process = pidHandleMap.try_emplace(pid).first;
+    }
+    if (!process->second.emplace(handle, wrapper).second) {
         PF_LOGE_AS(method, "[%s:%d] handle duplicate: %llu", handle);
         return -1;
     }
@@ -92,6 +99,12 @@ int CommandManager::FileWrapper(char const* method, int pid, unsigned long long 
 }
 
 unsigned long long CommandManager::AllocHandleByPid(int pid)
+{
+    auto process = pidHandleMap.end();
+    return AllocHandleByPid(pid, process);
+}
+
+unsigned long long CommandManager::AllocHandleByPid(int pid, PidHandleMap::iterator& process)
 {
     if (totalHandleNum >= limits.maxTotalHandleNum) {
         PF_LOGE("[%s:%d] total handle num reach maximum: %u", limits.maxTotalHandleNum);
@@ -101,7 +114,7 @@ unsigned long long CommandManager::AllocHandleByPid(int pid)
         PF_LOGE("[%s:%d] invalid pid: %d", pid);
         return INVALID_HANDLE;
     }
-    auto const process = pidHandleMap.find(pid);
+    process = pidHandleMap.find(pid);
     if (process != pidHandleMap.end()) {
         if (process->second.size() >= limits.maxHandleNumPerProcess) {
             PF_LOGE("[%s:%d] handle num in one process reach maximum: %u", limits.maxHandleNumPerProcess);
@@ -318,12 +331,12 @@ void CommandManager::ClearExpiredHandle(PerfTimePoint const& now)
 {
     auto const running = shortTermEndtimeMap.upper_bound(now);
     for (auto it = shortTermEndtimeMap.begin(); it != running; ++it) {
-        ForgetExpired(it->second);
+        ForgetExpired(__func__, it->second);
     }
     shortTermEndtimeMap.erase(shortTermEndtimeMap.begin(), running);
 }
 
-void CommandManager::ForgetExpired(ShortCmdInfo const& info)
+void CommandManager::ForgetExpired(char const* method, ShortCmdInfo const& info)
 {
     if (info.eventId == PROBE_EVENT_ID) {
         probeHandleMap.erase(info.pid);
@@ -335,7 +348,7 @@ void CommandManager::ForgetExpired(ShortCmdInfo const& info)
             pidHandleMap.erase(process);
         }
     } else {
-        PF_LOGE_AS("ClearExpiredHandle", "[%s:%d] handle map mismatch");
+        PF_LOGE_AS(method, "[%s:%d] handle map mismatch");
     }
     auto const [first, last] = eventHandleMap.equal_range(info.eventId);
     for (auto it = first; it != last; ++it) {

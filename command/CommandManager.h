@@ -22,10 +22,10 @@ struct CommandLimits {
 /**
  * Gives out handles, keeps what stands behind each until its release or its end, and builds the release commands.
  *
- * Any thread may call; one mutex serialises the maps and the counters. Expired handles are forgotten at the next locked
- * operation: no stop is built for them, because the groups let timed commands go by themselves. Nothing is called from
- * under the mutex but the log and the wrapper's own FillInHandle. Operations return 0, or -1 after a log line, unless
- * said otherwise; an out argument is unspecified after -1.
+ * Any thread may call; one mutex serialises the maps and the counters. Expired handles are forgotten at the next request
+ * or release: no stop is built for them, because the groups let timed commands go by themselves. Nothing is called from
+ * under the mutex but the log and the wrapper's own FillInHandle. Operations return 0, or -1 after a log line (in normal
+ * running, such as for an unknown handle, a debug line), unless said otherwise; an out argument is unspecified after -1.
  */
 class CommandManager {
 public:
@@ -61,7 +61,7 @@ public:
     /** @return whether the handle still stands under this process (eventPid for events, the thread for probes). */
     bool IsOutstanding(int pid, unsigned long long handle);
     int EventPid() const { return limits.eventPid; }
-    /** @return outstanding handles, expired ones included until the next locked operation. */
+    /** @return outstanding handles, expired ones included until they are forgotten. */
     unsigned int TotalHandleNum();
 
     void ClearExpiredHandle(PerfTimePoint const& now) REQUIRES(mutex);
@@ -83,11 +83,14 @@ private:
         PerfEventId eventId = REQUEST_EVENT_ID;
     };
 
+    /** @param process set to where the handles of the process are filed, or to the end if it has none yet. */
+    unsigned long long AllocHandleByPid(int pid, PidHandleMap::iterator& process) REQUIRES(mutex);
     /** Stamps the wrapper and files a copy; method is the operation that a duplicate is reported for. */
-    int FileWrapper(char const* method, int pid, unsigned long long handle, CommandWrapper& wrapper) REQUIRES(mutex);
+    int FileWrapper(char const* method, int pid, PidHandleMap::iterator process, unsigned long long handle,
+                    CommandWrapper& wrapper) REQUIRES(mutex);
     int ComposeFromProcess(char const* method, PidHandleMap::iterator process, unsigned long long handle,
                            CommandWrapper& out) REQUIRES(mutex);
-    void ForgetExpired(ShortCmdInfo const& info) REQUIRES(mutex);
+    void ForgetExpired(char const* method, ShortCmdInfo const& info) REQUIRES(mutex);
     void NoteRelease() { releaseCount.fetch_add(1, std::memory_order_release); }
 
     CommandLimits const limits; // constant after construction

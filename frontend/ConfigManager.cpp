@@ -62,7 +62,7 @@ int ConfigManager::Init(PerfDefaultConfig const& config, std::vector<Configurabl
     return 0;
 }
 
-int ConfigManager::EventValidate(EventManager::EventTable& events)
+int ConfigManager::EventValidate(EventManager::EventTable& events) noexcept
 {
     EventManager::EventTable validated;
     for (auto const& [eventId, items] : events) {
@@ -85,7 +85,7 @@ int ConfigManager::EventValidate(EventManager::EventTable& events)
     return 0;
 }
 
-int ConfigManager::ScenarioValidate(ScenarioManager::ScenarioTable& scenarios)
+int ConfigManager::ScenarioValidate(ScenarioManager::ScenarioTable& scenarios) noexcept
 {
     for (auto& scenario : scenarios) {
         for (auto& [qosId, groups] : scenario.second) {

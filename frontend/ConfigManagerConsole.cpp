@@ -72,7 +72,7 @@ int ConfigManager::Dump(std::ostringstream& out, std::vector<std::string> const&
     return -1;
 }
 
-bool ConfigManager::DumpInfo(std::ostringstream& out, std::string const& option)
+bool ConfigManager::DumpInfo(std::ostringstream& out, std::string const& option) noexcept
 {
     if (option == "--event") {
         eventManager.Dump(out);
@@ -97,7 +97,7 @@ bool ConfigManager::DumpInfo(std::ostringstream& out, std::string const& option)
     return true;
 }
 
-int ConfigManager::TaskDump(bool baseInfo, std::ostringstream& out)
+int ConfigManager::TaskDump(bool baseInfo, std::ostringstream& out) noexcept
 {
     PerfCommandType const type = baseInfo ? PERF_COMMAND_GET_BASE_INFO : PERF_COMMAND_GET_LOG;
     CommandWrapper wrapper(type, PerfTimePoint{}, PerfTimePoint{}, 0);
@@ -120,7 +120,7 @@ int ConfigManager::TaskDump(bool baseInfo, std::ostringstream& out)
 }
 
 void ConfigManager::BuildGetLogCmd(unsigned long long handle, std::vector<PerfQosId>& ids,
-                                   CommandWrapper& wrapper) const
+                                   CommandWrapper& wrapper) const noexcept
 {
     resourceManager.GetResourceIds(handle, ids); // the handle is taken as a mask of resources: all bits, all of them
     for (PerfQosId const id : ids) {
@@ -128,7 +128,7 @@ void ConfigManager::BuildGetLogCmd(unsigned long long handle, std::vector<PerfQo
     }
 }
 
-void ConfigManager::DumpFreqLimitHistory(std::ostringstream& out)
+void ConfigManager::DumpFreqLimitHistory(std::ostringstream& out) noexcept
 {
     for (PerfQosId id = 0; id < PERF_QOS_LIMIT_HISTORY_COUNT; ++id) {
         auto const& resource = resourceManager.GetResourcePtr(id);

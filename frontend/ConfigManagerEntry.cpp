@@ -7,25 +7,28 @@
 #include "sys/SysWrapper.h"
 
 #include <chrono>
+#include <string>
+#include <vector>
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 namespace {
 
-void TraceId(char const* label, unsigned int id)
+/** The label, the id if there is one, and the params; built only while somebody traces. */
+void TraceCall(char const* label, unsigned int const* id, std::vector<unsigned int> const& params = {})
 {
-    if (SysWrapper::IsSysTraceEnabled()) {
-        SysWrapper::SysTraceName(label + std::to_string(id));
+    if (!SysWrapper::IsSysTraceEnabled()) {
+        return;
     }
-}
-
-void TraceParams(std::string label, std::vector<unsigned int> const& params)
-{
+    std::string text = label;
+    if (id != nullptr) {
+        text += std::to_string(*id);
+    }
     for (unsigned int const param : params) {
-        label += " " + std::to_string(param);
+        text += " " + std::to_string(param);
     }
-    SysWrapper::SysTraceName(label);
+    SysWrapper::SysTraceName(text);
 }
 
 } // namespace
@@ -37,7 +40,7 @@ int ConfigManager::PerfSetScenario(int pid, unsigned int scenarioId, unsigned lo
         PF_LOGE("[%s:%d] invalid scenario id: %u", scenarioId);
         return -1;
     }
-    TraceId("velquist_log:scenario id=", scenarioId);
+    TraceCall("velquist_log:scenario id=", &scenarioId);
     CommandWrapper wrapper(PERF_COMMAND_LONG_START, PerfTimePoint{}, PerfTimePoint{}, 0);
     for (auto const& [qosId, groups] : items) {
         wrapper.InsertRequestCommand(qosId, groups);
@@ -47,17 +50,18 @@ int ConfigManager::PerfSetScenario(int pid, unsigned int scenarioId, unsigned lo
         PF_LOGE("[%s:%d] RequestHandle failed for pid %d", pid);
         return -1;
     }
-    if (resourceManager.SendCmdToResources(wrapper) != 0) {
+    int const sent = resourceManager.SendCmdToResources(wrapper);
+    StopIfReleased(pid, releaseCount, wrapper);
+    if (sent != 0) {
         PF_LOGE("[%s:%d] SendCmdToResources failed for pid %d", pid);
         return -1;
     }
-    StopIfReleased(pid, releaseCount, wrapper);
     return 0;
 }
 
 int ConfigManager::PerfSetMode(int pid, unsigned int modeId, unsigned long long& handle) noexcept
 {
-    TraceId("velquist_log:workMode id=", modeId);
+    TraceCall("velquist_log:workMode id=", &modeId);
     if (!workModeManager.IsValidWorkModeId(modeId)) {
         PF_LOGE("[%s:%d] invalid work mode id: %u", modeId);
         return -1;
@@ -95,9 +99,7 @@ int ConfigManager::PerfSetSuspend(std::vector<unsigned int> const& params) noexc
         PF_LOGE("[%s:%d] invalid Set Suspend param size %zu", params.size());
         return -1;
     }
-    if (SysWrapper::IsSysTraceEnabled()) {
-        TraceParams("velquist_log:suspend=", params);
-    }
+    TraceCall("velquist_log:suspend=", nullptr, params);
     PerfCommandType const type = params[0] != 0 ? PERF_COMMAND_SUSPEND_ON : PERF_COMMAND_SUSPEND_OFF;
     CommandWrapper wrapper(type, PerfTimePoint{}, PerfTimePoint{}, 0);
     for (size_t i = 1; i < params.size(); ++i) {
@@ -119,9 +121,7 @@ int ConfigManager::PerfEvent(unsigned int eventId, std::vector<unsigned int> con
                              std::string const& message) noexcept
 {
     PF_LOGI_VERBOSE("[%s:%d] user message: %s", message.c_str());
-    if (SysWrapper::IsSysTraceEnabled()) {
-        TraceParams("velquist_log:eventId=" + std::to_string(eventId), params);
-    }
+    TraceCall("velquist_log:eventId=", &eventId, params);
     if (eventId == PROBE_EVENT_ID) {
         return ProbeEventDoor(__func__, params);
     }
@@ -184,11 +184,12 @@ int ConfigManager::StartEvent(PerfEventId eventId, unsigned int duration) noexce
         PF_LOGE("[%s:%d] RequestEventHandle failed for event id: %u", eventId);
         return -1;
     }
-    if (resourceManager.SendCmdToResources(wrapper) != 0) {
+    int const sent = resourceManager.SendCmdToResources(wrapper);
+    StopIfReleased(commandManager.EventPid(), releaseCount, wrapper);
+    if (sent != 0) {
         PF_LOGE("[%s:%d] SendCmdToResources failed for event id: %u", eventId);
         return -1;
     }
-    StopIfReleased(commandManager.EventPid(), releaseCount, wrapper);
     return 0;
 }
 
@@ -227,13 +228,14 @@ int ConfigManager::StartProbe(int tid) noexcept
     default:
         break;
     }
-    if (resourceManager.SendCmdToResources(wrapper) != 0) {
-        PF_LOGE("[%s:%d] SendCmdToResources failed");
-        return -1;
-    }
-    int const ret = threadBinder.AddThreadInfo({tid, wrapper.startTime, wrapper.endTime});
+    int const sent = resourceManager.SendCmdToResources(wrapper);
+    ThreadInfo const info{tid, wrapper.startTime, wrapper.endTime};
+    int const ret = sent == 0 ? threadBinder.AddThreadInfo(info) : -1;
     if (StopIfReleased(tid, releaseCount, wrapper)) {
-        threadBinder.DeleteThreadInfo(tid); // the stop came before there was anything to unbind
+        threadBinder.DeleteThreadInfo(info); // a stop that came before the request for a binding found none to undo
+    }
+    if (sent != 0) {
+        PF_LOGE("[%s:%d] SendCmdToResources failed");
     }
     return ret;
 }

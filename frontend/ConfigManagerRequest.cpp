@@ -8,12 +8,12 @@
 
 #include <algorithm>
 #include <chrono>
+#include <map>
+#include <memory>
+#include <string>
 #include <utility>
 
 namespace {
-
-constexpr unsigned int DURATION_MIN_MS = 20;
-constexpr unsigned int DURATION_MAX_MS = 60000;
 
 /** Adds what the first table lacks: of equal operations the first wins. */
 void FoldInto(PerfGroupTable& first, PerfGroupTable const& second)
@@ -33,8 +33,8 @@ int ConfigManager::PerfRequest(int pid, unsigned int duration, std::vector<PerfR
     PerfTimePoint end{};
     AddSysTraceName(infos); // before any check: rejected requests are traced too
     if (duration != 0) {
-        if (duration < DURATION_MIN_MS || duration > DURATION_MAX_MS) {
-            PF_LOGE("[%s:%d] duration(%u) out of range(%u, %u)", duration, DURATION_MIN_MS, DURATION_MAX_MS);
+        if (duration < PERF_DURATION_MIN_MS || duration > PERF_DURATION_MAX_MS) {
+            PF_LOGE("[%s:%d] duration(%u) out of range(%u, %u)", duration, PERF_DURATION_MIN_MS, PERF_DURATION_MAX_MS);
             return -1;
         }
         type = PERF_COMMAND_SHORT_START;
@@ -61,16 +61,17 @@ int ConfigManager::PerfRequest(int pid, unsigned int duration, std::vector<PerfR
         PF_LOGE("[%s:%d] RequestHandle failed for pid %d", pid);
         return -1;
     }
-    if (resourceManager.SendCmdToResources(wrapper) != 0) {
+    int const sent = resourceManager.SendCmdToResources(wrapper);
+    StopIfReleased(pid, releaseCount, wrapper);
+    if (sent != 0) {
         PF_LOGE("[%s:%d] SendCmdToResources failed for pid %d", pid);
         return -1;
     }
-    StopIfReleased(pid, releaseCount, wrapper);
     return 0;
 }
 
 int ConfigManager::PreHandleEasBaseCommand(unsigned int duration, PerfCommandType& type,
-                                           std::vector<PerfRequestInfo> const& infos) const
+                                           std::vector<PerfRequestInfo> const& infos) const noexcept
 {
     auto const bases = std::count_if(infos.begin(), infos.end(),
                                      [](PerfRequestInfo const& info) { return info.qosId == PERF_QOS_EAS_BASE; });
@@ -85,7 +86,7 @@ int ConfigManager::PreHandleEasBaseCommand(unsigned int duration, PerfCommandTyp
     return 0;
 }
 
-std::vector<QosInfoInt> ConfigManager::RequestFilter(std::vector<PerfRequestInfo> const& infos) const
+std::vector<QosInfoInt> ConfigManager::RequestFilter(std::vector<PerfRequestInfo> const& infos) const noexcept
 {
     std::vector<QosInfoInt> request; // by ascending id; requests name a handful of resources
     request.reserve(infos.size());
@@ -106,32 +107,31 @@ std::vector<QosInfoInt> ConfigManager::RequestFilter(std::vector<PerfRequestInfo
     return request;
 }
 
-PerfGroupTable ConfigManager::BuildGroupInfo(std::vector<GroupInfo> const& groupInfos) const
+PerfGroupTable ConfigManager::BuildGroupInfo(std::vector<GroupInfo> const& groupInfos) const noexcept
 {
     PerfGroupTable table;
     for (GroupInfo const& info : groupInfos) {
         std::map<PerfOperationType, int> operations;
         for (auto const& [operation, value] : info.operations) {
-            operations[operation] = value; // within one info the last wins
+            operations[operation] = value;
         }
         if (!operations.empty()) {
-            table[info.groupId] = std::move(operations);
+            table[info.groupId] = std::move(operations); // the last wins whole; between infos the first does
         }
     }
     return table;
 }
 
-PerfGroupTable ConfigManager::MergeGroupInfo(PerfGroupTable const& first, PerfGroupTable const& second)
+PerfGroupTable ConfigManager::MergeGroupInfo(PerfGroupTable const& first, PerfGroupTable const& second) noexcept
 {
     PerfGroupTable merged = first;
     FoldInto(merged, second);
     return merged;
 }
 
-int ConfigManager::RequestValidate(PerfCommandType type, std::vector<QosInfoInt>& request, PerfQosId& invalidQosId)
+int ConfigManager::RequestValidate(PerfCommandType type, std::vector<QosInfoInt>& request, PerfQosId& invalidQosId) noexcept
 {
-    std::vector<QosInfoInt> validated;
-    validated.reserve(request.size());
+    auto kept = request.begin();
     for (QosInfoInt& info : request) {
         auto const& resource = resourceManager.GetResourcePtr(info.qosId);
         if (resource == nullptr) {
@@ -143,13 +143,16 @@ int ConfigManager::RequestValidate(PerfCommandType type, std::vector<QosInfoInt>
             PF_LOGE("[%s:%d] RequestValidate failed for qos id %u", info.qosId);
             return -1;
         }
-        validated.push_back(std::move(info));
+        if (&*kept != &info) {
+            *kept = std::move(info);
+        }
+        ++kept;
     }
-    request.swap(validated);
+    request.erase(kept, request.end());
     return 0;
 }
 
-void ConfigManager::AddSysTraceName(std::vector<PerfRequestInfo> const& infos) const
+void ConfigManager::AddSysTraceName(std::vector<PerfRequestInfo> const& infos) const noexcept
 {
     if (!SysWrapper::IsSysTraceEnabled()) {
         return;
@@ -211,7 +214,7 @@ int ConfigManager::PerfReleaseAll(int pid) noexcept
     return 0;
 }
 
-int ConfigManager::ReleaseCommand(int pid, unsigned long long handle, CommandWrapper& wrapper)
+int ConfigManager::ReleaseCommand(int pid, unsigned long long handle, CommandWrapper& wrapper) noexcept
 {
     PF_LOGD("[%s:%d] ReleaseCommand for pid: %d", pid);
     if (wrapper.cmdType == PERF_COMMAND_MODE_START) {

@@ -69,6 +69,21 @@ void PerfThreadBinder::DeleteThreadInfo(int tid)
     }
 }
 
+void PerfThreadBinder::DeleteThreadInfo(ThreadInfo const& info)
+{
+    MutexLock lock(mutex);
+    auto const known = threads.find(info.tid);
+    bool const isSame = known != threads.end() && known->second.startTime == info.startTime &&
+                        known->second.endTime == info.endTime;
+    if (!isSame) {
+        return;
+    }
+    PF_LOGD("[%s:%d] del probe tid = %d", info.tid);
+    if (DeleteFromQue(info.tid)) {
+        condition.notify_one();
+    }
+}
+
 bool PerfThreadBinder::DeleteFromQue(int tid)
 {
     auto const known = threads.find(tid);
@@ -142,7 +157,7 @@ void PerfThreadBinder::WorkThread()
     pthread_setname_np(pthread_self(), "pf_binder");
     PF_LOGD("[%s:%d] Perf Thread Binder WorkThread");
     for (;;) {
-        // Released and retaken between passes, so that a client call never waits for more than one pass.
+        // Released and retaken between passes, so that client calls get in.
         MutexLock lock(mutex);
         if (stop) {
             break;

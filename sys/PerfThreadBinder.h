@@ -21,8 +21,8 @@ struct ThreadInfo {
  * Binds client threads to CPUs for a span of time, by writing "text|tid" to a kernel node at the start and "FF|tid" at
  * the end.
  *
- * AddThreadInfo and DeleteThreadInfo may be called from any thread; they hold the mutex briefly, but wait for a pass of
- * the worker, which writes the node under it. The worker sleeps until the next start or end. Bindings in force at
+ * AddThreadInfo and DeleteThreadInfo may be called from any thread; they may have to wait for a pass of the worker, which
+ * writes the node under the mutex. The worker sleeps until the next start or end. Bindings in force at
  * destruction are not undone.
  */
 class PerfThreadBinder {
@@ -41,6 +41,8 @@ public:
 
     /** Forgets a request; a binding in force is undone at once by the worker. */
     void DeleteThreadInfo(int tid);
+    /** The same, but only if exactly this request stands for the thread: a newer one stays. */
+    void DeleteThreadInfo(ThreadInfo const& info);
 
     /** Writes one line to the node. Worker thread. @return the result of the write, 0 or -1. */
     int DoConfig(bool bind, ThreadInfo const& info) REQUIRES(mutex);

@@ -41,7 +41,11 @@ struct ConfigManagerOptions {
  * waits for the command in progress on each worker and drops the rest; nodes stay as they are.
  *
  * Values are in the unit of the node; durations are milliseconds. Operations return 0, or -1 after a log line under
- * "PF_CFG_MGR" or the module concerned. Nothing is thrown.
+ * "PF_CFG_MGR" or the module concerned (what can happen in normal running, such as an empty request or an unknown handle, is
+ * a debug line only). Nothing is thrown.
+ *
+ * A handle that a call sets stays untouched if the call fails before one was allocated, is INVALID_HANDLE if none could be,
+ * and is a real one, to be released, if only the sending failed: as when a request names no resource of this platform.
  */
 class ConfigManager {
 public:
@@ -67,8 +71,9 @@ public:
      * Asks for floors and ceilings, and returns when they are queued.
      * @param pid the client, above CommandLimits::eventPid.
      * @param duration ms: 20..60000, after which the request ends by itself; or 0, until it is released.
-     * @param infos one resource may be named several times: of equal operations the first info wins, and the last pair
-     *     within an info. Resources that the platform lacks are left out.
+     * @param infos one resource may be named several times: of equal operations the first info wins. Within one info the
+     *     last pair wins, and a group that is named again replaces what stood for it. Resources that the platform lacks
+     *     are left out.
      * @param handle set to the handle to release, or to NO_HANDLE for EAS base values, which are not released.
      */
     CORVANE_EXPORT int PerfRequest(int pid, unsigned int duration, std::vector<PerfRequestInfo> const& infos,
@@ -105,24 +110,24 @@ public:
     CORVANE_EXPORT void DumpCoreVersion(std::ostringstream& out) noexcept;
 
     // The steps of the calls above.
-    CORVANE_EXPORT int EventValidate(EventManager::EventTable& events);
-    CORVANE_EXPORT int ScenarioValidate(ScenarioManager::ScenarioTable& scenarios);
+    CORVANE_EXPORT int EventValidate(EventManager::EventTable& events) noexcept;
+    CORVANE_EXPORT int ScenarioValidate(ScenarioManager::ScenarioTable& scenarios) noexcept;
     /** Folds a request into one entry per resource, by ascending id. */
-    CORVANE_EXPORT std::vector<QosInfoInt> RequestFilter(std::vector<PerfRequestInfo> const& infos) const;
+    CORVANE_EXPORT std::vector<QosInfoInt> RequestFilter(std::vector<PerfRequestInfo> const& infos) const noexcept;
     /** Drops entries without a resource (and reports the last such id); corrects values where configured. */
     CORVANE_EXPORT int RequestValidate(PerfCommandType type, std::vector<QosInfoInt>& request,
-                                       PerfQosId& invalidQosId);
+                                       PerfQosId& invalidQosId) noexcept;
     CORVANE_EXPORT int PreHandleEasBaseCommand(unsigned int duration, PerfCommandType& type,
-                                               std::vector<PerfRequestInfo> const& infos) const;
-    CORVANE_EXPORT void AddSysTraceName(std::vector<PerfRequestInfo> const& infos) const;
-    CORVANE_EXPORT PerfGroupTable BuildGroupInfo(std::vector<GroupInfo> const& groupInfos) const;
-    CORVANE_EXPORT PerfGroupTable MergeGroupInfo(PerfGroupTable const& first, PerfGroupTable const& second);
-    CORVANE_EXPORT int ReleaseCommand(int pid, unsigned long long handle, CommandWrapper& wrapper);
-    CORVANE_EXPORT bool DumpInfo(std::ostringstream& out, std::string const& option);
-    CORVANE_EXPORT int TaskDump(bool baseInfo, std::ostringstream& out);
-    CORVANE_EXPORT void DumpFreqLimitHistory(std::ostringstream& out);
+                                               std::vector<PerfRequestInfo> const& infos) const noexcept;
+    CORVANE_EXPORT void AddSysTraceName(std::vector<PerfRequestInfo> const& infos) const noexcept;
+    CORVANE_EXPORT PerfGroupTable BuildGroupInfo(std::vector<GroupInfo> const& groupInfos) const noexcept;
+    CORVANE_EXPORT PerfGroupTable MergeGroupInfo(PerfGroupTable const& first, PerfGroupTable const& second) noexcept;
+    CORVANE_EXPORT int ReleaseCommand(int pid, unsigned long long handle, CommandWrapper& wrapper) noexcept;
+    CORVANE_EXPORT bool DumpInfo(std::ostringstream& out, std::string const& option) noexcept;
+    CORVANE_EXPORT int TaskDump(bool baseInfo, std::ostringstream& out) noexcept;
+    CORVANE_EXPORT void DumpFreqLimitHistory(std::ostringstream& out) noexcept;
     CORVANE_EXPORT void BuildGetLogCmd(unsigned long long handle, std::vector<PerfQosId>& ids,
-                                       CommandWrapper& wrapper) const;
+                                       CommandWrapper& wrapper) const noexcept;
 
 private:
     struct DebugScenarioInfo {
@@ -133,17 +138,19 @@ private:
     int ProbeEventDoor(char const* method, std::vector<unsigned int> const& params);
     int ReleaseWorkModeCommand(char const* method, unsigned long long handle, CommandWrapper& wrapper);
     /**
-     * Closes the gap between recording a start and sending it: what was released in between is sent its stop.
+     * Closes the gap between recording a start and sending it (or a part of it): what was released in between is sent its
+     * stop. A second stop, or one for a handle that has only expired, finds nothing in the groups and does no harm.
      * @param owner the process that the handle stands under.
      * @param releaseCount as it was before the start was recorded.
-     * @return whether the handle had been released.
+     * @return whether the handle is gone.
      */
     bool StopIfReleased(int owner, unsigned long long releaseCount, CommandWrapper& wrapper);
     void DebugEnable(std::ostringstream& out, unsigned int scenarioId, unsigned long long& slot);
     void DebugDisable(std::ostringstream& out, unsigned int scenarioId, unsigned long long& slot);
 
+    // lock for themselves
     CommandManager commandManager;
-    ResourceManager resourceManager;
+    ResourceManager resourceManager; // constant after Init, as are the two catalogues
     WorkModeManager workModeManager;
     EventManager eventManager;
     ScenarioManager scenarioManager;
@@ -155,7 +162,6 @@ private:
     std::vector<unsigned long long> debugHandles GUARDED_BY(debugLock); ///< NO_HANDLE: nothing in effect
     Mutex dumpLock; ///< held from sending the orders to collecting the answers
 
-    // constant after Init
-    int const debugClientPid;
-    bool initCalled = false;
+    int const debugClientPid; // constant after construction
+    bool initCalled = false;  // the thread of Init only
 };

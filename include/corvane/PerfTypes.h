@@ -82,5 +82,9 @@ inline constexpr unsigned long long NO_HANDLE = 0xFFFFFFFFFFFFFFFFULL;
 /** Group id to operation to value: the payload of every request, event and scenario. */
 using PerfGroupTable = std::map<unsigned int, std::map<PerfOperationType, int>>;
 
+/** Bounds of a timed request and of an event's phase, in ms. */
+inline constexpr unsigned int PERF_DURATION_MIN_MS = 20;
+inline constexpr unsigned int PERF_DURATION_MAX_MS = 60000;
+
 /** Monotonic time in nanoseconds; the zero time point means "none". */
 using PerfTimePoint = std::chrono::steady_clock::time_point;

@@ -5,7 +5,7 @@
 /** The process-wide verbose-log switch. Any thread may call both; a late view only changes which lines are printed. */
 namespace PfLogonNamespace {
 
-/** Lets the info lines through: final writes of groups and suspend changes. */
+/** Lets the info lines through: final writes of groups, suspend changes, the messages that come with events. */
 inline constexpr unsigned int INFO_BIT = 1;
 /** Lets the debug lines through. */
 inline constexpr unsigned int DEBUG_BIT = 2;
