@@ -1,0 +1,26 @@
+# install, find_package(corvane) and pkg-config corvane
+
+set(CORVANE_INSTALL_HEADERS "${CMAKE_INSTALL_INCLUDEDIR}/libcorvane")
+set(CORVANE_INSTALL_CMAKE "${CMAKE_INSTALL_LIBDIR}/cmake/corvane")
+
+install(TARGETS corvane EXPORT corvaneTargets COMPONENT corvane
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT corvane
+    FILE_SET HEADERS DESTINATION "${CORVANE_INSTALL_HEADERS}" COMPONENT corvane
+    FILE_SET internal_headers DESTINATION "${CORVANE_INSTALL_HEADERS}" COMPONENT corvane)
+install(EXPORT corvaneTargets NAMESPACE corvane:: DESTINATION "${CORVANE_INSTALL_CMAKE}" COMPONENT corvane)
+
+configure_package_config_file(cmake/corvaneConfig.cmake.in "${PROJECT_BINARY_DIR}/corvaneConfig.cmake"
+    INSTALL_DESTINATION "${CORVANE_INSTALL_CMAKE}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/corvaneConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/corvaneConfig.cmake" "${PROJECT_BINARY_DIR}/corvaneConfigVersion.cmake"
+    DESTINATION "${CORVANE_INSTALL_CMAKE}" COMPONENT corvane)
+
+# The .pc file finds its prefix from its own place, so that the installed folder can be moved.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig"
+    OUTPUT_VARIABLE CORVANE_PC_TO_PREFIX)
+configure_file(cmake/corvane.pc.in "${PROJECT_BINARY_DIR}/corvane.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/corvane.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT corvane)
+
+if(CORVANE_BUILD_TOOLS)
+    install(TARGETS corvanectl RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT corvanectl)
+endif()
