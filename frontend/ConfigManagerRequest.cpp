@@ -15,11 +15,11 @@
 
 namespace {
 
-/** Adds what the first table lacks: of equal operations the first wins. */
-void FoldInto(PerfGroupTable& first, PerfGroupTable const& second)
+/** Moves over what the first table lacks: of equal operations the first wins. */
+void FoldInto(PerfGroupTable& first, PerfGroupTable&& second)
 {
-    for (auto const& [groupId, operations] : second) {
-        first[groupId].insert(operations.begin(), operations.end());
+    for (auto& [groupId, operations] : second) {
+        first[groupId].merge(operations);
     }
 }
 
@@ -101,7 +101,7 @@ std::vector<QosInfoInt> ConfigManager::RequestFilter(std::vector<PerfRequestInfo
         if (place == request.end() || place->qosId != qosId) {
             request.insert(place, {qosId, std::move(table)});
         } else {
-            FoldInto(place->groupInfo, table);
+            FoldInto(place->groupInfo, std::move(table));
         }
     }
     return request;
@@ -125,7 +125,7 @@ PerfGroupTable ConfigManager::BuildGroupInfo(std::vector<GroupInfo> const& group
 PerfGroupTable ConfigManager::MergeGroupInfo(PerfGroupTable const& first, PerfGroupTable const& second) noexcept
 {
     PerfGroupTable merged = first;
-    FoldInto(merged, second);
+    FoldInto(merged, PerfGroupTable(second));
     return merged;
 }
 

@@ -72,7 +72,7 @@ void FrequencyGroup::DoConfig(int boostValue, int limitValue)
 void FrequencyGroup::RecordLimitCmd(int boostValue, int limitValue)
 {
     if (boostValue == limitValue) {
-        return; // a pinned frequency is no limit
+        return; // a pinned frequency is not announced, though the history has it
     }
     if (limitValue != availableMax && limitValue != lastLoggedLimit) {
         lastLoggedLimit = limitValue;

@@ -5,8 +5,15 @@
 #include "sys/Log.h"
 #include "sys/SysWrapper.h"
 
+namespace {
+
+/** Meant so: the nodes of a group of this name, and of no other, may be missing without an error line. */
+constexpr char const* SKIPPING_GROUP = "REMAINDER";
+
+} // namespace
+
 LevelMapGroup::LevelMapGroup(PerfGroupConfig const& config, PerfWorkMode mode)
-    : PerfGroup(config, mode), skipsUnopenableNodes(config.name == "REMAINDER"), levelMap(config.level2ValueMap)
+    : PerfGroup(config, mode), skipsUnopenableNodes(config.name == SKIPPING_GROUP), levelMap(config.level2ValueMap)
 {
     for (std::string const& path : config.nodePathVec) {
         nodes.push_back({path, -1});

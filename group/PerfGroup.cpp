@@ -19,14 +19,15 @@ bool IsReserved(unsigned long long handle)
     return handle >= INVALID_HANDLE;
 }
 
-/** @param side the word for the queue in the log: "boost", "limit base", ... */
+/** @param side the word for the queue in the log: "boost", "limit", "boost base" or "limit base". */
 template <typename Que>
 int DeleteFromSide(char const* method, std::string const& group, char const* side, PerfGroupQueItem& slot, Que& que,
                    PerfGroupQueItem const& item)
 {
     if (item.handle == slot.handle) {
         int const removed = slot.value;
-        return QueSide::PromoteFirst(slot, que) && slot.value == removed ? 0 : 1;
+        bool const sameValue = QueSide::PromoteFirst(slot, que) && slot.value == removed;
+        return sameValue ? 0 : 1;
     }
     auto const found = QueSide::Find(que, item);
     if (found == que.end()) {

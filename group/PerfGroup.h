@@ -54,7 +54,7 @@ struct GroupDumpInfo {
  * Owned by the worker of one resource, no locks. GroupValueValidate, CheckOperationType and OperationValueValidate read
  * only what is constant after construction and may be called from any thread; DumpLimitHistoryLog too.
  *
- * Operations return 0, or -1 after one error line; queue changes made before a failure stay.
+ * Operations return 0, or -1 after an error line (each caller adds its own); queue changes made before a failure stay.
  */
 class PerfGroup {
 public:
@@ -69,7 +69,7 @@ public:
     virtual void DumpBaseValueAfterMapping(std::vector<SpecifiedGroupDumpInfo>& out) const = 0;
     virtual void DumpLimitHistoryLog(std::ostringstream& out);
     virtual int CheckOperationType(PerfCommandType type, PerfOperationType operation) const;
-    /** Accepts a value in range; clamps or refuses (-1) one outside, as configured. */
+    /** Accepts a value in range; clamps or refuses (-1, after a debug line only) one outside, as configured. */
     virtual int OperationValueValidate(int& value) const;
     /** Writes the pair. Called each time it is generated while the group is not suspended, changed or not. */
     virtual void DoConfig(int boostValue, int limitValue) = 0;
@@ -211,7 +211,7 @@ protected:
     std::multiset<PerfGroupQueItem, SmallestFirst> limitBaseQue;
     std::multiset<PerfGroupQueItem, EarliestFirst> waitingQue;
 
-    unsigned long long handleDumpMask = 1023; ///< dumps show the low bits of a handle
+    unsigned long long const handleDumpMask = 1023; ///< dumps show the low bits of a handle
     bool suspend = false;
     bool const clampOutOfRange;
     PerfWorkMode workMode;

@@ -99,17 +99,18 @@ std::map<PerfOperationType, int> EasResource::BuildGlobalBoostCommand(PerfGroupT
         PF_LOGE("[%s:%d] [%s] GetEasCommandLevel failed", name.c_str());
         return {};
     }
+    int const boost = IsAnyMappedTo(boostValues, 1) ? 1 : 0;
+    int const limit = IsAnyMappedTo(limitValues, 0) ? 0 : 1;
+    if (boost > limit) {
+        PF_LOGE("[%s:%d] [%s] boostValue(%u) larger than limitValue(%u)", name.c_str(), boost, limit);
+        return {};
+    }
     std::map<PerfOperationType, int> operations;
     if (!boostValues.empty()) {
-        operations[PERF_OPERATION_BOOST] = IsAnyMappedTo(boostValues, 1) ? 1 : 0;
+        operations[PERF_OPERATION_BOOST] = boost;
     }
     if (!limitValues.empty()) {
-        operations[PERF_OPERATION_LIMIT] = IsAnyMappedTo(limitValues, 0) ? 0 : 1;
-    }
-    if (operations.size() == 2 && operations[PERF_OPERATION_BOOST] > operations[PERF_OPERATION_LIMIT]) {
-        PF_LOGE("[%s:%d] [%s] boostValue(%u) larger than limitValue(%u)", name.c_str(),
-                operations[PERF_OPERATION_BOOST], operations[PERF_OPERATION_LIMIT]);
-        return {};
+        operations[PERF_OPERATION_LIMIT] = limit;
     }
     return operations;
 }

@@ -63,7 +63,7 @@ int PerfResource::SendCommandToFifoQ(PerfCommand command)
         MutexLock lock(queueMutex);
         queue.push_back(std::move(command));
     }
-    queueCondition.notify_one();
+    queueCondition.notify_one(); // after the lock, so that the worker does not wake up to wait for it
     return 0;
 }
 
@@ -240,7 +240,7 @@ int PerfResource::NormalCommandProcess(PerfCommandItem const& item, GroupOperati
     }
     PerfTimePoint const now = steady_clock::now();
     for (auto const& [groupId, operations] : item.groupInfo) {
-        auto const group = GetPerfGroupPtr(groupId);
+        auto const& group = GetPerfGroupPtr(groupId);
         if (group == nullptr) {
             PF_LOGE("[%s:%d] [%s] GetPerfGroupPtr failed for group id %u", name.c_str(), groupId);
             return -1;
@@ -255,11 +255,12 @@ int PerfResource::NormalCommandProcess(PerfCommandItem const& item, GroupOperati
     return 0;
 }
 
-std::shared_ptr<PerfGroup> PerfResource::GetPerfGroupPtr(unsigned int id) const
+std::shared_ptr<PerfGroup> const& PerfResource::GetPerfGroupPtr(unsigned int id) const
 {
+    static std::shared_ptr<PerfGroup> const none;
     if (!IsValidPerfGroupId(id)) {
         PF_LOGE("[%s:%d] [%s] invalid group id: %u", name.c_str(), id);
-        return nullptr;
+        return none;
     }
     return groups[id];
 }

@@ -34,12 +34,13 @@ struct ResourceDumpInfo {
  * One tunable quantity of the platform: its groups, a queue of commands, and the worker that applies them.
  *
  * Any thread may call SendCommandToFifoQ, RequestValidate, WaitLogFinish, DumpLimitHistoryLog and the accessors.
- * Everything else runs on the worker, which alone touches the groups; it sleeps until a command comes or the earliest
- * wake-up time of a group. No lock is held while a command is applied, and the two mutexes are never held together.
+ * Everything else runs on the initialising thread before InitThread, and after it on the worker, which alone touches the
+ * groups; it sleeps until a command comes or the earliest wake-up time of a group. No lock is held while a command is applied, and the two mutexes are never held together.
  *
  * A kind must stop its worker at the start of its own destructor (StopThread): the worker calls virtual operations.
  *
- * Operations return 0, or -1 after one error line. A failing command is dropped; the worker goes on.
+ * Operations return 0, or -1 after an error line (each caller adds its own). A failing command is dropped; the worker goes
+ * on.
  */
 class PerfResource {
 public:
@@ -64,7 +65,7 @@ public:
     virtual int CommandProcess(PerfCommandItem const& item, GroupOperation const& operation);
     virtual void DumpBase(ResourceDumpInfo& record);
 
-    /** Starts the worker. Failing to is fatal for the process. */
+    /** Starts the worker, once. Failing to is fatal for the process. */
     int InitThread();
 
     /** Queues a command and wakes the worker once. @return 0. */
@@ -92,7 +93,8 @@ public:
     int CommandDispath(PerfCommand const& command);
     /** Fails with the first group that fails: those before it keep the command, those after never see it. */
     int NormalCommandProcess(PerfCommandItem const& item, GroupOperation const& operation);
-    std::shared_ptr<PerfGroup> GetPerfGroupPtr(unsigned int id) const;
+    /** @return the group, or an empty pointer. Valid as long as the resource. */
+    std::shared_ptr<PerfGroup> const& GetPerfGroupPtr(unsigned int id) const;
     GroupOperation GetCommandHandle(PerfCommandType type) const;
     int GroupValidate(PerfCommandType type, PerfGroupTable& groupMap) const;
     bool IsValidPerfGroupId(unsigned int id) const { return id < groups.size(); }

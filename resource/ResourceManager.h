@@ -20,7 +20,7 @@ struct ResConstructParam;
  */
 class ResourceManager {
 public:
-    /** @param slots how many QoS ids there are, 46..64. */
+    /** @param slots how many QoS ids there are, 45..64. */
     explicit ResourceManager(std::size_t slots = PERF_QOS_ID_COUNT);
     ResourceManager(ResourceManager const&) = delete;
     ResourceManager& operator=(ResourceManager const&) = delete;

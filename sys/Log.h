@@ -7,7 +7,7 @@
  * The log macros. A source file defines LOG_TAG before it includes this header.
  *
  * Every format begins with "[%s:%d] ", which the macro fills with the method's own name and the line; the text stands
- * whole at the place of failure, so that a line of a log can be searched for in the sources. A line that is switched
+ * whole at the place of failure, so that a line of a log can be found in the sources. A line that is switched
  * off costs one relaxed load: its arguments are not evaluated.
  *
  * The _AS forms name the method explicitly, for a shared step that logs on behalf of the operation that called it.

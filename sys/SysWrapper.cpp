@@ -27,7 +27,7 @@ public:
     char const* c_str() const { return text; }
 
 private:
-    // strerror_r returns an int on the device and a pointer under glibc; overloading takes either.
+    // strerror_r returns an int or a pointer, according to the C library; overloading takes either.
     char const* Pick(int) const { return buffer; }
     static char const* Pick(char const* text) { return text; }
 

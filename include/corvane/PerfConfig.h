@@ -181,12 +181,16 @@ public:
 /** Switches that steer which resources are built and how. */
 struct PerfConfigControlInfo {
     PerfWorkMode workMode = PERF_WORK_MODE_DEFAULT; ///< in force until the first mode request or release
-    bool ipaResourceFlag = false;                   ///< board switching of the IPA power resource; enables the IPA switch-temperature one
+    /** Turns board switching of the IPA power resource on, and the IPA switch-temperature resource. */
+    bool ipaResourceFlag = false;
     bool singleNodeQosEnable = false;               ///< builds PERF_QOS_SINGLE_NODE
     unsigned int chipType = CHIP_TYPE_ANY;          ///< the running chip
 };
 
-/** The whole platform. The client owns the map and the configurations while the library runs. */
+/**
+ * The whole platform. The client owns the map and the configurations while the library runs; the map must be a variable
+ * that outlives this record, too.
+ */
 struct PerfDefaultConfig {
     unsigned int reserved = 0; ///< not read
     std::map<PerfQosId, PerfQosConfig*> const& qosConfigs;
