@@ -13,7 +13,7 @@ WorkModeManager::WorkModeManager()
 
 int WorkModeManager::InitWorkMode(PerfWorkMode mode)
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     if (!IsValidWorkModeId(mode)) {
         PF_LOGE("[%s:%d] Init invalid workMode %u", mode);
         return -1;
@@ -25,7 +25,7 @@ int WorkModeManager::InitWorkMode(PerfWorkMode mode)
 
 int WorkModeManager::SetWorkMode(unsigned long long handle, unsigned int modeId, PerfWorkMode& out)
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     if (handleSet.count(handle) != 0) {
         PF_LOGE("[%s:%d] invalid handle: %llu", handle);
         return -1;
@@ -41,7 +41,7 @@ int WorkModeManager::SetWorkMode(unsigned long long handle, unsigned int modeId,
 
 int WorkModeManager::ReleaseWorkMode(unsigned long long handle, PerfWorkMode& out)
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     if (handleSet.erase(handle) == 0) {
         PF_LOGE("[%s:%d] invalid handle: %llu", handle);
         return -1;
@@ -65,13 +65,13 @@ int WorkModeManager::RecomputeLocked(PerfWorkMode& out)
 
 PerfWorkMode WorkModeManager::GetCurrWorkMode()
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     return currentMode;
 }
 
 int WorkModeManager::Dump(std::ostringstream& out) const
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     out << std::endl
         << "current mode = " << static_cast<unsigned int>(currentMode) << ", modeNum(" << modeSet.size()
         << ") <value, handle>:" << std::endl;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sys/ThreadAnnotations.h"
+#include "sys/PerfMutex.h"
 
 #include <corvane/PerfTypes.h>
 
@@ -41,11 +41,11 @@ public:
     int Dump(std::ostringstream& out) const;
 
 private:
-    int RecomputeLocked(PerfWorkMode& out) REQUIRES(mutex);
+    int RecomputeLocked(PerfWorkMode& out) CORVANE_REQUIRES(mutex);
 
-    mutable Mutex mutex;
-    PerfWorkMode currentMode GUARDED_BY(mutex) = PERF_WORK_MODE_DEFAULT;
+    mutable PerfMutex mutex;
+    PerfWorkMode currentMode CORVANE_GUARDED_BY(mutex) = PERF_WORK_MODE_DEFAULT;
     /** Never empty: the base entry (NO_HANDLE, default mode) stays for ever. */
-    std::multiset<WorkModeInfo, ModeSetCompare> modeSet GUARDED_BY(mutex);
-    std::set<unsigned long long> handleSet GUARDED_BY(mutex);
+    std::multiset<WorkModeInfo, ModeSetCompare> modeSet CORVANE_GUARDED_BY(mutex);
+    std::set<unsigned long long> handleSet CORVANE_GUARDED_BY(mutex);
 };

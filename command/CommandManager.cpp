@@ -27,7 +27,7 @@ int CommandManager::RequestHandle(int pid, PerfTimePoint const& now, CommandWrap
         return 0;
     }
 
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     ClearExpiredHandle(now);
     auto process = pidHandleMap.end();
     handle = AllocHandleByPid(pid, process);
@@ -52,7 +52,7 @@ int CommandManager::RequestHandle(int pid, PerfTimePoint const& now, CommandWrap
 
 int CommandManager::RequestEventHandle(PerfEventId eventId, PerfTimePoint const& now, CommandWrapper& wrapper)
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     ClearExpiredHandle(now);
     auto process = pidHandleMap.end();
     unsigned long long const handle = AllocHandleByPid(limits.eventPid, process);
@@ -67,7 +67,7 @@ int CommandManager::RequestEventHandle(PerfEventId eventId, PerfTimePoint const&
 
 int CommandManager::RequestProbeHandle(int tid, PerfTimePoint const& now, CommandWrapper& wrapper)
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     ClearExpiredHandle(now);
     if (probeHandleMap.count(tid) != 0) {
         return PROBE_DUPLICATE;
@@ -138,7 +138,7 @@ int CommandManager::BuildReleaseCommand(int pid, unsigned long long handle, Comm
         PF_LOGE("[%s:%d] invalid pid: %d", pid);
         return -1;
     }
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     ClearExpiredHandle(steady_clock::now());
     if (ComposeReleaseCommand(pid, handle, out) != 0) {
         PF_LOGD("[%s:%d] ComposeReleaseCommand failed");
@@ -149,7 +149,7 @@ int CommandManager::BuildReleaseCommand(int pid, unsigned long long handle, Comm
 
 int CommandManager::BuildEventReleaseCommand(PerfEventId eventId, std::vector<CommandWrapper>& out)
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     ClearExpiredHandle(steady_clock::now());
     auto const [first, last] = eventHandleMap.equal_range(eventId);
     if (first == last) {
@@ -175,7 +175,7 @@ int CommandManager::BuildEventReleaseCommand(PerfEventId eventId, std::vector<Co
 
 int CommandManager::BuildProbeReleaseCommand(int tid, CommandWrapper& out)
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     ClearExpiredHandle(steady_clock::now());
     auto const probe = probeHandleMap.find(tid);
     if (probe == probeHandleMap.end()) {
@@ -262,7 +262,7 @@ int CommandManager::DeleteFromShortTermEndtimeMap(PerfTimePoint const& endTime, 
 
 int CommandManager::BuildReleaseAllCommand(PidHandleMap& out)
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     ClearExpiredHandle(steady_clock::now());
     NoteRelease();
     shortTermEndtimeMap.clear();
@@ -290,7 +290,7 @@ int CommandManager::BuildReleaseAllCommand(int pid, HandleWrapperMap& out)
         PF_LOGE("[%s:%d] invalid pid: %d", pid);
         return -1;
     }
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     ClearExpiredHandle(steady_clock::now());
     auto const process = pidHandleMap.find(pid);
     if (process == pidHandleMap.end()) {
@@ -316,14 +316,14 @@ int CommandManager::BuildReleaseAllCommand(int pid, HandleWrapperMap& out)
 
 bool CommandManager::IsOutstanding(int pid, unsigned long long handle)
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     auto const process = pidHandleMap.find(pid);
     return process != pidHandleMap.end() && process->second.count(handle) != 0;
 }
 
 unsigned int CommandManager::TotalHandleNum()
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     return totalHandleNum;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "command/CommandWrapper.h"
-#include "sys/ThreadAnnotations.h"
+#include "sys/PerfMutex.h"
 
 #include <corvane/PerfTypes.h>
 
@@ -64,16 +64,16 @@ public:
     /** @return outstanding handles, expired ones included until they are forgotten. */
     unsigned int TotalHandleNum();
 
-    void ClearExpiredHandle(PerfTimePoint const& now) REQUIRES(mutex);
+    void ClearExpiredHandle(PerfTimePoint const& now) CORVANE_REQUIRES(mutex);
     /** @return the new, counted handle or INVALID_HANDLE. */
-    unsigned long long AllocHandleByPid(int pid) REQUIRES(mutex);
-    int ComposeReleaseCommand(int pid, unsigned long long handle, CommandWrapper& out) REQUIRES(mutex);
-    int DeleteFromShortTermEndtimeMap(PerfTimePoint const& endTime, unsigned long long handle) REQUIRES(mutex);
+    unsigned long long AllocHandleByPid(int pid) CORVANE_REQUIRES(mutex);
+    int ComposeReleaseCommand(int pid, unsigned long long handle, CommandWrapper& out) CORVANE_REQUIRES(mutex);
+    int DeleteFromShortTermEndtimeMap(PerfTimePoint const& endTime, unsigned long long handle) CORVANE_REQUIRES(mutex);
     /** Turns a start into its stop. */
     int UpdateReleaseCommandType(CommandWrapper& wrapper) const;
 
     /** Guards everything below; public so that the five steps above can be called one by one. */
-    Mutex mutex;
+    PerfMutex mutex;
 
 private:
     struct ShortCmdInfo {
@@ -84,22 +84,22 @@ private:
     };
 
     /** @param process set to where the handles of the process are filed, or to the end if it has none yet. */
-    unsigned long long AllocHandleByPid(int pid, PidHandleMap::iterator& process) REQUIRES(mutex);
+    unsigned long long AllocHandleByPid(int pid, PidHandleMap::iterator& process) CORVANE_REQUIRES(mutex);
     /** Stamps the wrapper and files a copy; method is the operation that a duplicate is reported for. */
     int FileWrapper(char const* method, int pid, PidHandleMap::iterator process, unsigned long long handle,
-                    CommandWrapper& wrapper) REQUIRES(mutex);
+                    CommandWrapper& wrapper) CORVANE_REQUIRES(mutex);
     int ComposeFromProcess(char const* method, PidHandleMap::iterator process, unsigned long long handle,
-                           CommandWrapper& out) REQUIRES(mutex);
-    void ForgetExpired(char const* method, ShortCmdInfo const& info) REQUIRES(mutex);
+                           CommandWrapper& out) CORVANE_REQUIRES(mutex);
+    void ForgetExpired(char const* method, ShortCmdInfo const& info) CORVANE_REQUIRES(mutex);
     void NoteRelease() { releaseCount.fetch_add(1, std::memory_order_release); }
 
     CommandLimits const limits; // constant after construction
     std::atomic<unsigned long long> releaseCount{0};
 
-    unsigned int totalHandleNum GUARDED_BY(mutex) = 0;
-    unsigned long long nextHandle GUARDED_BY(mutex);
-    std::multimap<PerfTimePoint, ShortCmdInfo> shortTermEndtimeMap GUARDED_BY(mutex);
-    PidHandleMap pidHandleMap GUARDED_BY(mutex);
-    std::multimap<PerfEventId, unsigned long long> eventHandleMap GUARDED_BY(mutex);
-    std::unordered_map<int, unsigned long long> probeHandleMap GUARDED_BY(mutex);
+    unsigned int totalHandleNum CORVANE_GUARDED_BY(mutex) = 0;
+    unsigned long long nextHandle CORVANE_GUARDED_BY(mutex);
+    std::multimap<PerfTimePoint, ShortCmdInfo> shortTermEndtimeMap CORVANE_GUARDED_BY(mutex);
+    PidHandleMap pidHandleMap CORVANE_GUARDED_BY(mutex);
+    std::multimap<PerfEventId, unsigned long long> eventHandleMap CORVANE_GUARDED_BY(mutex);
+    std::unordered_map<int, unsigned long long> probeHandleMap CORVANE_GUARDED_BY(mutex);
 };

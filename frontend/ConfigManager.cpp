@@ -106,7 +106,7 @@ int ConfigManager::ScenarioValidate(ScenarioManager::ScenarioTable& scenarios) n
 void ConfigManager::Reset() noexcept
 {
     // The whole of it under the debug lock: a console that switched a scenario on meanwhile would lose its handle.
-    MutexLock lock(debugLock);
+    PerfMutexLock lock(debugLock);
     CommandManager::PidHandleMap released;
     commandManager.BuildReleaseAllCommand(released);
     for (auto& [pid, wrappers] : released) {

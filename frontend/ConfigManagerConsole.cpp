@@ -17,7 +17,7 @@ int ConfigManager::DebugSet(std::ostringstream& out, std::string const& option) 
         {"--game_start_mode_enable", {1, 4}},   {"--game_start_mode_disable", {0, 4}},
         {"--power_saving_mode_enable", {1, 5}}, {"--power_saving_mode_disable", {0, 5}},
     };
-    MutexLock lock(debugLock);
+    PerfMutexLock lock(debugLock);
     auto const found = options.find(option);
     if (found == options.end()) {
         return 0;
@@ -105,7 +105,7 @@ int ConfigManager::TaskDump(bool baseInfo, std::ostringstream& out) noexcept
     BuildGetLogCmd(NO_HANDLE, ids, wrapper);
 
     // A resource has one slot for its answer: a second dump at once would take it, or wait for ever.
-    MutexLock lock(dumpLock);
+    PerfMutexLock lock(dumpLock);
     if (resourceManager.SendCmdToResources(wrapper) != 0) {
         PF_LOGE("[%s:%d] TaskDump SendCmdToResources failed");
         return -1;

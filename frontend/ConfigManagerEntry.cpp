@@ -70,7 +70,7 @@ int ConfigManager::PerfSetMode(int pid, unsigned int modeId, unsigned long long&
     wrapper.InsertWorkModeCommand();
 
     // From the recording on, so that a release of everything finds the mode set when it gets here.
-    MutexLock lock(modeLock);
+    PerfMutexLock lock(modeLock);
     if (commandManager.RequestHandle(pid, steady_clock::now(), wrapper, handle) != 0) {
         PF_LOGE("[%s:%d] RequestHandle failed for pid %d", pid);
         return -1;

@@ -229,7 +229,7 @@ int ConfigManager::ReleaseCommand(int pid, unsigned long long handle, CommandWra
 
 int ConfigManager::ReleaseWorkModeCommand(char const* method, unsigned long long handle, CommandWrapper& wrapper)
 {
-    MutexLock lock(modeLock);
+    PerfMutexLock lock(modeLock);
     PerfWorkMode newMode = PERF_WORK_MODE_DEFAULT;
     int const changed = workModeManager.ReleaseWorkMode(handle, newMode);
     if (changed < 0) {

@@ -85,7 +85,7 @@ void FrequencyGroup::RecordLimitCmd(int boostValue, int limitValue)
 
 void FrequencyGroup::RecordHistory(int limitValue)
 {
-    MutexLock lock(historyMutex);
+    PerfMutexLock lock(historyMutex);
     bool const lastIsOpen = !limitHistory.empty() && limitHistory.back().IsOpen();
     if (limitValue == availableMax) {
         if (lastIsOpen) {
@@ -116,7 +116,7 @@ void FrequencyGroup::EmitTraceLabel(std::string const& boost, std::string const&
 
 void FrequencyGroup::DumpLimitHistoryLog(std::ostringstream& out)
 {
-    MutexLock lock(historyMutex);
+    PerfMutexLock lock(historyMutex);
     out << "*****" << name << ": ";
     if (limitHistory.empty()) {
         out << "limit history cmd log is empty" << std::endl;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "group/PerfGroup.h"
-#include "sys/ThreadAnnotations.h"
+#include "sys/PerfMutex.h"
 
 #include <chrono>
 #include <deque>
@@ -57,6 +57,6 @@ private:
     int maxFreqFd = -1;
     int lastLoggedLimit = 0; ///< 0: no limit is announced
 
-    mutable Mutex historyMutex;
-    std::deque<FreqLimitHistoryLog> limitHistory GUARDED_BY(historyMutex); ///< oldest first
+    mutable PerfMutex historyMutex;
+    std::deque<FreqLimitHistoryLog> limitHistory CORVANE_GUARDED_BY(historyMutex); ///< oldest first
 };

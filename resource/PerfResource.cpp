@@ -23,10 +23,10 @@ PerfResource::~PerfResource()
 void PerfResource::StopThread()
 {
     {
-        MutexLock lock(queueMutex);
+        PerfMutexLock lock(queueMutex);
         exitFlag = true;
         queue.push_back({}); // only wakes the worker, which sees the flag before it would dispatch this
-        queueCondition.notify_one();
+        queueCondition.NotifyOne();
     }
     if (worker.joinable()) {
         worker.join();
@@ -60,10 +60,10 @@ int PerfResource::InitThread()
 int PerfResource::SendCommandToFifoQ(PerfCommand command)
 {
     {
-        MutexLock lock(queueMutex);
+        PerfMutexLock lock(queueMutex);
         queue.push_back(std::move(command));
     }
-    queueCondition.notify_one(); // after the lock, so that the worker does not wake up to wait for it
+    queueCondition.NotifyOne(); // after the lock, so that the worker does not wake up to wait for it
     return 0;
 }
 
@@ -74,7 +74,7 @@ void PerfResource::WorkThread()
     for (;;) {
         StatusEnum status = STATUS_NONE;
         {
-            MutexLock lock(queueMutex);
+            PerfMutexLock lock(queueMutex);
             status = WaitForStatusLocked(lock, wakeUp);
         }
         if (status == STATUS_EXIT) {
@@ -86,13 +86,13 @@ void PerfResource::WorkThread()
     }
 }
 
-PerfResource::StatusEnum PerfResource::WaitForStatusLocked(MutexLock& lock, PerfTimePoint const& wakeUp)
+PerfResource::StatusEnum PerfResource::WaitForStatusLocked(PerfMutexLock& lock, PerfTimePoint const& wakeUp)
 {
     while (queue.empty()) {
         if (wakeUp == PerfTimePoint{}) {
-            lock.Wait(queueCondition);
+            queueCondition.Wait(lock);
         } else if (steady_clock::now() < wakeUp) {
-            lock.WaitUntil(queueCondition, wakeUp);
+            queueCondition.WaitUntil(lock, wakeUp);
         } else {
             return exitFlag ? STATUS_EXIT : STATUS_TIME_OUT;
         }
@@ -139,7 +139,7 @@ int PerfResource::HandleNewCommand()
 {
     PerfCommand command;
     {
-        MutexLock lock(queueMutex);
+        PerfMutexLock lock(queueMutex);
         if (queue.empty()) {
             PF_LOGE("[%s:%d] [%s] empty command que", name.c_str());
             return -1;

@@ -2,12 +2,11 @@
 
 #include "command/CommandWrapper.h"
 #include "group/PerfGroup.h"
-#include "sys/ThreadAnnotations.h"
+#include "sys/PerfMutex.h"
 
 #include <corvane/PerfConfig.h>
 #include <corvane/PerfTypes.h>
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -100,12 +99,12 @@ public:
     bool IsValidPerfGroupId(unsigned int id) const { return id < groups.size(); }
     void GetLog();
     void GetBaseInfo();
-    bool HandlePrintInfoLocked(bool base, std::ostringstream& out) REQUIRES(logMutex);
-    void PrintBaseInfo(std::ostringstream& out) REQUIRES(logMutex);
+    bool HandlePrintInfoLocked(bool base, std::ostringstream& out) CORVANE_REQUIRES(logMutex);
+    void PrintBaseInfo(std::ostringstream& out) CORVANE_REQUIRES(logMutex);
     void Dump(std::ostringstream& out) const;
 
     /** Guards the hand-over of a dump; public so that its steps can be called one by one. */
-    Mutex logMutex;
+    PerfMutex logMutex;
 
 protected:
     /** Ends and joins the worker; harmless when repeated. */
@@ -136,18 +135,18 @@ protected:
     PerfWorkMode workMode;                          // worker thread only, after InitResource
 
 private:
-    StatusEnum WaitForStatusLocked(MutexLock& lock, PerfTimePoint const& wakeUp) REQUIRES(queueMutex);
+    StatusEnum WaitForStatusLocked(PerfMutexLock& lock, PerfTimePoint const& wakeUp) CORVANE_REQUIRES(queueMutex);
 
-    std::condition_variable logCondition;
-    std::string logText GUARDED_BY(logMutex);
-    bool logReady GUARDED_BY(logMutex) = false;
-    ResourceDumpInfo baseDump GUARDED_BY(logMutex);
+    PerfCondition logCondition;
+    std::string logText CORVANE_GUARDED_BY(logMutex);
+    bool logReady CORVANE_GUARDED_BY(logMutex) = false;
+    ResourceDumpInfo baseDump CORVANE_GUARDED_BY(logMutex);
 
     bool suspend = false; // worker thread only
     std::thread worker;   // constant from InitThread to the destructor
 
-    Mutex queueMutex;
-    std::condition_variable queueCondition;
-    bool exitFlag GUARDED_BY(queueMutex) = false;
-    std::deque<PerfCommand> queue GUARDED_BY(queueMutex); ///< oldest first
+    PerfMutex queueMutex;
+    PerfCondition queueCondition;
+    bool exitFlag CORVANE_GUARDED_BY(queueMutex) = false;
+    std::deque<PerfCommand> queue CORVANE_GUARDED_BY(queueMutex); ///< oldest first
 };

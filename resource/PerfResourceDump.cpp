@@ -10,29 +10,29 @@ void PerfResource::GetLog()
 {
     std::ostringstream text;
     Dump(text);
-    MutexLock lock(logMutex);
+    PerfMutexLock lock(logMutex);
     logText = text.str();
     logReady = true;
-    logCondition.notify_one();
+    logCondition.NotifyOne();
 }
 
 void PerfResource::GetBaseInfo()
 {
-    MutexLock lock(logMutex);
+    PerfMutexLock lock(logMutex);
     DumpBase(baseDump);
     logReady = true;
-    logCondition.notify_one();
+    logCondition.NotifyOne();
 }
 
 bool PerfResource::WaitLogFinish(bool base, std::ostringstream& out)
 {
-    MutexLock lock(logMutex);
+    PerfMutexLock lock(logMutex);
     if (HandlePrintInfoLocked(base, out)) {
         return true;
     }
     // Without a worker (a failed initialisation) nobody would ever answer.
     while (!logReady && worker.joinable()) {
-        lock.Wait(logCondition);
+        logCondition.Wait(lock);
     }
     if (!HandlePrintInfoLocked(base, out)) {
         PF_LOGE("[%s:%d] fail to get log for res %s", name.c_str());

@@ -29,14 +29,14 @@ PerfThreadBinder::PerfThreadBinder(std::string const& path) : nodePath(path) {}
 PerfThreadBinder::~PerfThreadBinder()
 {
     {
-        MutexLock lock(mutex);
+        PerfMutexLock lock(mutex);
         stop = true;
-        condition.notify_one();
+        condition.NotifyOne();
     }
     if (worker.joinable()) {
         worker.join();
     }
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     CloseAllFds();
 }
 
@@ -49,29 +49,29 @@ int PerfThreadBinder::Init(std::string const& text)
 
 int PerfThreadBinder::AddThreadInfo(ThreadInfo const& info)
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     if (!threads.emplace(info.tid, info).second) {
         PF_LOGD("[%s:%d] duplicate probe");
         return 0;
     }
     PF_LOGD("[%s:%d] add probe tid = %d", info.tid);
     waitingQue.emplace(info.startTime, info);
-    condition.notify_one();
+    condition.NotifyOne();
     return 0;
 }
 
 void PerfThreadBinder::DeleteThreadInfo(int tid)
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     PF_LOGD("[%s:%d] del probe tid = %d", tid);
     if (DeleteFromQue(tid)) {
-        condition.notify_one();
+        condition.NotifyOne();
     }
 }
 
 void PerfThreadBinder::DeleteThreadInfo(ThreadInfo const& info)
 {
-    MutexLock lock(mutex);
+    PerfMutexLock lock(mutex);
     auto const known = threads.find(info.tid);
     bool const isSame = known != threads.end() && known->second.startTime == info.startTime &&
                         known->second.endTime == info.endTime;
@@ -80,7 +80,7 @@ void PerfThreadBinder::DeleteThreadInfo(ThreadInfo const& info)
     }
     PF_LOGD("[%s:%d] del probe tid = %d", info.tid);
     if (DeleteFromQue(info.tid)) {
-        condition.notify_one();
+        condition.NotifyOne();
     }
 }
 
@@ -158,7 +158,7 @@ void PerfThreadBinder::WorkThread()
     PF_LOGD("[%s:%d] Perf Thread Binder WorkThread");
     for (;;) {
         // Released and retaken between passes, so that client calls get in.
-        MutexLock lock(mutex);
+        PerfMutexLock lock(mutex);
         if (stop) {
             break;
         }
@@ -169,7 +169,7 @@ void PerfThreadBinder::WorkThread()
     PF_LOGI("[%s:%d] Perf Thread Binder thread stop");
 }
 
-void PerfThreadBinder::WaitForWorkLocked(MutexLock& lock)
+void PerfThreadBinder::WaitForWorkLocked(PerfMutexLock& lock)
 {
     // A stop between two passes finds nobody to notify; what it left in the list must not wait for the next request.
     if (!expired.empty()) {
@@ -177,9 +177,9 @@ void PerfThreadBinder::WaitForWorkLocked(MutexLock& lock)
     }
     PerfTimePoint const next = FindMinTime();
     if (next == PerfTimePoint{}) {
-        lock.Wait(condition);
+        condition.Wait(lock);
     } else if (std::chrono::steady_clock::now() < next) {
-        lock.WaitUntil(condition, next);
+        condition.WaitUntil(lock, next);
     }
 }
 

@@ -1,10 +1,9 @@
 #pragma once
 
-#include "sys/ThreadAnnotations.h"
+#include "sys/PerfMutex.h"
 
 #include <corvane/PerfTypes.h>
 
-#include <condition_variable>
 #include <map>
 #include <string>
 #include <thread>
@@ -45,38 +44,38 @@ public:
     void DeleteThreadInfo(ThreadInfo const& info);
 
     /** Writes one line to the node. Worker thread. @return the result of the write, 0 or -1. */
-    int DoConfig(bool bind, ThreadInfo const& info) REQUIRES(mutex);
+    int DoConfig(bool bind, ThreadInfo const& info) CORVANE_REQUIRES(mutex);
 
-    void CloseAllFds() REQUIRES(mutex);
+    void CloseAllFds() CORVANE_REQUIRES(mutex);
 
     void WorkThread();
     /** Moves every request whose start has come into force; one that has ended meanwhile is dropped. */
-    bool TakeInEffectWaitingThread(PerfTimePoint const& now) REQUIRES(mutex);
-    void BuildExpiredList(PerfTimePoint const& now) REQUIRES(mutex);
+    bool TakeInEffectWaitingThread(PerfTimePoint const& now) CORVANE_REQUIRES(mutex);
+    void BuildExpiredList(PerfTimePoint const& now) CORVANE_REQUIRES(mutex);
     /** @return the next start or end, or zero. */
-    PerfTimePoint FindMinTime() const REQUIRES(mutex);
+    PerfTimePoint FindMinTime() const CORVANE_REQUIRES(mutex);
     /** @return true if the worker has something new to look at. */
-    bool DeleteFromQue(int tid) REQUIRES(mutex);
-    bool DeleteFromEffectiveQue(int tid, PerfTimePoint const& endTime) REQUIRES(mutex);
+    bool DeleteFromQue(int tid) CORVANE_REQUIRES(mutex);
+    bool DeleteFromEffectiveQue(int tid, PerfTimePoint const& endTime) CORVANE_REQUIRES(mutex);
 
     /** Guards everything below; public so that the steps above can be called one by one. */
-    Mutex mutex;
+    PerfMutex mutex;
 
 private:
-    void WritePendingLocked() REQUIRES(mutex);
-    void WaitForWorkLocked(MutexLock& lock) REQUIRES(mutex);
+    void WritePendingLocked() CORVANE_REQUIRES(mutex);
+    void WaitForWorkLocked(PerfMutexLock& lock) CORVANE_REQUIRES(mutex);
 
     // constant after Init
     std::string nodePath;
     std::string bindingText;
     std::thread worker;
 
-    std::condition_variable condition;
-    bool stop GUARDED_BY(mutex) = false;
-    std::multimap<PerfTimePoint, ThreadInfo> effectiveQue GUARDED_BY(mutex); ///< by end time
-    std::multimap<PerfTimePoint, ThreadInfo> waitingQue GUARDED_BY(mutex);   ///< by start time
-    std::map<int, ThreadInfo> threads GUARDED_BY(mutex);
-    std::vector<ThreadInfo> toBind GUARDED_BY(mutex);
-    std::vector<ThreadInfo> expired GUARDED_BY(mutex);
-    int fd GUARDED_BY(mutex) = -1;
+    PerfCondition condition;
+    bool stop CORVANE_GUARDED_BY(mutex) = false;
+    std::multimap<PerfTimePoint, ThreadInfo> effectiveQue CORVANE_GUARDED_BY(mutex); ///< by end time
+    std::multimap<PerfTimePoint, ThreadInfo> waitingQue CORVANE_GUARDED_BY(mutex);   ///< by start time
+    std::map<int, ThreadInfo> threads CORVANE_GUARDED_BY(mutex);
+    std::vector<ThreadInfo> toBind CORVANE_GUARDED_BY(mutex);
+    std::vector<ThreadInfo> expired CORVANE_GUARDED_BY(mutex);
+    int fd CORVANE_GUARDED_BY(mutex) = -1;
 };

@@ -7,7 +7,7 @@
 #include "command/CommandWrapper.h"
 #include "resource/ResourceManager.h"
 #include "sys/PerfThreadBinder.h"
-#include "sys/ThreadAnnotations.h"
+#include "sys/PerfMutex.h"
 
 #include <corvane/PerfCatalogue.h>
 #include <corvane/PerfConfig.h>
@@ -157,10 +157,10 @@ private:
     PerfThreadBinder threadBinder;
 
     // Lock order: debug, mode, dump; each may be held when a manager or a queue takes its own.
-    Mutex modeLock; ///< serialises every change of the work mode, its recording included
-    Mutex debugLock;
-    std::vector<unsigned long long> debugHandles GUARDED_BY(debugLock); ///< NO_HANDLE: nothing in effect
-    Mutex dumpLock; ///< held from sending the orders to collecting the answers
+    PerfMutex modeLock; ///< serialises every change of the work mode, its recording included
+    PerfMutex debugLock;
+    std::vector<unsigned long long> debugHandles CORVANE_GUARDED_BY(debugLock); ///< NO_HANDLE: nothing in effect
+    PerfMutex dumpLock; ///< held from sending the orders to collecting the answers
 
     int const debugClientPid; // constant after construction
     bool initCalled = false;  // the thread of Init only
