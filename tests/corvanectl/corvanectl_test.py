@@ -1,0 +1,269 @@
+"""Runs corvanectl as a person would and looks at what it prints, writes and returns.
+
+usage: corvanectl_test.py CORVANECTL [TestCase...]
+"""
+
+import copy
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+HERE = pathlib.Path(__file__).resolve().parent
+ROOT = HERE.parent.parent
+CORVANECTL = ""
+PATIENCE_S = 100
+
+
+def run(*args, commands=None):
+    """Runs from the top folder, so that file names in messages are the same everywhere."""
+    return subprocess.run([CORVANECTL, *args], cwd=ROOT, input=commands or "", capture_output=True, text=True,
+                          timeout=PATIENCE_S)
+
+
+def masked(text):
+    text = re.sub(r"(?m)^ +\d+\.\d{3}s  ", "    TIME  ", text)
+    return re.sub(r"\d+-\d+ \d+:\d+:\d+\.\d+", "DATE", text)
+
+
+def golden(name):
+    return (HERE / name).read_text()
+
+
+class TemporaryFiles(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def file(self, name, content):
+        path = self.folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(content if isinstance(content, str) else json.dumps(content))
+        return str(path)
+
+
+class Tour(unittest.TestCase):
+    maxDiff = None
+
+    def test_every_kind_and_command_writes_what_is_on_record(self):
+        """To record anew: corvanectl run platforms/sample.json --sandbox --script platforms/tour.txt, times masked."""
+        result = run("run", "platforms/sample.json", "--sandbox", "--script", "platforms/tour.txt")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(masked(result.stdout), golden("tour.golden"))
+
+
+class Demo(TemporaryFiles):
+    def test_ends_with_every_node_at_its_base_and_leaves_a_trace(self):
+        trace_file = self.folder / "trace.json"
+        result = run("demo", "--trace", str(trace_file))
+        self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
+        self.assertTrue(result.stdout.endswith("each of 29 nodes is at its base\n"), result.stdout[-400:])
+
+        events = json.loads(trace_file.read_text())["traceEvents"]
+        counters = [e["args"]["value"] for e in events if e["ph"] == "C" and e["name"] == "/dev/memory_bandwidth"]
+        self.assertEqual((counters[0], counters[-1]), (19904, 6640))
+        labels = [e["name"] for e in events if e["ph"] == "i"]
+        self.assertIn("velquist_log:request {0 [0 0:1017600]} {4 [0 0:1244000]}", labels)
+        threads = {e["args"]["name"] for e in events if e["name"] == "thread_name"}
+        self.assertLess({"pf_CPU_L", "pf_EAS", "pf_binder"}, threads)
+
+
+class Check(TemporaryFiles):
+    maxDiff = None
+
+    def test_names_each_of_ten_faults_with_its_place(self):
+        result = run("check", "tests/corvanectl/faults.json")
+        self.assertEqual(result.stdout, golden("faults.golden"))
+        self.assertEqual(result.returncode, 2)
+
+    def test_summarises_a_good_platform(self):
+        result = run("check", "platforms/sample.json")
+        self.assertEqual(result.returncode, 0, result.stdout)
+        self.assertIn("  13  NPU             not on this platform\n", result.stdout)
+        self.assertIn("14 resources, 2 events, 2 scenarios, a probe\n", result.stdout)
+        self.assertEqual(run("check", "--chip-type", "2", "platforms/sample.json").returncode, 0)
+
+    def test_points_at_the_line_and_column_of_a_syntax_error(self):
+        file = self.file("broken.json", '{\n  "name": "x",\n  "qos": [1 2]\n}')
+        result = run("check", file)
+        self.assertEqual(result.returncode, 2)
+        self.assertRegex(result.stderr, r"^corvanectl: .*broken\.json:3:13: syntax error")
+
+    def findings(self, content):
+        result = run("check", self.file("platform.json", content))
+        self.assertEqual(result.returncode, 2, result.stdout)
+        return [line.split(": ", 1)[1] for line in result.stdout.splitlines()]
+
+    def test_reads_what_it_can_and_names_what_it_cannot(self):
+        for content, expected in [
+            ("[]", ["must be an object, not array", "qos: there is no resource"]),
+            ('{"name": "a", "name": "b", "qos": {}}',
+             ["name: the key is given twice", "qos: must be a list of objects, not object", "qos: there is no resource"]),
+            ('{"qos": [{"id": -1, "name": 7, "groups": []}]}',
+             ["qos[0].id: -1 is no whole number of 32 bits from 0 up", "qos[0].name: must be a text, not number"]),
+            ('{"control": {"workMode": 3}, "qos": [{"id": 48, "name": "x", "groups": [{"nodes": ["n"], '
+             '"availableMin": 1.5, "availableMax": 3000000000}]}]}',
+             ["qos[0].groups[0].availableMin: 1.5 is no whole number of 32 bits",
+              "qos[0].groups[0].availableMax: 3000000000 is no whole number of 32 bits",
+              "control.workMode: 3 is none of the work modes 0 .. 2",
+              "qos[0].id: 48 is above the highest id, 47"]),
+            ('{"qos": [{"id": 20, "name": "x", "groups": [{"nodes": ["n"], "levels": {"one": ["a"], "2": ["b"], '
+             '"2": ["c"]}}]}]}',
+             ["qos[0].groups[0].levels.2: the key is given twice",
+              "qos[0].groups[0].levels.one: a level must be a whole number"]),
+        ]:
+            with self.subTest(content):
+                self.assertEqual(self.findings(content), expected)
+
+    def test_rules_of_kinds_and_catalogues(self):
+        sample = json.loads((ROOT / "platforms/sample.json").read_text())
+        at = {entry["name"]: i for i, entry in enumerate(sample["qos"])}
+
+        def where(name):
+            return "qos[%d]" % at[name]
+
+        def group(platform, name):
+            return platform["qos"][at[name]]["groups"][0]
+
+        def phases(platform):
+            return platform["events"][1]["qos"][0]["phases"]
+
+        def item(platform):
+            return platform["scenarios"][0]["qos"]
+
+        for change, expected in [
+            (lambda p: p["qos"][at["DDR"]].update(freqListNode=None),
+             [where("DDR") + ".freqListNode: a DDR resource must have a frequency list",
+              where("DDR") + ".frequencies: means nothing without freqListNode"]),
+            (lambda p: p["qos"][at["DDR"]].update(freqToBandwidthCoefficient=9e12),
+             [where("DDR") + ".freqToBandwidthCoefficient: the bandwidth of 2133000 does not fit 32 bits"]),
+            (lambda p: p["qos"][at["EAS"]]["groups"].pop(),
+             [where("EAS") + ".groups: 7 groups for chip type 1; this resource has 8"]),
+            (lambda p: p["qos"][at["EAS"]]["levelToValueMap"]["2"].update(globalBoost=2),
+             [where("EAS") + ".levelToValueMap.2.globalBoost: 2 is neither 0 nor 1"]),
+            (lambda p: group(p, "IPA_POWER")["nodes"].pop(),
+             [where("IPA_POWER") + ".groups[0].nodes: a IPA power group takes 3 nodes, not 2"]),
+            (lambda p: p["qos"][at["L3_LATENCY"]]["groups"][0].pop("chipType"),
+             [where("L3_LATENCY") + ".groups[1].id: 1 stands at position 0",
+              where("L3_LATENCY") + ".groups: 1 group for chip type 1; this resource has 2"]),
+            (lambda p: group(p, "MIGRATION").update(boostBase=2),
+             [where("MIGRATION") + ".groups[0].boostBase: 2 is no level"]),
+            (lambda p: group(p, "TOUCH_RATE").update(levels={"0": ["a"]}),
+             [where("TOUCH_RATE") + ".groups[0].availableMin: unknown key",
+              where("TOUCH_RATE") + ".groups[0].availableMax: unknown key",
+              where("TOUCH_RATE") + ".groups[0].levels: a single value group has no levels"]),
+            (lambda p: p["events"].append({"id": 17, "qos": []}),
+             ["events[2].id: 17 is above the highest event, 16", "events[2].qos: there is no resource"]),
+            (lambda p: p["events"].append(p["events"][0]), ["events[2].id: 0 is the id of events[0] already"]),
+            (lambda p: phases(p)[1].update(duration=19),
+             ["events[1].qos[0].phases[1].duration: 19 ms is outside 20 .. 60000"]),
+            (lambda p: phases(p)[0]["groups"].append({"id": 0}),
+             ["events[1].qos[0].phases[0].groups[1].id: 0 is the id of events[1].qos[0].phases[0].groups[0] already",
+              "events[1].qos[0].phases[0].groups[1]: there is neither a boost nor a limit"]),
+            (lambda p: item(p)[1]["groups"][0].update(boost=825599, limit=600000),
+             ["scenarios[0].qos[1].groups[0].boost: 825599 is outside 825600 .. 2841600",
+              "scenarios[0].qos[1].groups[0].limit: 600000 is outside 825600 .. 2841600",
+              "scenarios[0].qos[1].groups[0].boost: 825599 is above limit 600000"]),
+            (lambda p: item(p)[3].update(groups=[{"id": 0, "boost": 2}, {"id": 8, "limit": 0}]),
+             ["scenarios[0].qos[3].groups[1].id: resource 9 has no group 8",
+              "scenarios[0].qos[3].groups: a boost switches the global boost on and a limit switches it off"]),
+            (lambda p: item(p).append({"id": 13, "groups": [{"id": 0, "boost": 0}]}),
+             ["scenarios[0].qos[4].id: resource 13 is not on this platform"]),
+            (lambda p: item(p).append({"id": 40, "groups": [{"id": 0, "boost": 0}]}),
+             ["scenarios[0].qos[4].id: there is no resource 40"]),
+            (lambda p: (p["probe"].update(gpu=1, duration=0), p.pop("events")),
+             ["probe.gpu: 1 is outside 180000000 .. 710000000", "probe.duration: 0 ms ends a probe at its start",
+              "probe: is loaded together with events only, and there is none"]),
+        ]:
+            platform = copy.deepcopy(sample)
+            change(platform)
+            with self.subTest(expected):
+                self.assertEqual(self.findings(platform), expected)
+
+
+class Run(TemporaryFiles):
+    SINGLE = {"name": "single", "qos": [
+        {"id": 10, "name": "KNOB", "groups": [{"availableMin": 1, "availableMax": 9, "nodes": ["/knob"]}]}]}
+
+    def test_stops_at_a_command_that_cannot_be_read(self):
+        for line, expected in [
+            ("bosot 1", 'unknown command "bosot"; "help" lists them'),
+            ("request 1 x qos=0 boost=1", 'request: "x" is not a number of ms'),
+            ("request 1 0 boost=1", 'request: "boost=1" must stand behind a qos='),
+            ("request 1 0 qos=0 boots=1", 'request: "boots" is none of qos, group, boost and limit'),
+            ("request 1 0 qos=CPU_X boost=1", 'request: "CPU_X" is not the id or name of a resource'),
+            ("request 1 0 qos=0 boost=3000000000", 'request: "3000000000" is too large for a value'),
+            ("request 1 0 qos=0 boost=", 'request: "boost=" is not of the form key=value'),
+            ("release 1 last", "release: process 1 has had no handle yet"),
+            ("release 1 nobody", 'release: "nobody" is not a handle, nor the name of one'),
+            ("mode 1", "mode: a work mode is missing"),
+            ("probe begin 1", "probe: neither start nor stop"),
+            ("suspend", "suspend: the id or name of a resource is missing"),
+            ("sleep 1 2", 'sleep: "2" is one word too many'),
+            ("node /no/such fail EIO", "node: no resource of the platform has a node /no/such"),
+            ("node /dev/memory_bandwidth fail E2BIG", 'node: "E2BIG" is none of'),
+        ]:
+            with self.subTest(line):
+                script = self.file("script.txt", "# first\n\n" + line + "\nsay not reached\n")
+                result = run("run", "platforms/sample.json", "--sandbox", "--script", script)
+                self.assertEqual(result.returncode, 2)
+                self.assertIn("corvanectl: " + script + ":3: " + expected, result.stderr)
+                self.assertNotIn("not reached", result.stdout)
+
+    def test_refuses_arguments_and_files_that_it_cannot_use(self):
+        faulty = self.file("faulty.json", '{"qos": []}')
+        for args, expected in [
+            (["run", "no-such-file.json"], "no-such-file.json: cannot be read: No such file or directory"),
+            (["run", faulty, "--sandbox"], faulty + ": qos: there is no resource"),
+            (["run", "platforms/sample.json", "--sandbox", "--root", "x"], "corvanectl: --sandbox excludes --root"),
+            (["run", "platforms/sample.json", "--root", str(self.folder)], "scaling_min_freq: no such node"),
+            (["run", "platforms/sample.json", "--sandbox", "--trace", "/no/such/folder/t"], "/no/such/folder/t: cannot"),
+            (["run", "platforms/sample.json", "--sandbox", "--property", "x"], "must be of the form KEY=VALUE"),
+            (["fly"], "corvanectl: A subcommand is required"),
+        ]:
+            with self.subTest(args):
+                result = run(*args)
+                self.assertEqual(result.returncode, 2, result.stdout)
+                self.assertIn(expected, result.stderr)
+
+    def test_fails_when_a_node_is_away_from_its_base_or_a_thread_is_bound(self):
+        result = run("run", "platforms/sample.json", "--sandbox", commands="""
+            request 100 0 qos=DDR boost=2133000
+            probe start 77
+            sleep 600
+            expect-base
+            """)
+        self.assertEqual(result.returncode, 1, result.stderr)
+        self.assertIn("/dev/memory_bandwidth is at bytes 50 85 00 00 (34128), its base is bytes f0 19 00 00 (6640)",
+                      result.stdout)
+        self.assertIn("    thread 77 is still bound\n", result.stdout)
+
+    def test_writes_the_nodes_below_another_root(self):
+        platform = self.file("platform.json", self.SINGLE)
+        knob = pathlib.Path(self.file("device/knob", ""))
+        result = run("run", platform, "--root", str(self.folder / "device"), commands="request 100 0 qos=KNOB boost=7\n")
+        self.assertEqual((result.returncode, knob.read_text()), (0, "7"), result.stderr)
+
+    def test_fits_the_platform_to_the_chip_and_its_property(self):
+        result = run("run", "platforms/sample.json", "--sandbox", "--chip-type", "2", "--property",
+                     "persist.vendor.cpub_min_freq_skip=1", commands="dump --base_info\nexpect-base\n")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertIn("\n1,CPU_M,0,CPU_M_FREQ,1056000,2419200,1056000,2419200,", result.stdout)
+        self.assertIn("\n2,CPU_B,0,CPU_B_FREQ_SKIP,1286400,2841600,1286400,2841600,", result.stdout)
+
+    def test_shows_the_library_log_on_demand(self):
+        quiet = run("run", "platforms/sample.json", "--sandbox", commands="request 1 0 qos=10 boost=256\n")
+        self.assertEqual(quiet.stderr, "")
+        told = run("run", "platforms/sample.json", "--sandbox", commands="log 1\nrequest 1 0 qos=10 boost=256\n")
+        self.assertIn("log: I PF_SINGLE_NODE_VALUE_GRP [DoConfig:", told.stderr)
+        self.assertIn("[READ_AHEAD_KB] final write (256)\n", told.stderr)
+
+
+if __name__ == "__main__":
+    CORVANECTL = os.path.abspath(sys.argv.pop(1))
+    unittest.main(verbosity=2)
