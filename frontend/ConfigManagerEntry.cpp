@@ -45,18 +45,7 @@ int ConfigManager::PerfSetScenario(int pid, unsigned int scenarioId, unsigned lo
     for (auto const& [qosId, groups] : items) {
         wrapper.InsertRequestCommand(qosId, groups);
     }
-    unsigned long long const releaseCount = commandManager.ReleaseCount();
-    if (commandManager.RequestHandle(pid, steady_clock::now(), wrapper, handle) != 0) {
-        PF_LOGE("[%s:%d] RequestHandle failed for pid %d", pid);
-        return -1;
-    }
-    int const sent = resourceManager.SendCmdToResources(wrapper);
-    StopIfReleased(pid, releaseCount, wrapper);
-    if (sent != 0) {
-        PF_LOGE("[%s:%d] SendCmdToResources failed for pid %d", pid);
-        return -1;
-    }
-    return 0;
+    return RecordAndSend(__func__, pid, steady_clock::now(), wrapper, handle);
 }
 
 int ConfigManager::PerfSetMode(int pid, unsigned int modeId, unsigned long long& handle) noexcept

@@ -56,15 +56,21 @@ int ConfigManager::PerfRequest(int pid, unsigned int duration, std::vector<PerfR
     for (QosInfoInt& info : request) {
         wrapper.InsertRequestCommand(info.qosId, std::move(info.groupInfo));
     }
+    return RecordAndSend(__func__, pid, now, wrapper, handle);
+}
+
+int ConfigManager::RecordAndSend(char const* method, int pid, PerfTimePoint const& now, CommandWrapper& wrapper,
+                                 unsigned long long& handle)
+{
     unsigned long long const releaseCount = commandManager.ReleaseCount();
     if (commandManager.RequestHandle(pid, now, wrapper, handle) != 0) {
-        PF_LOGE("[%s:%d] RequestHandle failed for pid %d", pid);
+        PF_LOGE_AS(method, "[%s:%d] RequestHandle failed for pid %d", pid);
         return -1;
     }
     int const sent = resourceManager.SendCmdToResources(wrapper);
     StopIfReleased(pid, releaseCount, wrapper);
     if (sent != 0) {
-        PF_LOGE("[%s:%d] SendCmdToResources failed for pid %d", pid);
+        PF_LOGE_AS(method, "[%s:%d] SendCmdToResources failed for pid %d", pid);
         return -1;
     }
     return 0;

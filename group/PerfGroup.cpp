@@ -165,11 +165,7 @@ int PerfGroup::ShortTermStart(PerfGroupCommand const& command)
         PF_LOGE("[%s:%d] [%s] AddShortTermCommand failed", name.c_str());
         return -1;
     }
-    if (changed == 0) {
-        PF_LOGD("[%s:%d] [%s] no curr value changed", name.c_str());
-        return 0;
-    }
-    return UpdateShortTermCommandAndWriteValue();
+    return WriteIfShortTermChanged(__func__, changed);
 }
 
 int PerfGroup::ShortTermStop(PerfGroupCommand const& command)
@@ -193,11 +189,7 @@ int PerfGroup::ShortTermStop(PerfGroupCommand const& command)
         PF_LOGE("[%s:%d] [%s] DeleteShortTermCommand failed", name.c_str());
         return -1;
     }
-    if (changed == 0) {
-        PF_LOGD("[%s:%d] [%s] no curr value changed", name.c_str());
-        return 0;
-    }
-    return UpdateShortTermCommandAndWriteValue();
+    return WriteIfShortTermChanged(__func__, changed);
 }
 
 int PerfGroup::LongTermStart(PerfGroupCommand const& command)
@@ -211,11 +203,7 @@ int PerfGroup::LongTermStart(PerfGroupCommand const& command)
         PF_LOGE("[%s:%d] [%s] AddLongTermCommand failed", name.c_str());
         return -1;
     }
-    if (changed == 0) {
-        PF_LOGD("[%s:%d] [%s] no curr base value changed", name.c_str());
-        return 0;
-    }
-    return GenerateAndWriteFinalValue();
+    return WriteIfBaseChanged(__func__, changed);
 }
 
 int PerfGroup::LongTermStop(PerfGroupCommand const& command)
@@ -229,11 +217,7 @@ int PerfGroup::LongTermStop(PerfGroupCommand const& command)
         PF_LOGE("[%s:%d] [%s] DeleteLongTermCommand failed", name.c_str());
         return -1;
     }
-    if (changed == 0) {
-        PF_LOGD("[%s:%d] [%s] no curr base value changed", name.c_str());
-        return 0;
-    }
-    return GenerateAndWriteFinalValue();
+    return WriteIfBaseChanged(__func__, changed);
 }
 
 int PerfGroup::BaseSet(PerfGroupCommand const& command)
@@ -243,8 +227,22 @@ int PerfGroup::BaseSet(PerfGroupCommand const& command)
         PF_LOGE("[%s:%d] [%s] UpdateDefaultBoostBaseItem failed", name.c_str());
         return -1;
     }
+    return WriteIfBaseChanged(__func__, changed);
+}
+
+int PerfGroup::WriteIfShortTermChanged(char const* method, int changed)
+{
     if (changed == 0) {
-        PF_LOGD("[%s:%d] [%s] no curr base value changed", name.c_str());
+        PF_LOGD_AS(method, "[%s:%d] [%s] no curr value changed", name.c_str());
+        return 0;
+    }
+    return UpdateShortTermCommandAndWriteValue();
+}
+
+int PerfGroup::WriteIfBaseChanged(char const* method, int changed)
+{
+    if (changed == 0) {
+        PF_LOGD_AS(method, "[%s:%d] [%s] no curr base value changed", name.c_str());
         return 0;
     }
     return GenerateAndWriteFinalValue();

@@ -217,6 +217,9 @@ protected:
     PerfWorkMode workMode;
 
 private:
+    // Steps shared by several operations; method is the one that they log for.
+    int WriteIfShortTermChanged(char const* method, int changed);
+    int WriteIfBaseChanged(char const* method, int changed);
     int ForEachItem(char const* method, PerfGroupCommand const& command,
                     int (PerfGroup::*onBoost)(PerfGroupQueItem const&),
                     int (PerfGroup::*onLimit)(PerfGroupQueItem const&), bool mayWait);

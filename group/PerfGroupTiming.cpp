@@ -44,11 +44,7 @@ int PerfGroup::ShortTermTimeOut(PerfTimePoint const& now)
         PF_LOGE("[%s:%d] [%s] DeleteExpiredShortTermCommand failed", name.c_str());
         return -1;
     }
-    if (changed == 0) {
-        PF_LOGD("[%s:%d] [%s] no curr value changed", name.c_str());
-        return 0;
-    }
-    return UpdateShortTermCommandAndWriteValue();
+    return WriteIfShortTermChanged(__func__, changed);
 }
 
 int PerfGroup::IsValidShortTermCommand(PerfGroupCommand const& command) const

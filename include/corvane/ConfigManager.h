@@ -135,6 +135,9 @@ private:
         unsigned int scenarioId; ///< also the slot in the debug handle table
     };
 
+    // Steps shared by several operations, or parts of a long one; method is the one that they log for.
+    int RecordAndSend(char const* method, int pid, PerfTimePoint const& now, CommandWrapper& wrapper,
+                      unsigned long long& handle);
     int ProbeEventDoor(char const* method, std::vector<unsigned int> const& params);
     int ReleaseWorkModeCommand(char const* method, unsigned long long handle, CommandWrapper& wrapper);
     /**
