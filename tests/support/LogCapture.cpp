@@ -1,25 +1,17 @@
 #include "tests/support/LogCapture.h"
 
-#include <corvane/PfLogon.h>
-
 #include <algorithm>
-#include <iterator>
+#include <mutex>
 #include <regex>
 
 namespace {
 
-/** Never destroyed: a thread may log until the process ends. Held while a line is handed out, so that no capture ends
- * then. */
-struct Captures {
-    std::mutex mutex;
-    std::vector<LogCapture*> active; ///< guarded by mutex
-};
+using Lock = std::lock_guard<std::mutex>;
 
-Captures& AllCaptures()
-{
-    static Captures* const captures = new Captures;
-    return *captures;
-}
+// Never destroyed: a thread may log until the process ends. The mutex is held while a line is handed out, so that no
+// capture ends then.
+std::mutex& mutex = *new std::mutex;
+std::vector<LogCapture*>& active = *new std::vector<LogCapture*>; ///< guarded by mutex
 
 LogLine Parse(int priority, char const* tag, char const* message)
 {
@@ -36,13 +28,12 @@ LogLine Parse(int priority, char const* tag, char const* message)
 
 void HandOut(__android_logger_data const* data, char const* message)
 {
-    Captures& captures = AllCaptures();
-    std::lock_guard<std::mutex> const lock(captures.mutex);
-    if (captures.active.empty()) {
+    Lock const lock(mutex);
+    if (active.empty()) {
         return;
     }
     LogLine const line = Parse(data->priority, data->tag, message);
-    for (LogCapture* capture : captures.active) {
+    for (LogCapture* capture : active) {
         capture->Add(line);
     }
 }
@@ -57,35 +48,26 @@ void HandOut(__android_logger_data const* data, char const* message)
 
 std::string LogLine::Render() const
 {
-    static char const letters[] = "??VDIWEF";
-    bool const known = priority >= ANDROID_LOG_VERBOSE && priority <= ANDROID_LOG_FATAL;
-    std::string const head = std::string(1, known ? letters[priority] : '?') + " " + tag + " ";
+    std::string const head = std::string(1, "??VDIWEFS"[priority]) + " " + tag + " ";
     return method.empty() ? head + text : head + method + ": " + text;
 }
 
 LogCapture::LogCapture() : previousPriority(__android_log_set_minimum_priority(ANDROID_LOG_VERBOSE))
 {
-    std::lock_guard<std::mutex> const lock(AllCaptures().mutex);
-    AllCaptures().active.push_back(this);
+    Lock const lock(mutex);
+    active.push_back(this);
 }
 
 LogCapture::~LogCapture()
 {
     __android_log_set_minimum_priority(previousPriority);
-    auto& active = AllCaptures().active;
-    std::lock_guard<std::mutex> const lock(AllCaptures().mutex);
+    Lock const lock(mutex);
     active.erase(std::remove(active.begin(), active.end(), this), active.end());
-}
-
-void LogCapture::Add(LogLine const& line)
-{
-    std::lock_guard<std::mutex> const lock(mutex);
-    entries.push_back(line);
 }
 
 std::vector<LogLine> LogCapture::Entries() const
 {
-    std::lock_guard<std::mutex> const lock(mutex);
+    Lock const lock(mutex);
     return entries;
 }
 
@@ -103,36 +85,20 @@ std::vector<std::string> LogCapture::Lines(std::string const& tag) const
 std::size_t LogCapture::Count(int priority, std::string const& tag, std::string const& method,
                               std::string const& text) const
 {
-    auto const lines = Entries();
-    return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [&](LogLine const& line) {
-        return line.priority == priority && line.tag == tag && line.method == method && line.text == text;
-    }));
-}
-
-bool LogCapture::Has(int priority, std::string const& tag, std::string const& method, std::string const& text) const
-{
-    return Count(priority, tag, method, text) != 0;
+    auto const lines = Lines();
+    auto const wanted = LogLine{priority, tag, method, text, ""}.Render();
+    return static_cast<std::size_t>(std::count(lines.begin(), lines.end(), wanted));
 }
 
 std::size_t LogCapture::Count(int priority) const
 {
     auto const lines = Entries();
-    return static_cast<std::size_t>(std::count_if(
-        lines.begin(), lines.end(), [priority](LogLine const& line) { return line.priority == priority; }));
+    auto const fits = [priority](LogLine const& line) { return line.priority == priority; };
+    return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), fits));
 }
 
 void LogCapture::Clear()
 {
-    std::lock_guard<std::mutex> const lock(mutex);
+    Lock const lock(mutex);
     entries.clear();
-}
-
-LogSwitch::LogSwitch(unsigned int value) : previous(PfLogonNamespace::PfLogonGet())
-{
-    PfLogonNamespace::PfLogonSet(value);
-}
-
-LogSwitch::~LogSwitch()
-{
-    PfLogonNamespace::PfLogonSet(previous);
 }

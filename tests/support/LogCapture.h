@@ -1,7 +1,8 @@
 #pragma once
 
+#include <corvane/PfLogon.h>
+
 #include <cstddef>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -38,28 +39,30 @@ public:
     std::vector<std::string> Lines(std::string const& tag = "") const;
     /** @return how often this very line was printed. */
     std::size_t Count(int priority, std::string const& tag, std::string const& method, std::string const& text) const;
-    bool Has(int priority, std::string const& tag, std::string const& method, std::string const& text) const;
+    bool Has(int priority, std::string const& tag, std::string const& method, std::string const& text) const
+    {
+        return Count(priority, tag, method, text) != 0;
+    }
     /** @return how many lines of a priority were printed, whatever their tag. */
     std::size_t Count(int priority) const;
     void Clear();
 
-    /** Called by the logger. */
-    void Add(LogLine const& line);
+    /** Called by the logger, one line at a time. */
+    void Add(LogLine const& line) { entries.push_back(line); }
 
 private:
     int const previousPriority;
-    mutable std::mutex mutex;
-    std::vector<LogLine> entries; ///< guarded by mutex
+    std::vector<LogLine> entries; ///< guarded by the lock that every capture shares
 };
 
 /** Sets the log switch while it lives: bit 0 lets the info lines through, bit 1 the debug lines. */
 class LogSwitch {
 public:
-    explicit LogSwitch(unsigned int value);
+    explicit LogSwitch(unsigned int value) { PfLogonNamespace::PfLogonSet(value); }
     LogSwitch(LogSwitch const&) = delete;
     LogSwitch& operator=(LogSwitch const&) = delete;
-    ~LogSwitch();
+    ~LogSwitch() { PfLogonNamespace::PfLogonSet(previous); }
 
 private:
-    unsigned int const previous;
+    unsigned int const previous = PfLogonNamespace::PfLogonGet();
 };

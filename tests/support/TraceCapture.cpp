@@ -6,28 +6,21 @@
 
 namespace {
 
-/** Never destroyed: a thread may trace until the process ends. */
-struct Collected {
-    std::mutex mutex;
-    // guarded by mutex
-    bool active = false;
-    std::vector<std::string> labels;
-    int openSlices = 0;
-};
+// Never destroyed: a thread may trace until the process ends.
+std::mutex& mutex = *new std::mutex;
 
-Collected& TheCollected()
-{
-    static Collected* const collected = new Collected;
-    return *collected;
-}
+// guarded by mutex
+bool active = false;
+std::vector<std::string>& labels = *new std::vector<std::string>;
+int openSlices = 0;
 
 /** Starts over. */
-void SetActive(bool active)
+void SetActive(bool on)
 {
-    std::lock_guard<std::mutex> const lock(TheCollected().mutex);
-    TheCollected().active = active;
-    TheCollected().labels.clear();
-    TheCollected().openSlices = 0;
+    std::lock_guard<std::mutex> const lock(mutex);
+    active = on;
+    labels.clear();
+    openSlices = 0;
 }
 
 } // namespace
@@ -37,19 +30,17 @@ extern "C" {
 // In an executable these stand before the platform library's own.
 __attribute__((visibility("default"))) void atrace_begin_body(char const* name)
 {
-    std::lock_guard<std::mutex> const lock(TheCollected().mutex);
-    if (TheCollected().active) {
-        TheCollected().labels.emplace_back(name);
-        ++TheCollected().openSlices;
+    std::lock_guard<std::mutex> const lock(mutex);
+    if (active) {
+        labels.emplace_back(name);
+        ++openSlices;
     }
 }
 
 __attribute__((visibility("default"))) void atrace_end_body()
 {
-    std::lock_guard<std::mutex> const lock(TheCollected().mutex);
-    if (TheCollected().active) {
-        --TheCollected().openSlices;
-    }
+    std::lock_guard<std::mutex> const lock(mutex);
+    openSlices -= active ? 1 : 0;
 }
 
 } // extern "C"
@@ -68,18 +59,12 @@ TraceCapture::~TraceCapture()
 
 std::vector<std::string> TraceCapture::Labels() const
 {
-    std::lock_guard<std::mutex> const lock(TheCollected().mutex);
-    return TheCollected().labels;
+    std::lock_guard<std::mutex> const lock(mutex);
+    return labels;
 }
 
 int TraceCapture::OpenSlices() const
 {
-    std::lock_guard<std::mutex> const lock(TheCollected().mutex);
-    return TheCollected().openSlices;
-}
-
-void TraceCapture::Clear()
-{
-    std::lock_guard<std::mutex> const lock(TheCollected().mutex);
-    TheCollected().labels.clear();
+    std::lock_guard<std::mutex> const lock(mutex);
+    return openSlices;
 }

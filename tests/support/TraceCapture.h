@@ -19,7 +19,6 @@ public:
     std::vector<std::string> Labels() const;
     /** Slices begun and not ended. */
     int OpenSlices() const;
-    void Clear();
 
 private:
     std::uint64_t const previousTags;

@@ -1,0 +1,104 @@
+#pragma once
+
+#include "sandbox/Sandbox.h"
+#include "tests/support/LogCapture.h"
+
+#include <corvane/ConfigManager.h>
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+using Strings = std::vector<std::string>;
+using Operations = std::vector<std::pair<PerfOperationType, int>>;
+
+constexpr PerfQosId CPU_M = PERF_QOS_CPU_M;
+constexpr PerfQosId CPU_B = PERF_QOS_CPU_B;
+constexpr PerfQosId GPU = PERF_QOS_GPU;
+constexpr PerfQosId MEM_LAT = 15;
+
+inline PerfRequestInfo Ask(PerfQosId qosId, Operations const& operations, unsigned int group = 0)
+{
+    return {qosId, {{group, operations}}};
+}
+
+inline PerfRequestInfo Boost(PerfQosId qosId, int value, unsigned int group = 0)
+{
+    return Ask(qosId, {{PERF_OPERATION_BOOST, value}}, group);
+}
+
+inline PerfRequestInfo Limit(PerfQosId qosId, int value, unsigned int group = 0)
+{
+    return Ask(qosId, {{PERF_OPERATION_LIMIT, value}}, group);
+}
+
+/** The three writes of a frequency pair, the maximum before and after the minimum. */
+Strings Pair(std::string const& name, int boost, int limit);
+Strings Join(std::vector<Strings> const& parts);
+
+/**
+ * The whole library on a small platform in a sandbox, with real workers. Resources, each with one group unless said
+ * otherwise:
+ *   1 cpu_m  frequencies 300~3000, base 300~2500
+ *   2 cpu_b  frequencies 400~4000, base 400~4000, values out of range are clamped
+ *   3 gpu    two single nodes 0~100: gpu/floor with base 10, gpu/power with base 20
+ * Tests change the platform, the catalogues and the options before Start.
+ */
+class PlatformTest : public testing::Test {
+protected:
+    static constexpr int PID = 100;
+    static constexpr unsigned int LONG = 0;
+    static constexpr unsigned int MINUTE = 60000;
+
+    PlatformTest();
+    void TearDown() override { manager.reset(); }
+
+    /** @param range availableMin, availableMax, boostBase, limitBase. @param nodes made in the sandbox. */
+    PerfGroupConfig Group(unsigned int id, std::string const& name, std::vector<int> const& range,
+                          Strings const& nodes);
+    void AddResource(PerfQosId qosId, std::string const& name, std::vector<PerfGroupConfig> const& groups);
+    void AddFrequency(PerfQosId qosId, std::string const& name, int min, int max, int boostBase, int limitBase,
+                      bool clamp = false);
+    /** Eight groups eas/0 to eas/7 and eas/global; levels 0, 1 and 2 mean 0, 20 and 40, the last with global boost. */
+    void AddEas();
+    /** mem_lat/ratio with levels 0 "0" and 1 "400", mem_lat/monitor with levels 0 "off" and 1 "on". */
+    void AddMemoryLatency();
+    void AddEvent(PerfEventId eventId, PerfQosId qosId, std::vector<std::pair<unsigned int, int>> const& phases);
+    void AddScenario(PerfScenarioId scenarioId, std::vector<PerfRequestInfo> const& items);
+
+    /** Makes the facade and initialises it. */
+    int Init();
+    void Start() { ASSERT_EQ(Init(), 0); }
+    /** Starts with debug lines switched on and lets those of the start pass, so that the log holds what follows. */
+    void StartVerbose(LogCapture& log);
+
+    /** @return the handle of a request that must succeed. */
+    unsigned long long Request(unsigned int ms, std::vector<PerfRequestInfo> const& infos, int pid = PID);
+    int TryRequest(unsigned int ms, std::vector<PerfRequestInfo> const& infos, int pid = PID);
+
+    std::string Dump(std::string const& option);
+    /** Waits until every worker has done what was queued so far. */
+    void Settle() { Dump("--task"); }
+    /** What has been written since the last look once everything queued is done, resource by resource. */
+    Strings Wrote();
+    /** Waits for that many writes, then compares all that there are. */
+    void ExpectWrites(Strings const& expected);
+
+    Sandbox sandbox;
+    ConfigManagerOptions options;
+    PerfConfigControlInfo control;
+    std::vector<ConfigurableEvent> events;
+    std::vector<ConfigurableScenario> scenarios;
+    ProbeEvent probe;
+    std::map<PerfQosId, PerfQosConfig*> qosConfigs;
+    std::unique_ptr<ConfigManager> manager;
+
+private:
+    std::unique_ptr<LogSwitch> verbose;
+    std::deque<std::string> names;
+    std::deque<std::unique_ptr<PerfQosConfig>> owned;
+};

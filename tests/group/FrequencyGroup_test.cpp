@@ -1,0 +1,111 @@
+#include "tests/group/KindFixture.h"
+
+#include "group/FrequencyGroup.h"
+#include "sys/SysWrapper.h"
+#include "tests/support/TraceCapture.h"
+
+#include <ctime>
+#include <regex>
+
+namespace {
+
+/** Minimum node "a", maximum node "b", available 0~9000, bases 300~8000. */
+class FrequencyTest : public KindTest {
+protected:
+    /** The history with "T" for each time. */
+    std::string History()
+    {
+        std::ostringstream out;
+        group.DumpLimitHistoryLog(out);
+        std::regex const time(R"(\d+-\d+ \d+:\d+:\d+\.(0|[1-9]\d{0,2})(?!\d))");
+        return std::regex_replace(out.str(), time, "T");
+    }
+
+    FrequencyGroup group{Config({"a", "b"}), PERF_WORK_MODE_BOOST_FIRST};
+};
+
+TEST_F(FrequencyTest, TheMaximumIsWrittenBeforeAndAfterTheMinimum)
+{
+    EXPECT_EQ(group.ShortTermStart({1, At(0), At(9), Boost(1500)}), 0);
+    EXPECT_EQ(Writes(), (Strings{"b <- 9000", "a <- 1500", "b <- 9000"}));
+    EXPECT_EQ(sandbox.OpenDescriptors(), 2);
+    EXPECT_EQ(Mapping(group), (Strings{"before,,,", "300,8000,a,b"}));
+    group.CloseAllFds();
+    EXPECT_EQ(sandbox.OpenDescriptors(), 0);
+
+    sandbox.FailNode("a", Fault::Error(EBUSY));
+    group.DoConfig(300, 8000);
+    EXPECT_EQ(Writes(), (Strings{"b <- 8000", "a <- 300: EBUSY"}));
+    sandbox.ClearFaults("a");
+    sandbox.FailNode("b", Fault::Error(EINVAL));
+    group.DoConfig(300, 8000);
+    EXPECT_EQ(Writes(), (Strings{"b <- 8000: EINVAL", "a <- 300", "b <- 8000: EINVAL"}));
+}
+
+TEST_F(FrequencyTest, LimitsAreAnnouncedAndRecordedWhereTheyBeginAndEnd)
+{
+    struct Row {
+        int boost;
+        int limit;
+        char const* announced;
+        std::string history;
+    };
+    Row const rows[] = {
+        {300, 9000, "", "limit history cmd log is empty\n\n"},
+        {300, 1200, "start limit freq 300 ~ 1200", "\nfreq=1200 T\n"},
+        {400, 1200, "", "\nfreq=1200 T\n"},
+        {400, 1000, "start limit freq 400 ~ 1000", "\nfreq=1200 T\nfreq=1000 T\n"}, // what it replaces stays open
+        {9000, 9000, "", "\nfreq=1200 T\nfreq=1000 T  T\n"}, // pinned to the top: announced by the next one
+        {300, 9000, "end limit freq 300 ~ 9000", "\nfreq=1200 T\nfreq=1000 T  T\n"},
+        {500, 500, "", "\nfreq=1200 T\nfreq=1000 T  T\nfreq=500 T\n"}, // pinned: recorded, not announced
+        {300, 9000, "", "\nfreq=1200 T\nfreq=1000 T  T\nfreq=500 T  T\n"},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        group.DoConfig(row.boost, row.limit);
+        std::string const begin = "I PF_FREQ_GRP RecordLimitCmd: [grp] ";
+        EXPECT_EQ(Logged(), *row.announced == 0 ? Strings{} : Strings{begin + row.announced});
+        EXPECT_EQ(History(), "*****grp: " + row.history);
+    }
+}
+
+TEST_F(FrequencyTest, TheFiftyFirstLimitDropsTheOldest)
+{
+    std::string expected = "*****grp: \n";
+    for (int limit = 1; limit <= 52; ++limit) {
+        group.DoConfig(0, limit);
+        expected += limit > 2 ? "freq=" + std::to_string(limit) + " T\n" : "";
+    }
+    EXPECT_EQ(History(), expected);
+}
+
+TEST_F(FrequencyTest, HistoryTimesAreLocalWallClockTimes)
+{
+    setenv("TZ", "HERE-5:45", 1);
+    tzset();
+    time_t const second = time(nullptr);
+    group.DoConfig(300, 1200);
+    tm local{};
+    localtime_r(&second, &local);
+    std::string const text = "*****grp: \nfreq=1200 " + SysWrapper::PutTime(local);
+    std::ostringstream history;
+    group.DumpLimitHistoryLog(history);
+    EXPECT_EQ(history.str().rfind(text.substr(0, text.rfind(':')), 0), 0U) << history.str() << text;
+    unsetenv("TZ");
+    tzset();
+}
+
+TEST_F(FrequencyTest, AWriteIsMarkedInTheTrace)
+{
+    TraceCapture trace;
+    group.DoConfig(500, 1200);
+    group.SetWorkMode(PERF_WORK_MODE_LIMIT_FIRST);
+    group.SetSuspend(true);
+    group.DoConfig(1, 2);
+    EXPECT_EQ(trace.Labels(), (Strings{"velquist_log:grp write freq: 500~1200, mode=1, suspend=0",
+                                       "velquist_log:grp write freq: 300~8000, mode=2, suspend=0",
+                                       "velquist_log:grp write freq: 1~2, mode=2, suspend=1"}));
+    EXPECT_EQ(trace.OpenSlices(), 0);
+}
+
+} // namespace

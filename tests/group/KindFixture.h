@@ -1,0 +1,57 @@
+#pragma once
+
+#include "tests/group/GroupFixture.h"
+
+#include "sandbox/Sandbox.h"
+
+/** Groups of a kind on the nodes "a", "b", "c" of a sandbox, whose root is left out of everything that is compared. */
+class KindTest : public testing::Test {
+protected:
+    KindTest()
+    {
+        for (char const* node : {"a", "b", "c"}) {
+            sandbox.AddNode(node);
+        }
+    }
+
+    Strings Paths(Strings nodes) const
+    {
+        for (std::string& node : nodes) {
+            node = node.empty() ? "" : sandbox.Path(node);
+        }
+        return nodes;
+    }
+    PerfGroupConfig Config(Strings const& nodes, int boostBase = 300) const
+    {
+        return {"grp", false, 0, 9000, boostBase, 8000, Paths(nodes), CHIP_TYPE_ANY};
+    }
+    PerfGroupConfig Levels(Strings const& nodes, LevelToValueMap const& levels, std::string const& name = "grp") const
+    {
+        return {name, levels.empty() ? 0 : levels.begin()->first, Paths(nodes), levels, CHIP_TYPE_ANY};
+    }
+
+    static std::string Name(std::string const& path) { return path.substr(path.rfind('/') + 1); }
+    /** What was written since the last call. */
+    Strings Writes() { return Lines(sandbox.TakeWrites()); }
+    /** What was logged since the last call. */
+    Strings Logged()
+    {
+        Strings const lines = log.Lines();
+        log.Clear();
+        return lines;
+    }
+    /** "value, second value, node, second node" of each entry, behind one that was there before. */
+    Strings Mapping(PerfGroup const& group) const
+    {
+        std::vector<SpecifiedGroupDumpInfo> infos{{"before", "", "", ""}};
+        group.DumpBaseValueAfterMapping(infos);
+        Strings lines;
+        for (auto const& [value, secondValue, node, secondNode] : infos) {
+            lines.push_back(value + "," + secondValue + "," + Name(node) + "," + Name(secondNode));
+        }
+        return lines;
+    }
+
+    Sandbox sandbox;
+    LogCapture log;
+};

@@ -1,0 +1,250 @@
+#pragma once
+
+#include "group/PerfGroup.h"
+
+#include <algorithm>
+#include <set>
+#include <string>
+#include <vector>
+
+/**
+ * The arbitration of a group, told again in the plainest way: lists that are sorted anew at every step. Nothing of it
+ * is taken from the real one; only the records that carry commands and values are shared.
+ */
+class NaiveGroup {
+public:
+    NaiveGroup(PerfGroupConfig const& config, unsigned int mode)
+        : name(config.name), highest(config.availableMax), workMode(mode), baseFloor(config.boostBase),
+          baseCeiling(config.limitBase)
+    {
+        boostBases.Add({NO_HANDLE, PERF_OPERATION_BOOST, baseFloor, {}, {}});
+        limitBases.Add({NO_HANDLE, PERF_OPERATION_LIMIT, baseCeiling, {}, {}});
+    }
+
+    int ShortTerm(bool starts, PerfGroupCommand const& command)
+    {
+        if (command.handle >= INVALID_HANDLE || command.endTime < command.startTime) {
+            return -1;
+        }
+        if (command.endTime <= now) {
+            return 0;
+        }
+        if (!starts) {
+            Withdraw(command);
+        }
+        return ChangeEach(command, boosts, limits, [&](Item const& item, Side& side) {
+            if (starts) {
+                (item.startTime > now ? waiting : side).Add(item);
+            } else {
+                side.Remove(item);
+            }
+        });
+    }
+
+    int LongTerm(bool starts, PerfGroupCommand const& command)
+    {
+        if (command.handle >= INVALID_HANDLE) {
+            return -1;
+        }
+        return ChangeEach(command, boostBases, limitBases,
+                          [&](Item const& item, Side& side) { starts ? side.Add(item) : side.Remove(item); });
+    }
+
+    int BaseSet(PerfGroupCommand const& command)
+    {
+        if (command.operationValueMap.size() != 1 || command.operationValueMap.count(PERF_OPERATION_BOOST) == 0) {
+            return -1;
+        }
+        return ChangeEach(command, boostBases, limitBases, [](Item item, Side& side) {
+            auto& items = side.items;
+            auto const old = std::find_if(items.begin(), items.end(), IsDefault);
+            bool const current = old == items.begin();
+            items.erase(old);
+            item.handle = NO_HANDLE;
+            items.insert(current ? items.begin() : items.end(), item);
+            side.SortRest();
+            if (items.size() > 1 && items[1].value > items[0].value) {
+                std::rotate(items.begin(), items.begin() + 1, items.end());
+                side.SortRest();
+            }
+        });
+    }
+
+    int TimeOut()
+    {
+        std::string const before = boosts.Outcome() + limits.Outcome();
+        for (Side* side : {&boosts, &limits}) {
+            while (!side->items.empty() && side->items[0].endTime <= now) {
+                side->items.erase(side->items.begin());
+            }
+        }
+        // Once the first one's time has come, its followers are looked at up to the first that must wait on.
+        auto& items = waiting.items;
+        bool arrived = !items.empty() && items[0].startTime <= now;
+        while (arrived) {
+            if (items[0].endTime > now) {
+                (items[0].operationType == PERF_OPERATION_BOOST ? boosts : limits).Add(items[0]);
+            }
+            items.erase(items.begin());
+            arrived = !items.empty() && (items[0].endTime <= now || items[0].startTime <= now);
+        }
+        return before == boosts.Outcome() + limits.Outcome() ? 0 : Finish();
+    }
+
+    int SetMode(unsigned int mode)
+    {
+        workMode = mode;
+        return FinishBases(true);
+    }
+
+    int SetSuspend(bool suspended)
+    {
+        asleep = suspended;
+        actions.push_back(suspended ? "close" : Pair(finalFloor, finalCeiling));
+        return 0;
+    }
+
+    PerfTimePoint WakeUp() const
+    {
+        std::set<PerfTimePoint> times{boosts.First().endTime, limits.First().endTime, waiting.First().startTime};
+        times.erase(PerfTimePoint{});
+        return times.empty() ? PerfTimePoint{} : *times.begin();
+    }
+
+    std::string Dumped() const
+    {
+        return name + ": " + boostBases.DumpBest("boostBase") + limitBases.DumpBest("limitBase") +
+               "effectiveBase: " + Pair(baseFloor, baseCeiling) + " " + boosts.DumpBest("boost") +
+               limits.DumpBest("limit") + "effective: " + Pair(floor, ceiling) + "\n" +
+               boostBases.DumpRest("boostBaseList") + limitBases.DumpRest("limitBaseList") +
+               boosts.DumpRest("boostList") + limits.DumpRest("limitList") +
+               "final: " + Pair(finalFloor, finalCeiling) + "\n";
+    }
+
+    PerfTimePoint now{};
+    std::vector<std::string> actions; ///< "boost~limit" for a write, "close"
+
+private:
+    using Item = PerfGroupQueItem;
+
+    static bool IsDefault(Item const& item) { return item.handle == NO_HANDLE; }
+    static long long Value(Item const& item) { return item.value; }
+    static long long Smallness(Item const& item) { return -item.value; }
+    static long long Earliness(Item const& item) { return -item.startTime.time_since_epoch().count(); }
+
+    struct Side {
+        long long (*rank)(Item const&);
+        std::vector<Item> items{}; ///< the current one, then the rest: the highest rank first, equals as they came
+
+        void SortRest()
+        {
+            std::stable_sort(items.begin() + 1, items.end(),
+                             [this](Item const& left, Item const& right) { return rank(left) > rank(right); });
+        }
+        void Add(Item const& item)
+        {
+            items.push_back(item);
+            if (rank(item) > rank(items[0])) {
+                std::swap(items[0], items.back());
+            }
+            SortRest();
+        }
+        void Remove(Item const& gone)
+        {
+            auto const fits = [&](Item const& item) { return item.handle == gone.handle && item.value == gone.value; };
+            bool const current = First().handle == gone.handle;
+            auto const found = current ? items.begin() : std::find_if(items.begin(), items.end(), fits);
+            if (found != items.end()) {
+                items.erase(found);
+            }
+        }
+        Item First() const { return items.empty() ? Item{} : items[0]; }
+        std::string Outcome() const { return items.empty() ? "none" : std::to_string(items[0].value); }
+        static std::string Shown(Item const& item, char const* between)
+        {
+            return std::to_string(item.value) + between + (IsDefault(item) ? "*" : std::to_string(item.handle % 1024));
+        }
+        std::string DumpBest(std::string const& label) const
+        {
+            return items.empty() ? "" : label + "(" + Shown(items[0], ", ") + ")";
+        }
+        std::string DumpRest(std::string const& label) const
+        {
+            std::string text;
+            for (std::size_t i = 1; i < items.size(); ++i) {
+                text += Shown(items[i], ":") + " ";
+            }
+            return label + "(" + std::to_string(std::max<std::size_t>(items.size(), 1) - 1) + ") " + text;
+        }
+    };
+
+    static std::string Pair(int left, int right) { return std::to_string(left) + "~" + std::to_string(right); }
+
+    void Withdraw(PerfGroupCommand const& command)
+    {
+        auto& items = waiting.items;
+        bool const first = waiting.First().handle == command.handle;
+        auto const fits = [&](Item const& item) {
+            return item.handle == command.handle && (&item == &items[0] ? first : item.startTime == command.startTime);
+        };
+        items.erase(std::remove_if(items.begin(), items.end(), fits), items.end());
+    }
+
+    /** Changes the sides value by value and goes on where the value of either one's current item has changed. */
+    template <typename Step> int ChangeEach(PerfGroupCommand const& command, Side& boost, Side& limit, Step const& step)
+    {
+        if (command.operationValueMap.empty() || command.operationValueMap.size() > 2) {
+            return -1;
+        }
+        std::string const before = boost.Outcome() + limit.Outcome();
+        for (auto const& [type, value] : command.operationValueMap) {
+            step(Item{command.handle, type, value, command.startTime, command.endTime},
+                 type == PERF_OPERATION_BOOST ? boost : limit);
+        }
+        if (before == boost.Outcome() + limit.Outcome()) {
+            return 0;
+        }
+        return &boost == &boosts ? Finish() : FinishBases(false);
+    }
+
+    int FinishBases(bool evenIfUnchanged)
+    {
+        int const boost = boostBases.First().value;
+        int const limit = limitBases.First().value;
+        bool const conflict = boost > limit;
+        if (conflict && workMode > 2) {
+            return -1;
+        }
+        std::string const before = Pair(baseFloor, baseCeiling);
+        baseFloor = conflict && workMode != 1 ? limit : boost;
+        baseCeiling = conflict && workMode == 1 ? boost : limit;
+        return evenIfUnchanged || before != Pair(baseFloor, baseCeiling) ? Finish() : 0;
+    }
+
+    int Finish()
+    {
+        bool const known = workMode <= 2;
+        bool const boosted = !boosts.items.empty();
+        bool const limited = !limits.items.empty();
+        if (known) {
+            floor = boosted ? std::max(baseFloor, boosts.First().value) : baseFloor;
+            ceiling = workMode != 2 && limited ? std::max(baseCeiling, limits.First().value) : baseCeiling;
+            bool const lonely = workMode == 0 && limited && limitBases.items.size() == 1;
+            ceiling = lonely || (workMode != 2 && boosted && !limited) ? highest : ceiling;
+        }
+        finalFloor = known && workMode == 2 ? std::min(floor, ceiling) : floor;
+        finalCeiling = known && workMode != 2 ? std::max(floor, ceiling) : ceiling;
+        if (known && !asleep) {
+            actions.push_back(Pair(finalFloor, finalCeiling));
+        }
+        return known ? 0 : -1;
+    }
+
+    std::string name;
+    int highest;
+    unsigned int workMode;
+    bool asleep = false;
+    Side boosts{Value}, limits{Value}, boostBases{Value}, limitBases{Smallness}, waiting{Earliness};
+    int baseFloor, baseCeiling;
+    int floor = baseFloor, ceiling = baseCeiling, finalFloor = baseFloor, finalCeiling = baseCeiling;
+};

@@ -1,0 +1,101 @@
+#include "resource/SingleNodeValueResource.h"
+
+#include "tests/resource/ResourceTestSupport.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class PerfResourceTest : public testing::Test {
+protected:
+    /** Groups g0, g1, … on the nodes n0, n1, …; without a worker. */
+    std::unique_ptr<PerfResource> Build(unsigned int groups)
+    {
+        PerfQosConfig config(NAME, {});
+        for (unsigned int i = 0; i < groups; ++i) {
+            std::string const number = std::to_string(i);
+            config.groupConfigs.push_back(PlainGroup(i, "g" + number, {sandbox.AddNode("n" + number)}));
+        }
+        auto resource = std::make_unique<SingleNodeValueResource>(ResConstructParam{5, NAME, PERF_WORK_MODE_DEFAULT});
+        EXPECT_EQ(resource->InitResource(config), 0);
+        return resource;
+    }
+
+    Sandbox sandbox;
+    LogCapture const log;
+};
+
+} // namespace
+
+TEST_F(PerfResourceTest, EveryCommandReachesItsGroupsUpToTheFirstThatFails)
+{
+    struct Row {
+        unsigned int type;
+        std::shared_ptr<PerfCommandItem> item;
+        int result;
+        Strings writes;
+    };
+    auto const shortItem = Item(1, {{0, {{BOOST, 50}}}});
+    auto const longItem = Item(2, {{1, {{BOOST, 30}}}});
+    auto const any = Item(9, {});
+    PerfGroupTable const wrong{{0, {{static_cast<PerfOperationType>(2), 60}}}, {1, {{BOOST, 60}}}};
+    Row const rows[] = {
+        {PERF_COMMAND_SHORT_START, shortItem, 0, {"n0 <- 50"}},
+        {PERF_COMMAND_LONG_START, longItem, 0, {"n1 <- 30"}},
+        {PERF_COMMAND_MODE_START, ModeItem(PERF_WORK_MODE_BOOST_FIRST), 0, {"n0 <- 50", "n1 <- 30"}},
+        {PERF_COMMAND_SHORT_STOP, shortItem, 0, {"n0 <- 10"}},
+        {PERF_COMMAND_GET_LOG, any, 0, {}},
+        {PERF_COMMAND_GET_BASE_INFO, any, 0, {}},
+        {PERF_COMMAND_SUSPEND_ON, any, 0, {}},
+        {PERF_COMMAND_LONG_STOP, longItem, 0, {}},
+        {PERF_COMMAND_SUSPEND_OFF, any, 0, {"n0 <- 10", "n1 <- 10"}},
+        {PERF_COMMAND_BASE_SET, Item(NO_HANDLE, {{0, {{BOOST, 20}}}, {1, {{BOOST, 21}}}}), 0, {"n0 <- 20", "n1 <- 21"}},
+        {PERF_COMMAND_SHORT_START, nullptr, -1, {}},
+        {10, shortItem, -1, {}},
+        {PERF_COMMAND_LONG_START, any, -1, {}}, // names no group
+        {PERF_COMMAND_LONG_START, Item(3, {{0, {{BOOST, 60}}}, {1, {}}, {2, {}}}), -1, {}},
+        // What comes before the failing group stays, what comes after is not touched.
+        {PERF_COMMAND_LONG_START, Item(4, {{0, {{BOOST, 60}}}, {7, {{BOOST, 60}}}}), -1, {"n0 <- 60"}},
+        {PERF_COMMAND_LONG_START, Item(5, wrong), -1, {}},
+        {PERF_COMMAND_MODE_START, ModeItem(3), -1, {}},
+    };
+    auto const resource = Build(2);
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        SCOPED_TRACE("row " + std::to_string(i));
+        EXPECT_EQ(resource->CommandDispath({static_cast<PerfCommandType>(rows[i].type), rows[i].item}), rows[i].result);
+        EXPECT_EQ(TakeLines(sandbox), rows[i].writes);
+    }
+}
+
+TEST_F(PerfResourceTest, TheNextWakeUpIsTheEarliestOfTheGroups)
+{
+    auto const resource = Build(3);
+    EXPECT_EQ(resource->FindMinTime(), PerfTimePoint{});
+    auto const now = std::chrono::steady_clock::now();
+    auto const wakeUpWith = [&](unsigned int group, PerfTimePoint const& end) {
+        auto const item = Item(group + 1, {{group, {{BOOST, 50}}}});
+        item->endTime = end;
+        EXPECT_EQ(resource->CommandDispath({PERF_COMMAND_SHORT_START, item}), 0);
+        return resource->FindMinTime() - now;
+    };
+    EXPECT_EQ(wakeUpWith(1, now + 3h), 3h);
+    EXPECT_EQ(wakeUpWith(2, now + 2h), 2h);
+    EXPECT_EQ(wakeUpWith(0, now + 4h), 2h);
+}
+
+TEST_F(PerfResourceTest, DestructionWaitsForTheCommandInProgressAndDropsTheQueue)
+{
+    auto resource = Build(1);
+    EXPECT_EQ(resource->InitThread(), 0);
+    sandbox.FailNode("n0", Fault::Delay(40ms));
+    for (int value = 11; value <= 60; ++value) {
+        auto const handle = static_cast<unsigned long long>(value);
+        resource->SendCommandToFifoQ({PERF_COMMAND_LONG_START, Item(handle, {{0, {{BOOST, value}}}})});
+    }
+    ASSERT_TRUE(sandbox.WaitForWrites(1));
+    resource.reset();
+    auto const writes = sandbox.Writes();
+    EXPECT_LT(writes.size(), 50u) << "two seconds of writes were queued";
+    EXPECT_EQ(writes.back().result, 2) << "the write in progress came to its end";
+    EXPECT_EQ(sandbox.OpenDescriptors(), 0);
+}

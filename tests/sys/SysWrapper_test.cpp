@@ -1,0 +1,122 @@
+#include "sys/SysWrapper.h"
+
+#include "sandbox/Sandbox.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TraceCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <cutils/trace.h>
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+enum Writer { TEXT, UINT };
+
+class SysWrapperTest : public testing::Test {
+protected:
+    SysWrapperTest() { sandbox.AddNode("node"); }
+    ~SysWrapperTest() override { SysWrapper::SysClose(fd); }
+
+    /** @return "result; writes; log lines", of these the priority and what errno was. */
+    std::string Write(Writer writer)
+    {
+        sandbox.TakeWrites();
+        log.Clear();
+        errno = ENODEV; // what an earlier call left behind must not be taken for this one's error
+        int const result = writer == TEXT ? SysWrapper::SysOpenAndWriteStr("cpu", path, "57", fd)
+                                          : SysWrapper::SysOpenAndWriteUint("cpu", path, 57, fd);
+        std::string outcome = std::to_string(result);
+        for (NodeWrite const& write : sandbox.TakeWrites()) {
+            outcome += "; " + write.Line();
+        }
+        for (std::string const& line : log.Lines("PF_SYS_WRAPPER")) {
+            outcome += "; " + line.substr(0, 2) + line.substr(line.find("errno="));
+        }
+        return outcome;
+    }
+
+    Sandbox sandbox;
+    LogCapture log;
+    std::string const path = sandbox.Path("node");
+    int fd = -1;
+};
+
+TEST_F(SysWrapperTest, EveryFaultHasItsOutcome)
+{
+    struct Row {
+        Writer writer;
+        bool opened; ///< a good write came before
+        std::vector<Fault> faults;
+        std::string expected;
+    };
+    std::string const node = "; node <- 57";
+    std::string const stale = node + ": ENODEV";
+    std::string const partly = node + ": 1 of 2 bytes";
+    std::string const raw = "; node <- 9\\x00\\x00\\x00";
+    Row const rows[] = {
+        {TEXT, false, {}, "0" + node},
+        {TEXT, true, {}, "0" + node},
+        {TEXT, false, {Fault::OpenError(EACCES)}, "-1; E errno=13 (Permission denied)"},
+        {TEXT, true, {Fault::Error(EINVAL)}, "-1" + node + ": EINVAL; W errno=22 (Invalid argument)"},
+        {TEXT, true, {Fault::ShortCount(1)}, "-1" + partly + "; W errno=0 (Success)"},
+        {TEXT, true, {Fault::Stale()}, "0" + stale + node},
+        {TEXT, true, {Fault::Gone()}, "-1" + stale + stale + "; E errno=19 (No such device)"},
+        {TEXT, true, {Fault::Stale(), Fault::ShortCount(1)}, "-1" + stale + partly + "; E errno=0 (Success)"},
+        {TEXT, true, {Fault::Stale(), Fault::OpenError(EACCES)}, "-1" + stale + "; E errno=13 (Permission denied)"},
+        {UINT, false, {}, "0" + raw},
+        {UINT, false, {Fault::OpenError(ENOENT)}, "-1; E errno=2 (No such file or directory)"},
+        {UINT, true, {Fault::ShortCount(2)}, "-1" + raw + ": 2 of 4 bytes; E errno=0 (Success)"},
+        {UINT, true, {Fault::Stale()}, "-1" + raw + ": ENODEV; E errno=19 (No such device)"}, // never retried
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(&row - rows);
+        ASSERT_TRUE(!row.opened || Write(row.writer)[0] == '0');
+        for (Fault const& fault : row.faults) {
+            sandbox.FailNode("node", fault);
+        }
+        EXPECT_EQ(Write(row.writer), row.expected);
+        EXPECT_EQ(fd >= 0, row.expected[0] == '0');
+        EXPECT_EQ(sandbox.OpenDescriptors(), fd >= 0 ? 1 : 0);
+        sandbox.ClearFaults("node");
+        EXPECT_EQ(Write(row.writer)[0], '0') << "the next call starts afresh";
+        SysWrapper::SysClose(fd);
+    }
+}
+
+TEST_F(SysWrapperTest, ADescriptorServesAsLongAsWritesSucceed)
+{
+    fd = -7;
+    SysWrapper::SysClose(fd);
+    EXPECT_EQ(fd, -7);
+    EXPECT_EQ(Write(TEXT), "0; node <- 57") << "any negative value is a closed descriptor";
+    EXPECT_EQ(SysWrapper::SysOpenAndWriteStr("cpu", "/nowhere", "", fd), 0) << "the path is for opening only";
+    EXPECT_EQ(Lines(sandbox.Writes()), Strings{"node <- "});
+    SysWrapper::SysClose(fd);
+    EXPECT_EQ(fd, -1);
+    EXPECT_EQ(sandbox.OpenDescriptors(), 0);
+}
+
+TEST(SysWrapper, TimesCountMonthsFromZeroWithoutLeadingZeros)
+{
+    tm time{};
+    time.tm_mday = 5;
+    time.tm_sec = 3;
+    time.tm_hour = 9;
+    time.tm_year = 126;
+    EXPECT_EQ(SysWrapper::PutTime(time), "0-5 9:0:3");
+}
+
+TEST(SysWrapper, LabelsAreEmittedWhileTheirCategoryIsTraced)
+{
+    TraceCapture trace;
+    SysWrapper::SysTraceName("one");
+    atrace_enabled_tags = ~std::uint64_t{ATRACE_TAG_GRAPHICS};
+    EXPECT_FALSE(SysWrapper::IsSysTraceEnabled());
+    SysWrapper::SysTraceName("two");
+    EXPECT_EQ(trace.Labels(), Strings{"one"});
+    EXPECT_EQ(trace.OpenSlices(), 0);
+}
+
+} // namespace
