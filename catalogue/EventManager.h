@@ -18,8 +18,8 @@ struct PerfEventItemInt {
  * The catalogue of configurable events, and the probe.
  *
  * Filled once by Update during initialisation and only read afterwards: no lock. Init and the loaders build new tables
- * and leave the stored one alone; they return an empty result after an error line at each level, so that one bad event discards all. (An empty list of
- * groups is an empty result of LoadGroupInfo, too, which only its caller reports.)
+ * and leave the stored one alone; they return an empty result after an error line at each level, so that one bad event
+ * discards all. (An empty list of groups is an empty result of LoadGroupInfo, too, which only its caller reports.)
  */
 class EventManager {
 public:

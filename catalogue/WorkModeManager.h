@@ -21,8 +21,8 @@ struct ModeSetCompare {
 /**
  * The outstanding work-mode requests. The highest mode is in force, whoever asked last.
  *
- * Any thread may call; one mutex serialises everything. The result 1 tells exactly one caller that the mode in force has
- * changed, so that exactly one sends it to the resources. On -1 nothing has changed and one error line was printed.
+ * Any thread may call; one mutex serialises everything. The result 1 tells exactly one caller that the mode in force
+ * has changed, so that exactly one sends it to the resources. On -1 nothing has changed and one error line was printed.
  */
 class WorkModeManager {
 public:

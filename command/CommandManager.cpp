@@ -84,8 +84,8 @@ int CommandManager::RequestProbeHandle(int tid, PerfTimePoint const& now, Comman
     return PROBE_MADE;
 }
 
-int CommandManager::FileWrapper(char const* method, int pid, PidHandleMap::iterator process,
-                                unsigned long long handle, CommandWrapper& wrapper)
+int CommandManager::FileWrapper(char const* method, int pid, PidHandleMap::iterator process, unsigned long long handle,
+                                CommandWrapper& wrapper)
 {
     wrapper.FillInHandle(handle);
     if (process == pidHandleMap.end()) {

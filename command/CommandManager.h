@@ -22,10 +22,11 @@ struct CommandLimits {
 /**
  * Gives out handles, keeps what stands behind each until its release or its end, and builds the release commands.
  *
- * Any thread may call; one mutex serialises the maps and the counters. Expired handles are forgotten at the next request
- * or release: no stop is built for them, because the groups let timed commands go by themselves. Nothing is called from
- * under the mutex but the log and the wrapper's own FillInHandle. Operations return 0, or -1 after a log line (in normal
- * running, such as for an unknown handle, a debug line), unless said otherwise; an out argument is unspecified after -1.
+ * Any thread may call; one mutex serialises the maps and the counters. Expired handles are forgotten at the next
+ * request or release: no stop is built for them, because the groups let timed commands go by themselves. Nothing is
+ * called from under the mutex but the log and the wrapper's own FillInHandle. Operations return 0, or -1 after a log
+ * line (in normal running, such as for an unknown handle, a debug line), unless said otherwise; an out argument is
+ * unspecified after -1.
  */
 class CommandManager {
 public:

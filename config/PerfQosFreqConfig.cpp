@@ -60,8 +60,7 @@ void PerfQosFreqConfig::AdjustFreqsByProperty(unsigned int chipType, std::vector
         return;
     }
     auto const highest = static_cast<unsigned int>(freqs.size() - 1);
-    auto const skip =
-        android::base::GetUintProperty<unsigned int>("persist.vendor.cpub_min_freq_skip", 0, highest);
+    auto const skip = android::base::GetUintProperty<unsigned int>("persist.vendor.cpub_min_freq_skip", 0, highest);
     if (skip == 0 || skip >= freqs.size()) {
         return;
     }

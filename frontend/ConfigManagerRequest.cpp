@@ -135,7 +135,8 @@ PerfGroupTable ConfigManager::MergeGroupInfo(PerfGroupTable const& first, PerfGr
     return merged;
 }
 
-int ConfigManager::RequestValidate(PerfCommandType type, std::vector<QosInfoInt>& request, PerfQosId& invalidQosId) noexcept
+int ConfigManager::RequestValidate(PerfCommandType type, std::vector<QosInfoInt>& request,
+                                   PerfQosId& invalidQosId) noexcept
 {
     auto kept = request.begin();
     for (QosInfoInt& info : request) {

@@ -50,8 +50,8 @@ bool FrequencyGroup::GroupParametersValidate(PerfGroupConfig& config)
 
 void FrequencyGroup::DumpBaseValueAfterMapping(std::vector<SpecifiedGroupDumpInfo>& out) const
 {
-    out.push_back({std::to_string(BoostBaseValue()), std::to_string(LimitBaseValue()), minFreqNodePath,
-                   maxFreqNodePath});
+    out.push_back(
+        {std::to_string(BoostBaseValue()), std::to_string(LimitBaseValue()), minFreqNodePath, maxFreqNodePath});
 }
 
 void FrequencyGroup::DoConfig(int boostValue, int limitValue)
@@ -109,8 +109,8 @@ void FrequencyGroup::RecordHistory(int limitValue)
 void FrequencyGroup::EmitTraceLabel(std::string const& boost, std::string const& limit) const
 {
     if (SysWrapper::IsSysTraceEnabled()) {
-        SysWrapper::SysTraceName("velquist_log:" + name + " write freq: " + boost + "~" + limit + ", mode=" +
-                                 std::to_string(workMode) + ", suspend=" + std::to_string(suspend));
+        SysWrapper::SysTraceName("velquist_log:" + name + " write freq: " + boost + "~" + limit +
+                                 ", mode=" + std::to_string(workMode) + ", suspend=" + std::to_string(suspend));
     }
 }
 

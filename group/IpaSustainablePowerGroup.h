@@ -8,8 +8,8 @@
  * The sustainable power of the thermal governor, with the two switches of the board's and the SoC's power allocation.
  *
  * The nodes are, in order: the power value, the board switch, the SoC switch. Without board switching only the SoC
- * switch is written. With it: at or above the board threshold the switches, each time; below it the power value, and with
- * the first one below it both switches on again.
+ * switch is written. With it: at or above the board threshold the switches, each time; below it the power value, and
+ * with the first one below it both switches on again.
  */
 class IpaSustainablePowerGroup : public SingleNodeValueGroup {
 public:

@@ -46,8 +46,8 @@ PerfGroup::PerfGroup(PerfGroupConfig const& config, PerfWorkMode mode)
       finalBoostValue(config.boostBase), finalLimitValue(config.limitBase),
       currBoostBaseItem(DefaultItem(PERF_OPERATION_BOOST, config.boostBase)),
       currLimitBaseItem(DefaultItem(PERF_OPERATION_LIMIT, config.limitBase)), effectiveBoostValue(config.boostBase),
-      effectiveLimitValue(config.limitBase), effectiveBoostBase(config.boostBase),
-      effectiveLimitBase(config.limitBase), clampOutOfRange(config.clampOutOfRange), workMode(mode)
+      effectiveLimitValue(config.limitBase), effectiveBoostBase(config.boostBase), effectiveLimitBase(config.limitBase),
+      clampOutOfRange(config.clampOutOfRange), workMode(mode)
 {
 }
 

@@ -48,8 +48,8 @@ struct GroupDumpInfo {
  * the kind writes to its nodes.
  *
  * Short-term values have a start and an end; a future start waits, an end lets them go at the next time-out. Long-term
- * values are bases that hold until they are stopped; the configured defaults lie under them and never leave. The time is
- * passed in: a group never reads the clock.
+ * values are bases that hold until they are stopped; the configured defaults lie under them and never leave. The time
+ * is passed in: a group never reads the clock.
  *
  * Owned by the worker of one resource, no locks. GroupValueValidate, CheckOperationType and OperationValueValidate read
  * only what is constant after construction and may be called from any thread; DumpLimitHistoryLog too.

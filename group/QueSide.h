@@ -57,8 +57,8 @@ template <typename Que> void DropExpired(PerfGroupQueItem& slot, Que& que, PerfT
     if (!IsOccupied(slot) || now < slot.endTime) {
         return;
     }
-    auto const running = std::find_if(que.begin(), que.end(),
-                                      [&now](PerfGroupQueItem const& queued) { return now < queued.endTime; });
+    auto const running =
+        std::find_if(que.begin(), que.end(), [&now](PerfGroupQueItem const& queued) { return now < queued.endTime; });
     que.erase(que.begin(), running);
     PromoteFirst(slot, que);
 }

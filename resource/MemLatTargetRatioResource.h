@@ -3,12 +3,13 @@
 #include "resource/PostProcessingResource.h"
 
 /**
- * A memory-latency governor: group 0 arbitrates its target ratio, group 1 the state of its monitor. Only one of them may
- * change with one command; the nodes are written from both together. A ratio of 0 means that the governor is closed.
+ * A memory-latency governor: group 0 arbitrates its target ratio, group 1 the state of its monitor. Only one of them
+ * may change with one command; the nodes are written from both together. A ratio of 0 means that the governor is
+ * closed.
  *
- * Two things to know when reading its log. After a refusal both groups differ from what was written, so that every command
- * is refused until one of them is back. And a timed value that ends by itself is not written before the next command or
- * change of work mode.
+ * Two things to know when reading its log. After a refusal both groups differ from what was written, so that every
+ * command is refused until one of them is back. And a timed value that ends by itself is not written before the next
+ * command or change of work mode.
  */
 class MemLatTargetRatioResource : public PostProcessingResource {
 public:

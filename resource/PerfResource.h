@@ -33,13 +33,14 @@ struct ResourceDumpInfo {
  * One tunable quantity of the platform: its groups, a queue of commands, and the worker that applies them.
  *
  * Any thread may call SendCommandToFifoQ, RequestValidate, WaitLogFinish, DumpLimitHistoryLog and the accessors.
- * Everything else runs on the initialising thread before InitThread, and after it on the worker, which alone touches the
- * groups; it sleeps until a command comes or the earliest wake-up time of a group. No lock is held while a command is applied, and the two mutexes are never held together.
+ * Everything else runs on the initialising thread before InitThread, and after it on the worker, which alone touches
+ * the groups; it sleeps until a command comes or the earliest wake-up time of a group. No lock is held while a command
+ * is applied, and the two mutexes are never held together.
  *
  * A kind must stop its worker at the start of its own destructor (StopThread): the worker calls virtual operations.
  *
- * Operations return 0, or -1 after an error line (each caller adds its own). A failing command is dropped; the worker goes
- * on.
+ * Operations return 0, or -1 after an error line (each caller adds its own). A failing command is dropped; the worker
+ * goes on.
  */
 class PerfResource {
 public:

@@ -52,8 +52,7 @@ public:
 
 private:
     /** Builds one entry into its slot, logging as method. @return 0 also for one that is skipped. */
-    int InitEntry(char const* method, PerfQosId qosId, PerfQosConfig* config,
-                  PerfConfigControlInfo const& controlInfo);
+    int InitEntry(char const* method, PerfQosId qosId, PerfQosConfig* config, PerfConfigControlInfo const& controlInfo);
 
     std::vector<std::shared_ptr<PerfResource>> resources; // constant after Init; index = QoS id
 };

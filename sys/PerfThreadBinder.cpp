@@ -73,8 +73,8 @@ void PerfThreadBinder::DeleteThreadInfo(ThreadInfo const& info)
 {
     PerfMutexLock lock(mutex);
     auto const known = threads.find(info.tid);
-    bool const isSame = known != threads.end() && known->second.startTime == info.startTime &&
-                        known->second.endTime == info.endTime;
+    bool const isSame =
+        known != threads.end() && known->second.startTime == info.startTime && known->second.endTime == info.endTime;
     if (!isSame) {
         return;
     }

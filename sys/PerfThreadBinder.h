@@ -20,8 +20,8 @@ struct ThreadInfo {
  * Binds client threads to CPUs for a span of time, by writing "text|tid" to a kernel node at the start and "FF|tid" at
  * the end.
  *
- * AddThreadInfo and DeleteThreadInfo may be called from any thread; they may have to wait for a pass of the worker, which
- * writes the node under the mutex. The worker sleeps until the next start or end. Bindings in force at
+ * AddThreadInfo and DeleteThreadInfo may be called from any thread; they may have to wait for a pass of the worker,
+ * which writes the node under the mutex. The worker sleeps until the next start or end. Bindings in force at
  * destruction are not undone.
  */
 class PerfThreadBinder {

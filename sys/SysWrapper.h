@@ -7,8 +7,8 @@
  * The one place that opens, writes and closes kernel nodes, emits system-trace labels and formats wall-clock times.
  *
  * No state of its own; any thread may call. A descriptor belongs to the caller, whose own rules serialise its use; any
- * negative value means "not open". The writers open it on first use and leave it open, so that a steady stream of values
- * costs one write(2) each; after a failed write it is negative again and the next call reopens the node.
+ * negative value means "not open". The writers open it on first use and leave it open, so that a steady stream of
+ * values costs one write(2) each; after a failed write it is negative again and the next call reopens the node.
  */
 class SysWrapper {
 public:
@@ -26,8 +26,8 @@ public:
     static int SysOpenAndWriteUint(std::string const& name, std::string const& path, int value, int& fd);
 
     /**
-     * Writes the text, without terminator or newline, in one write. ENODEV (a node created anew under the descriptor, as
-     * after a CPU came back) is retried once on a fresh descriptor; every other error is final.
+     * Writes the text, without terminator or newline, in one write. ENODEV (a node created anew under the descriptor,
+     * as after a CPU came back) is retried once on a fresh descriptor; every other error is final.
      * @param name who writes; appears in messages only.
      * @return 0, or -1 after one warning or error line.
      */

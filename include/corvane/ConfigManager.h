@@ -6,8 +6,8 @@
 #include "command/CommandManager.h"
 #include "command/CommandWrapper.h"
 #include "resource/ResourceManager.h"
-#include "sys/PerfThreadBinder.h"
 #include "sys/PerfMutex.h"
+#include "sys/PerfThreadBinder.h"
 
 #include <corvane/PerfCatalogue.h>
 #include <corvane/PerfConfig.h>
@@ -41,11 +41,12 @@ struct ConfigManagerOptions {
  * waits for the command in progress on each worker and drops the rest; nodes stay as they are.
  *
  * Values are in the unit of the node; durations are milliseconds. Operations return 0, or -1 after a log line under
- * "PF_CFG_MGR" or the module concerned (what can happen in normal running, such as an empty request or an unknown handle, is
- * a debug line only). Nothing is thrown.
+ * "PF_CFG_MGR" or the module concerned (what can happen in normal running, such as an empty request or an unknown
+ * handle, is a debug line only). Nothing is thrown.
  *
- * A handle that a call sets stays untouched if the call fails before one was allocated, is INVALID_HANDLE if none could be,
- * and is a real one, to be released, if only the sending failed: as when a request names no resource of this platform.
+ * A handle that a call sets stays untouched if the call fails before one was allocated, is INVALID_HANDLE if none could
+ * be, and is a real one, to be released, if only the sending failed: as when a request names no resource of this
+ * platform.
  */
 class ConfigManager {
 public:
@@ -56,9 +57,9 @@ public:
     CORVANE_EXPORT ~ConfigManager();
 
     /**
-     * Builds the resources, loads and cross-checks the catalogues, and starts the threads. An event's item for a resource
-     * that the platform lacks is dropped; a scenario's is a failure. Without events the probe is not loaded either.
-     * Nothing that was done before a failure is undone.
+     * Builds the resources, loads and cross-checks the catalogues, and starts the threads. An event's item for a
+     * resource that the platform lacks is dropped; a scenario's is a failure. Without events the probe is not loaded
+     * either. Nothing that was done before a failure is undone.
      * @param config the configurations in it must live as long as this object.
      */
     CORVANE_EXPORT int Init(PerfDefaultConfig const& config, std::vector<ConfigurableEvent> const& events,
@@ -71,8 +72,8 @@ public:
      * Asks for floors and ceilings, and returns when they are queued.
      * @param pid the client, above CommandLimits::eventPid.
      * @param duration ms: 20..60000, after which the request ends by itself; or 0, until it is released.
-     * @param infos one resource may be named several times: of equal operations the first info wins. Within one info the
-     *     last pair wins, and a group that is named again replaces what stood for it. Resources that the platform lacks
+     * @param infos one resource may be named several times: of equal operations the first info wins. Within one info
+     * the last pair wins, and a group that is named again replaces what stood for it. Resources that the platform lacks
      *     are left out.
      * @param handle set to the handle to release, or to NO_HANDLE for EAS base values, which are not released.
      */
@@ -141,8 +142,8 @@ private:
     int ProbeEventDoor(char const* method, std::vector<unsigned int> const& params);
     int ReleaseWorkModeCommand(char const* method, unsigned long long handle, CommandWrapper& wrapper);
     /**
-     * Closes the gap between recording a start and sending it (or a part of it): what was released in between is sent its
-     * stop. A second stop, or one for a handle that has only expired, finds nothing in the groups and does no harm.
+     * Closes the gap between recording a start and sending it (or a part of it): what was released in between is sent
+     * its stop. A second stop, or one for a handle that has only expired, finds nothing in the groups and does no harm.
      * @param owner the process that the handle stands under.
      * @param releaseCount as it was before the start was recorded.
      * @return whether the handle is gone.

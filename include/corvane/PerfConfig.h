@@ -58,15 +58,15 @@ public:
     /** Sets availableMin to the lowest level, availableMax and limitBase to the highest; nothing without levels. */
     void DeriveRangeFromLevels();
 
-    std::string name;                         ///< shown in every log line of the group
-    unsigned int groupId = 0;                 ///< must equal the position in the group list
-    bool clampOutOfRange = false;             ///< clamp a value outside the range instead of refusing it
-    int availableMin = 0;                     ///< lowest value ever set
-    int availableMax = 0;                     ///< highest value ever set
-    int boostBase = 0;                        ///< lower value (or level) when nobody asks for anything
-    int limitBase = 0;                        ///< upper value when nobody asks for anything
-    std::vector<std::string> nodePathVec;     ///< empty: the whole resource does not exist on this platform
-    LevelToValueMap level2ValueMap;           ///< empty for plain numeric groups
+    std::string name;                     ///< shown in every log line of the group
+    unsigned int groupId = 0;             ///< must equal the position in the group list
+    bool clampOutOfRange = false;         ///< clamp a value outside the range instead of refusing it
+    int availableMin = 0;                 ///< lowest value ever set
+    int availableMax = 0;                 ///< highest value ever set
+    int boostBase = 0;                    ///< lower value (or level) when nobody asks for anything
+    int limitBase = 0;                    ///< upper value when nobody asks for anything
+    std::vector<std::string> nodePathVec; ///< empty: the whole resource does not exist on this platform
+    LevelToValueMap level2ValueMap;       ///< empty for plain numeric groups
     ChipTypeAvailableValue chipType = CHIP_TYPE_ANY;
 };
 
@@ -118,7 +118,8 @@ public:
      */
     int GetAvlFreqs(std::string const& path, std::vector<int>& freqs);
 
-    /** Raises availableMin and boostBase to the frequency that the system property names, on CHIP_TYPE_FREQ_SKIP only. */
+    /** Raises availableMin and boostBase to the frequency that the system property names, on CHIP_TYPE_FREQ_SKIP only.
+     */
     void AdjustFreqsByProperty(unsigned int chipType, std::vector<int> const& freqs);
 
     /** Pulls the range and the bases inside freqs (ascending, not empty). */
@@ -162,8 +163,8 @@ public:
     ~PerfQosEasConfig() override;
 
     /**
-     * Turns the level table into the texts and ranges of every group. On -1 the groups are untouched, but globalBoostMap
-     * keeps the levels before the faulty one.
+     * Turns the level table into the texts and ranges of every group. On -1 the groups are untouched, but
+     * globalBoostMap keeps the levels before the faulty one.
      */
     int ReviseGroupConfigValue(unsigned int chipType) override;
 
@@ -183,8 +184,8 @@ struct PerfConfigControlInfo {
     PerfWorkMode workMode = PERF_WORK_MODE_DEFAULT; ///< in force until the first mode request or release
     /** Turns board switching of the IPA power resource on, and the IPA switch-temperature resource. */
     bool ipaResourceFlag = false;
-    bool singleNodeQosEnable = false;               ///< builds PERF_QOS_SINGLE_NODE
-    unsigned int chipType = CHIP_TYPE_ANY;          ///< the running chip
+    bool singleNodeQosEnable = false;      ///< builds PERF_QOS_SINGLE_NODE
+    unsigned int chipType = CHIP_TYPE_ANY; ///< the running chip
 };
 
 /**

@@ -110,7 +110,6 @@ TEST(PerfQosFreqConfig, RangesArePulledInsideTheFrequencies)
         {{inside}, "", 2, true, "350~1200 base 400~1200"},
         {{wide}, "", 2, true, "300~1200 base 300~1200"},
         {{inside}, "1", 2, false, "576~900 base 576~800"},
-        {{wide}, "1", 2, false, "576~1200 base 576~1200"},
         {{inside}, "1", 1, false, "350~900 base 400~800"},
         {{Group(600, 900, 400, 800)}, "1", 2, false, "600~900 base 400~800"},
         {{inside}, "2", 2, false, "1200~900 base 1200~800"},

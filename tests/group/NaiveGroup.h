@@ -29,8 +29,12 @@ public:
         if (command.endTime <= now) {
             return 0;
         }
-        if (!starts) {
-            Withdraw(command);
+        if (!starts) { // the one that waits first goes by its handle alone
+            auto& items = waiting.items;
+            auto const goes = [&](Item const& item) {
+                return item.handle == command.handle && (&item == &items[0] || item.startTime == command.startTime);
+            };
+            items.erase(std::remove_if(items.begin(), items.end(), goes), items.end());
         }
         return ChangeEach(command, boosts, limits, [&](Item const& item, Side& side) {
             if (starts) {
@@ -179,16 +183,6 @@ private:
     };
 
     static std::string Pair(int left, int right) { return std::to_string(left) + "~" + std::to_string(right); }
-
-    void Withdraw(PerfGroupCommand const& command)
-    {
-        auto& items = waiting.items;
-        bool const first = waiting.First().handle == command.handle;
-        auto const fits = [&](Item const& item) {
-            return item.handle == command.handle && (&item == &items[0] ? first : item.startTime == command.startTime);
-        };
-        items.erase(std::remove_if(items.begin(), items.end(), fits), items.end());
-    }
 
     /** Changes the sides value by value and goes on where the value of either one's current item has changed. */
     template <typename Step> int ChangeEach(PerfGroupCommand const& command, Side& boost, Side& limit, Step const& step)

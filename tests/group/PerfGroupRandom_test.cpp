@@ -18,7 +18,7 @@ public:
         real.UpdateCurrTimePoint(At(now));
         naive.actions.clear();
         real.actions.clear();
-        Act();
+        auto const [realResult, naiveResult] = Act();
         what = "now=" + std::to_string(now) + " " + what;
         return {Told(realResult, real.actions, real.GetNextWakeUpTimePoint(), real.Dumped()),
                 Told(naiveResult, naive.actions, naive.WakeUp(), naive.Dumped())};
@@ -82,7 +82,8 @@ private:
         return command;
     }
 
-    void Act()
+    /** @return what the real operation and the naive one returned. */
+    std::pair<int, int> Act()
     {
         int const dice = Below(100);
         if (dice < 68) {
@@ -90,38 +91,34 @@ private:
             bool const starts = Below(5) < 3;
             PerfGroupCommand const command = Next(starts, started[isLong]);
             what = std::string(isLong ? "long-term " : "short-term ") + (starts ? "start" : "stop") + Shown(command);
-            naiveResult = isLong ? naive.LongTerm(starts, command) : naive.ShortTerm(starts, command);
             auto const start = isLong ? &PerfGroup::LongTermStart : &PerfGroup::ShortTermStart;
             auto const stop = isLong ? &PerfGroup::LongTermStop : &PerfGroup::ShortTermStop;
-            realResult = (real.*(starts ? start : stop))(command);
-        } else if (dice < 74) {
+            return {(real.*(starts ? start : stop))(command),
+                    isLong ? naive.LongTerm(starts, command) : naive.ShortTerm(starts, command)};
+        }
+        if (dice < 74) {
             PerfGroupCommand const command = NewCommand();
-            what = "BaseSet" + Shown(command);
-            naiveResult = naive.BaseSet(command);
-            realResult = real.BaseSet(command);
-        } else if (dice < 92) {
-            what = "TimeOut";
-            naiveResult = naive.TimeOut();
-            realResult = real.ShortTermTimeOut(At(now));
-        } else if (dice < 96) {
+            what = "base set" + Shown(command);
+            return {real.BaseSet(command), naive.BaseSet(command)};
+        }
+        if (dice < 92) {
+            what = "time-out";
+            return {real.ShortTermTimeOut(At(now)), naive.TimeOut()};
+        }
+        if (dice < 96) {
             bool const suspended = Below(3) == 0;
             what = suspended ? "suspend" : "resume";
-            naiveResult = naive.SetSuspend(suspended);
-            realResult = real.SetSuspend(suspended);
-        } else {
-            auto const next = static_cast<PerfWorkMode>(Below(8) == 0 ? 3 : Below(3));
-            what = "SetWorkMode " + std::to_string(next);
-            naiveResult = naive.SetMode(next);
-            realResult = real.SetWorkMode(next);
+            return {real.SetSuspend(suspended), naive.SetSuspend(suspended)};
         }
+        auto const next = static_cast<PerfWorkMode>(Below(8) == 0 ? 3 : Below(3));
+        what = "mode " + std::to_string(next);
+        return {real.SetWorkMode(next), naive.SetMode(next)};
     }
 
     std::mt19937 random; ///< the same sequence on every platform, unlike the distributions over it
     PerfWorkMode const mode = static_cast<PerfWorkMode>(Below(PERF_WORK_MODE_COUNT));
     RecordingGroup real{Range(0, 10, 3, 7), mode};
     NaiveGroup naive{Range(0, 10, 3, 7), mode};
-    int realResult = 0;
-    int naiveResult = 0;
     int now = 0;
     std::vector<PerfGroupCommand> started[2]; ///< short-term and long-term
 };

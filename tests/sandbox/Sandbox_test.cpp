@@ -36,7 +36,6 @@ TEST(Sandbox, AWriteReplacesTheContentAndIsRecordedAndAnythingElsePasses)
     Sandbox sandbox;
     int const max = OpenFile(sandbox.AddNode("/sys/cpu0/max", "1800000"));
     int const raw = OpenFile(sandbox.AddNode("ddr", "whole"), O_TRUNC | O_APPEND);
-    EXPECT_EQ(sandbox.Read("ddr"), "whole");
     EXPECT_EQ(Put(max, "2000000"), "7");
     EXPECT_EQ(Put(max, "-1"), "2");
     EXPECT_EQ(Put(raw, {"\1\0\0\n", 4}), "4");
@@ -50,7 +49,6 @@ TEST(Sandbox, AWriteReplacesTheContentAndIsRecordedAndAnythingElsePasses)
     EXPECT_EQ(Put(file, " 300"), "4");
     EXPECT_EQ(sandbox.Read("list"), "100 200 300");
     EXPECT_EQ(Put(-1, "x"), "-1 EBADF");
-    EXPECT_EQ(OpenFile(sandbox.Path("nowhere")), -1);
     EXPECT_EQ(Lines(sandbox.Writes()), (Strings{"/sys/cpu0/max <- 2000000", "/sys/cpu0/max <- -1",
                                                 "ddr <- \\x01\\x00\\x00\\x0a", "/sys/cpu0/max <- "}));
     EXPECT_EQ(sandbox.TakeWrites()[3].sequence, 4U);

@@ -29,9 +29,6 @@ LogLine Parse(int priority, char const* tag, char const* message)
 void HandOut(__android_logger_data const* data, char const* message)
 {
     Lock const lock(mutex);
-    if (active.empty()) {
-        return;
-    }
     LogLine const line = Parse(data->priority, data->tag, message);
     for (LogCapture* capture : active) {
         capture->Add(line);

@@ -10,18 +10,8 @@ namespace {
 std::mutex& mutex = *new std::mutex;
 
 // guarded by mutex
-bool active = false;
 std::vector<std::string>& labels = *new std::vector<std::string>;
 int openSlices = 0;
-
-/** Starts over. */
-void SetActive(bool on)
-{
-    std::lock_guard<std::mutex> const lock(mutex);
-    active = on;
-    labels.clear();
-    openSlices = 0;
-}
 
 } // namespace
 
@@ -31,30 +21,29 @@ extern "C" {
 __attribute__((visibility("default"))) void atrace_begin_body(char const* name)
 {
     std::lock_guard<std::mutex> const lock(mutex);
-    if (active) {
-        labels.emplace_back(name);
-        ++openSlices;
-    }
+    labels.emplace_back(name);
+    ++openSlices;
 }
 
 __attribute__((visibility("default"))) void atrace_end_body()
 {
     std::lock_guard<std::mutex> const lock(mutex);
-    openSlices -= active ? 1 : 0;
+    --openSlices;
 }
 
 } // extern "C"
 
 TraceCapture::TraceCapture() : previousTags(atrace_enabled_tags)
 {
-    SetActive(true);
+    std::lock_guard<std::mutex> const lock(mutex);
+    labels.clear();
+    openSlices = 0;
     atrace_enabled_tags = ATRACE_TAG_GRAPHICS;
 }
 
 TraceCapture::~TraceCapture()
 {
     atrace_enabled_tags = previousTags;
-    SetActive(false);
 }
 
 std::vector<std::string> TraceCapture::Labels() const

@@ -7,7 +7,7 @@
 /**
  * Switches tracing of the graphics category on while it lives and collects the labels of the slices that are begun, in
  * place of the system's trace. One at a time. Labels may come from every thread, but begin and end the capture while no
- * thread traces: the category word is a plain variable of the platform's. Outside of a capture labels are dropped.
+ * thread traces: the category word is a plain variable of the platform's.
  */
 class TraceCapture {
 public:

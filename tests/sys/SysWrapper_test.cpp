@@ -2,11 +2,8 @@
 
 #include "sandbox/Sandbox.h"
 #include "tests/support/LogCapture.h"
-#include "tests/support/TraceCapture.h"
 
 #include <gtest/gtest.h>
-
-#include <cutils/trace.h>
 
 namespace {
 
@@ -106,17 +103,6 @@ TEST(SysWrapper, TimesCountMonthsFromZeroWithoutLeadingZeros)
     time.tm_hour = 9;
     time.tm_year = 126;
     EXPECT_EQ(SysWrapper::PutTime(time), "0-5 9:0:3");
-}
-
-TEST(SysWrapper, LabelsAreEmittedWhileTheirCategoryIsTraced)
-{
-    TraceCapture trace;
-    SysWrapper::SysTraceName("one");
-    atrace_enabled_tags = ~std::uint64_t{ATRACE_TAG_GRAPHICS};
-    EXPECT_FALSE(SysWrapper::IsSysTraceEnabled());
-    SysWrapper::SysTraceName("two");
-    EXPECT_EQ(trace.Labels(), Strings{"one"});
-    EXPECT_EQ(trace.OpenSlices(), 0);
 }
 
 } // namespace

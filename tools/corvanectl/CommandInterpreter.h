@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tools/corvanectl/Workbench.h"
 #include "tools/corvanectl/Words.h"
+#include "tools/corvanectl/Workbench.h"
 
 #include <istream>
 #include <map>

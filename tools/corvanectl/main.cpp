@@ -4,9 +4,9 @@
 #include "tools/corvanectl/LogLines.h"
 #include "tools/corvanectl/PlatformCheck.h"
 #include "tools/corvanectl/PlatformFile.h"
-#include "tools/corvanectl/Workbench.h"
 #include "tools/corvanectl/Trace.h"
 #include "tools/corvanectl/Transcript.h"
+#include "tools/corvanectl/Workbench.h"
 
 #include <exception>
 #include <iostream>
