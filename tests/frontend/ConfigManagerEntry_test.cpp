@@ -98,15 +98,9 @@ TEST_F(ConfigManagerEntryTest, ScenariosAreHeldUntilReleased)
     EXPECT_EQ(manager->PerfRelease(PID, handle), 0);
     EXPECT_EQ(Wrote(), Pair("cpu_m", 300, 2500));
 
-    LogCapture log;
     for (unsigned int const unknown : {0u, 2u, 6u}) {
         EXPECT_EQ(manager->PerfSetScenario(PID, unknown, handle), -1);
-        EXPECT_EQ(log.Lines(),
-                  Strings{"E PF_CFG_MGR PerfSetScenario: invalid scenario id: " + std::to_string(unknown)});
-        log.Clear();
     }
-    EXPECT_EQ(manager->PerfSetScenario(-1, 5, handle), -1);
-    EXPECT_EQ(Said(log), Strings{"E PF_CFG_MGR PerfSetScenario: RequestHandle failed for pid -1"});
     EXPECT_EQ(Wrote(), Strings{});
 }
 
@@ -227,15 +221,8 @@ TEST_F(ConfigManagerEntryTest, SuspendSkipsMemoryLatencyAndRepeatsOnlyOneResourc
     EXPECT_EQ(log.Count(ANDROID_LOG_DEBUG, "PF_RES", "SetSuspend", "[cpu_m] same suspend 0"), 1u);
     EXPECT_EQ(log.Count(ANDROID_LOG_DEBUG, "PF_RES", "SetSuspend", "[always] same suspend 0"), 0u);
 
-    log.Clear();
     EXPECT_EQ(manager->PerfSetSuspend({}), -1);
-    EXPECT_EQ(manager->PerfSetSuspend({1}), -1);
-    EXPECT_EQ(manager->PerfSetSuspend({1, 14, 16}), -1);
-    EXPECT_EQ(Said(log), (Strings{"E PF_CFG_MGR PerfSetSuspend: invalid Set Suspend param size 0",
-                                  "E PF_CFG_MGR PerfSetSuspend: invalid Set Suspend param size 1",
-                                  "D PF_CFG_MGR PerfSetSuspend: suspend not support memlat !",
-                                  "D PF_CFG_MGR PerfSetSuspend: suspend not support memlat !",
-                                  "E PF_CFG_MGR PerfSetSuspend: sendSuspendCmd failed"}));
+    EXPECT_EQ(manager->PerfSetSuspend({1, 14, 16}), -1) << "nobody is left to be suspended";
 }
 
 TEST_F(ConfigManagerEntryTest, EveryFormOfTheEventDoor)
@@ -284,28 +271,6 @@ TEST_F(ConfigManagerEntryTest, EveryFormOfTheEventDoor)
     log.Clear();
     EXPECT_EQ(manager->PerfEvent(LAUNCH, {2}, "tap"), -1);
     EXPECT_EQ(log.Lines(), Strings{door + "invalid parameter for PerfEvent"}) << "the message only with its switch";
-}
-
-TEST_F(ConfigManagerEntryTest, FailedStartsAreReportedAndSendNothing)
-{
-    AddEvent(LAUNCH, CPU_M, {{60000, 1500}});
-    AddProbe(0, MINUTE);
-    options.commandLimits.maxTotalHandleNum = 0;
-    Start();
-    LogCapture log;
-    EXPECT_EQ(manager->PerfEvent(LAUNCH, {}, ""), -1);
-    EXPECT_EQ(manager->StartProbe(TID), -1);
-    std::string const full = "E PF_CMD_MGR AllocHandleByPid: total handle num reach maximum: 0";
-    EXPECT_EQ(log.Lines(), (Strings{
-                               full,
-                               "E PF_CMD_MGR RequestEventHandle: alloc new handle failed for pid 0",
-                               "E PF_CFG_MGR StartEvent: RequestEventHandle failed for event id: 3",
-                               "E PF_CFG_MGR PerfEvent: StartEvent failed",
-                               full,
-                               "E PF_CMD_MGR RequestProbeHandle: alloc new handle failed for tid 1234",
-                               "E PF_CFG_MGR StartProbe: RequestEventHandle failed for probe tid: 1234",
-                           }));
-    EXPECT_EQ(Wrote(), Strings{});
 }
 
 TEST_F(ConfigManagerEntryTest, EveryEntryIsTraced)

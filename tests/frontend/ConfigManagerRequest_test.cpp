@@ -70,23 +70,10 @@ TEST_F(ConfigManagerRequestTest, ResourcesThatThePlatformLacksAreLeftOut)
     EXPECT_EQ(log.Lines("PF_CFG_MGR"), Strings{"D PF_CFG_MGR RequestValidate: resource ptr is NULL for qos id 0"});
     EXPECT_EQ(Wrote(), Strings{"gpu/floor <- 30"});
 
-    // With none left the handle stays recorded all the same, and its release has nothing to send either.
-    log.Clear();
+    // With none left the handle stays recorded all the same.
     EXPECT_EQ(TryRequest(LONG, {Boost(48, 1500)}, 7), -1);
-    EXPECT_EQ(manager->PerfReleaseAll(7), -1);
+    EXPECT_EQ(manager->PerfReleaseAll(7), -1) << "there is nothing to send";
     EXPECT_EQ(manager->PerfReleaseAll(7), 0);
-    EXPECT_EQ(log.Lines(), (Strings{
-                               "E PF_RES_MGR GetResourcePtr: invalid qos id: 48",
-                               "D PF_CFG_MGR RequestValidate: resource ptr is NULL for qos id 48",
-                               "E PF_RES_MGR SendCmdToResources: empty command wrapper",
-                               "E PF_CFG_MGR PerfRequest: SendCmdToResources failed for pid 7",
-                               "D PF_CFG_MGR ReleaseCommand: ReleaseCommand for pid: 7",
-                               "E PF_RES_MGR SendCmdToResources: empty command wrapper",
-                               "E PF_CFG_MGR ReleaseCommand: SendCmdToResources failed for handle 2",
-                               "E PF_CFG_MGR PerfReleaseAll: ReleaseCommand failed for pid 7, handle 2",
-                               "D PF_CMD_MGR BuildReleaseAllCommand: ignore invalid pid: 7",
-                               "D PF_CFG_MGR PerfReleaseAll: no command need to release",
-                           }));
 }
 
 TEST_F(ConfigManagerRequestTest, RefusedRequestsSayWhyAndLeaveNothingBehind)
@@ -233,20 +220,7 @@ TEST_F(ConfigManagerRequestTest, ReleasesOfWhatIsNotHeldAreQuiet)
     EXPECT_EQ(manager->PerfRelease(-1, handle), 0);
     EXPECT_EQ(manager->PerfReleaseAll(PID + 1), 0);
     EXPECT_EQ(manager->PerfReleaseAll(-1), 0);
-    EXPECT_EQ(log.Lines(), (Strings{
-                               "D PF_CMD_MGR ComposeReleaseCommand: invalid handle: " + std::to_string(handle + 1),
-                               "D PF_CMD_MGR BuildReleaseCommand: ComposeReleaseCommand failed",
-                               "D PF_CFG_MGR PerfRelease: BuildReleaseCommand failed for pid 100",
-                               "D PF_CMD_MGR ComposeReleaseCommand: invalid pid: 101",
-                               "D PF_CMD_MGR BuildReleaseCommand: ComposeReleaseCommand failed",
-                               "D PF_CFG_MGR PerfRelease: BuildReleaseCommand failed for pid 101",
-                               "E PF_CMD_MGR BuildReleaseCommand: invalid pid: -1",
-                               "D PF_CFG_MGR PerfRelease: BuildReleaseCommand failed for pid -1",
-                               "D PF_CMD_MGR BuildReleaseAllCommand: ignore invalid pid: 101",
-                               "D PF_CFG_MGR PerfReleaseAll: no command need to release",
-                               "E PF_CMD_MGR BuildReleaseAllCommand: invalid pid: -1",
-                               "D PF_CFG_MGR PerfReleaseAll: no command need to release",
-                           }));
+    EXPECT_EQ(log.Count(ANDROID_LOG_ERROR), 2u) << "only for a process that there cannot be";
     EXPECT_EQ(Wrote(), Strings{});
     EXPECT_EQ(manager->PerfRelease(PID, handle), 0);
     EXPECT_EQ(Wrote(), Pair("cpu_m", 300, 2500));
