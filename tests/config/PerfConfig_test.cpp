@@ -31,8 +31,6 @@ TEST(PerfGroupConfig, LevelsGiveTheRange)
 {
     EXPECT_EQ(Shown({"g", 5, {"/n"}, LEVELS, CHIP_2}), "1~7 base 5~7 1:a 3:c 7:g");
     EXPECT_EQ(Shown({4U, "g", 5, {"/n"}, LEVELS, CHIP_2}), "1~7 base 5~7 1:a 3:c 7:g");
-    EXPECT_EQ(Shown({"g", true, 1, 2, {"/n"}, CHIP_2}), "1~0 base 2~0");
-    EXPECT_EQ(Shown({4U, "g", 2, {"/n"}, CHIP_2}), "0~0 base 2~0");
 
     PerfQosConfig config(QOS, {Group(50, 60, 55, 58), Group(50, 60, 55, 58)});
     config.groupConfigs[0].level2ValueMap = LEVELS;

@@ -41,7 +41,6 @@ TEST_F(KindTest, DdrWritesTheBandwidthAsRawBytesOrTheFrequencyAsText)
         {2147483648.0f, 1000000, "\\xff\\xff\\xff\\x7f"},
         {std::numeric_limits<float>::infinity(), 0, "\\x00\\x00\\x00\\x00"},
         {0.0f, 1000000, "1000000"},
-        {-1.0f, 1000000, "1000000"},
         {std::numeric_limits<float>::quiet_NaN(), 1000000, "1000000"},
     };
     for (auto const& [coefficient, boost, written] : rows) {

@@ -21,9 +21,9 @@ protected:
         }
         return nodes;
     }
-    PerfGroupConfig Config(Strings const& nodes, int boostBase = 300) const
+    PerfGroupConfig Config(Strings const& nodes) const
     {
-        return {"grp", false, 0, 9000, boostBase, 8000, Paths(nodes), CHIP_TYPE_ANY};
+        return {"grp", false, 0, 9000, 300, 8000, Paths(nodes), CHIP_TYPE_ANY};
     }
     PerfGroupConfig Levels(Strings const& nodes, LevelToValueMap const& levels, std::string const& name = "grp") const
     {

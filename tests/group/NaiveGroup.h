@@ -14,8 +14,7 @@
 class NaiveGroup {
 public:
     NaiveGroup(PerfGroupConfig const& config, unsigned int mode)
-        : name(config.name), highest(config.availableMax), workMode(mode), baseFloor(config.boostBase),
-          baseCeiling(config.limitBase)
+        : highest(config.availableMax), workMode(mode), baseFloor(config.boostBase), baseCeiling(config.limitBase)
     {
         boostBases.Add({NO_HANDLE, PERF_OPERATION_BOOST, baseFloor, {}, {}});
         limitBases.Add({NO_HANDLE, PERF_OPERATION_LIMIT, baseCeiling, {}, {}});
@@ -37,11 +36,7 @@ public:
             items.erase(std::remove_if(items.begin(), items.end(), goes), items.end());
         }
         return ChangeEach(command, boosts, limits, [&](Item const& item, Side& side) {
-            if (starts) {
-                (item.startTime > now ? waiting : side).Add(item);
-            } else {
-                side.Remove(item);
-            }
+            starts ? (item.startTime > now ? waiting : side).Add(item) : side.Remove(item);
         });
     }
 
@@ -117,7 +112,7 @@ public:
 
     std::string Dumped() const
     {
-        return name + ": " + boostBases.DumpBest("boostBase") + limitBases.DumpBest("limitBase") +
+        return "cpu: " + boostBases.DumpBest("boostBase") + limitBases.DumpBest("limitBase") +
                "effectiveBase: " + Pair(baseFloor, baseCeiling) + " " + boosts.DumpBest("boost") +
                limits.DumpBest("limit") + "effective: " + Pair(floor, ceiling) + "\n" +
                boostBases.DumpRest("boostBaseList") + limitBases.DumpRest("limitBaseList") +
@@ -234,7 +229,6 @@ private:
         return known ? 0 : -1;
     }
 
-    std::string name;
     int highest;
     unsigned int workMode;
     bool asleep = false;

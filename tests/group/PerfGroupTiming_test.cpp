@@ -16,9 +16,6 @@ TEST_F(GroupTest, AStartIsReachedAtItsTimeAndAnEndHasPassedAtIts)
     EXPECT_EQ(Stop(1, Both(1500, 1800), 100, 200), "0:");
     EXPECT_EQ(TimeOut(200), "0: 300~1000") << "the time-out, not the late stop, removes it: both sides in one write";
     EXPECT_EQ(WakeUp(), 0);
-    EXPECT_EQ(Start(3, Boost(1500), 300, 299),
-              "-1: E PF_GROUP IsValidShortTermCommand: [cpu] startTime larger than endTime; "
-              "E PF_GROUP ShortTermStart: [cpu] invalid short term start command");
 }
 
 TEST_F(GroupTest, OnlyTheFrontExpiresAndOnlySlotsWake)
@@ -41,7 +38,6 @@ TEST_F(GroupTest, PhasesFollowOneAnotherWithoutADip)
     EXPECT_EQ(Start(7, Boost(1900), 300, 350), "0:");
     EXPECT_EQ(Start(7, Boost(1200), 200, 300), "0:");
     EXPECT_EQ(Start(7, Boost(1300), 350, 400), "0:");
-    EXPECT_EQ(WakeUp(), 100);
     EXPECT_EQ(TimeOut(100), "0: 1200~2000");
     EXPECT_EQ(TimeOut(200), "0:") << "a successor of the same value is not written";
     EXPECT_EQ(TimeOut(350), "0: 1300~2000") << "the phase that passed unseen is dropped";

@@ -12,7 +12,6 @@ TEST_F(GroupTest, TheWorkModeDecidesWhateverModeTheRequestsCameIn)
         char const* expected[3]; ///< default, boost first, limit first
     };
     Row const rows[] = {
-        {{}, {}, {"300~1000", "300~1000", "300~1000"}},
         {{}, Boost(200), {"300~2000", "300~2000", "300~1000"}},
         {{}, Boost(1500), {"1500~2000", "1500~2000", "1000~1000"}},
         {{}, Limit(800), {"300~2000", "300~1000", "300~1000"}},
@@ -65,7 +64,7 @@ TEST_F(GroupTest, ValuesOutsideTheRangeAreRefusedOrClamped)
     struct Row {
         PerfCommandType type;
         Values values;
-        Values clamped; ///< empty where refused, clamping or not; without clamping it is refused where it differs
+        Values clamped; ///< empty where even clamping does not help
     };
     Row const rows[] = {
         {PERF_COMMAND_SHORT_START, Both(100, 2000), Both(100, 2000)},

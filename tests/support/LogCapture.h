@@ -21,17 +21,14 @@ struct LogLine {
 };
 
 /**
- * Catches every log line of the process while it lives, debug lines included, from every thread. Captures may be
- * nested: each gets the line. Threads may log at any time, also while one begins or ends. Outside of every capture the
- * log is silent, so that errors that a test provokes do not hide its own output.
- *
- * Lines behind the log switch need a LogSwitch as well.
+ * Catches every log line of the process while it lives, debug lines included, from every thread and at any time; those
+ * behind the log switch need a LogSwitch as well. Captures may be nested: each gets the line. Outside of every capture
+ * the log is silent, so that errors that a test provokes do not hide its own output.
  */
 class LogCapture {
 public:
     LogCapture();
     LogCapture(LogCapture const&) = delete;
-    LogCapture& operator=(LogCapture const&) = delete;
     ~LogCapture();
 
     std::vector<LogLine> Entries() const;
@@ -60,7 +57,6 @@ class LogSwitch {
 public:
     explicit LogSwitch(unsigned int value) { PfLogonNamespace::PfLogonSet(value); }
     LogSwitch(LogSwitch const&) = delete;
-    LogSwitch& operator=(LogSwitch const&) = delete;
     ~LogSwitch() { PfLogonNamespace::PfLogonSet(previous); }
 
 private:

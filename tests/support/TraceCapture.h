@@ -13,7 +13,6 @@ class TraceCapture {
 public:
     TraceCapture();
     TraceCapture(TraceCapture const&) = delete;
-    TraceCapture& operator=(TraceCapture const&) = delete;
     ~TraceCapture();
 
     std::vector<std::string> Labels() const;
