@@ -24,6 +24,9 @@ using LevelToValueMap = std::map<int, std::vector<std::string>>;
  * Values are in the unit of the node (kHz, a level, ...). A group is built only if every node path is non-empty,
  * availableMin <= boostBase <= limitBase <= availableMax. A description may hold several variants of one group for
  * different chips; GetGroupConfigByChipType selects among them.
+ *
+ * A literal 0 as group id beside a literal name could as well be a null name, and does not compile: give one of them a
+ * variable.
  */
 class CORVANE_EXPORT PerfGroupConfig {
 public:
