@@ -31,19 +31,6 @@ TEST_F(GroupTest, OnlyTheFrontExpiresAndOnlySlotsWake)
     EXPECT_NE(group->Dumped().find("boostList(0) "), std::string::npos);
 }
 
-TEST_F(GroupTest, PhasesFollowOneAnotherWithoutADip)
-{
-    EXPECT_EQ(Start(7, Boost(1800), 0, 100), "0: 1800~2000");
-    EXPECT_EQ(Start(7, Boost(1200), 100, 200), "0:");
-    EXPECT_EQ(Start(7, Boost(1900), 300, 350), "0:");
-    EXPECT_EQ(Start(7, Boost(1200), 200, 300), "0:");
-    EXPECT_EQ(Start(7, Boost(1300), 350, 400), "0:");
-    EXPECT_EQ(TimeOut(100), "0: 1200~2000");
-    EXPECT_EQ(TimeOut(200), "0:") << "a successor of the same value is not written";
-    EXPECT_EQ(TimeOut(350), "0: 1300~2000") << "the phase that passed unseen is dropped";
-    EXPECT_EQ(TimeOut(400), "0: 300~1000");
-}
-
 TEST_F(GroupTest, AStopWithdrawsWhatWaitsFromItsStartTime)
 {
     Start(1, Boost(1500), 100, 900);

@@ -37,28 +37,6 @@ TEST_F(GroupTest, TheWorkModeDecidesWhateverModeTheRequestsCameIn)
     }
 }
 
-TEST_F(GroupTest, BaseSetMovesTheDefaultBoostBaseOnly)
-{
-    EXPECT_EQ(BaseSet(Boost(500)), "0: 500~1000");
-    EXPECT_EQ(BaseSet(Boost(500)), "0:");
-    EXPECT_EQ(LongStart(1, Boost(800)), "0: 800~1000");
-    EXPECT_EQ(BaseSet(Boost(400)), "0:");
-    EXPECT_EQ(BaseSet(Boost(900)), "0: 900~1000");
-    EXPECT_EQ(BaseSet(Boost(100)), "0: 800~1000");
-    EXPECT_EQ(Outcome(group->LongTermStop({1, {}, {}, Boost(800)})), "0: 100~1000");
-}
-
-TEST_F(GroupTest, ASuspendedGroupArbitratesAndWritesOnceWhenItResumes)
-{
-    EXPECT_EQ(Suspend(true), "0: close");
-    EXPECT_EQ(Start(1, Boost(1500), 0, 100), "0:");
-    EXPECT_EQ(LongStart(2, Both(500, 900)), "0:");
-    EXPECT_EQ(Mode(PERF_WORK_MODE_LIMIT_FIRST), "0:");
-    EXPECT_EQ(BaseSet(Boost(600)), "0:");
-    EXPECT_EQ(TimeOut(100), "0:");
-    EXPECT_EQ(Suspend(false), "0: 600~900");
-}
-
 TEST_F(GroupTest, ValuesOutsideTheRangeAreRefusedOrClamped)
 {
     struct Row {

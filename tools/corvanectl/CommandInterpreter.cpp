@@ -188,24 +188,24 @@ void CommandInterpreter::Reset(Words& words)
     Answer(0);
 }
 
-void CommandInterpreter::Scenario(Words& words)
+void CommandInterpreter::Hold(Words& words, char const* what, HoldCall call)
 {
     int const pid = words.TakeInt("the process id");
-    unsigned int const id = words.TakeUnsigned("the id of a scenario");
+    unsigned int const id = words.TakeUnsigned(what);
     std::string const name = TakeName(words);
     unsigned long long handle = NO_HANDLE;
-    int const result = workbench.Manager().PerfSetScenario(pid, id, handle);
+    int const result = (workbench.Manager().*call)(pid, id, handle);
     AnswerWithHandle(result, pid, handle, name);
+}
+
+void CommandInterpreter::Scenario(Words& words)
+{
+    Hold(words, "the id of a scenario", &ConfigManager::PerfSetScenario);
 }
 
 void CommandInterpreter::Mode(Words& words)
 {
-    int const pid = words.TakeInt("the process id");
-    unsigned int const id = words.TakeUnsigned("a work mode");
-    std::string const name = TakeName(words);
-    unsigned long long handle = NO_HANDLE;
-    int const result = workbench.Manager().PerfSetMode(pid, id, handle);
-    AnswerWithHandle(result, pid, handle, name);
+    Hold(words, "a work mode", &ConfigManager::PerfSetMode);
 }
 
 void CommandInterpreter::SetSuspend(unsigned int on, Words& words)

@@ -58,6 +58,9 @@ private:
     std::vector<PerfRequestInfo> TakeInfos(Words& words) const;
     PerfQosId ToQosId(std::string const& text) const;
     unsigned long long TakeHandle(int pid, Words& words) const;
+    using HoldCall = int (ConfigManager::*)(int, unsigned int, unsigned long long&);
+    /** A scenario or a mode, held until its handle is released. */
+    void Hold(Words& words, char const* what, HoldCall call);
     void SetSuspend(unsigned int on, Words& words);
     void FailNode(std::string const& node, Words& words);
     /** Takes "as NAME" if it is there, and the end of the line. */
