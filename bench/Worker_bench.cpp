@@ -21,7 +21,7 @@ public:
     void DoConfig(int boost, int limit) override { benchmark::DoNotOptimize(boost + limit); }
 };
 
-/** Start and stop of a boost above range(0) queued ones. */
+/** Start and stop of a boost among range(0) others: above them all, or (range(1)) equal to them all. */
 void BM_GroupStartStop(benchmark::State& state)
 {
     std::string const name = "bench";
@@ -33,13 +33,13 @@ void BM_GroupStartStop(benchmark::State& state)
     for (; command.handle <= static_cast<unsigned long long>(state.range(0)); ++command.handle) {
         group.ShortTermStart(command);
     }
-    command.operationValueMap = {{PERF_OPERATION_BOOST, 2000}};
+    command.operationValueMap = {{PERF_OPERATION_BOOST, state.range(1) != 0 ? 1000 : 2000}};
     for (auto _ : state) {
         group.ShortTermStart(command);
         group.ShortTermStop(command);
     }
 }
-BENCHMARK(BM_GroupStartStop)->Arg(0)->Arg(10)->Arg(1000);
+BENCHMARK(BM_GroupStartStop)->ArgsProduct({{0, 1, 100, 10000}, {0, 1}});
 
 /** From the call of PerfRequest to the last of its three node writes. */
 void BM_RequestToNode(benchmark::State& state)

@@ -110,7 +110,7 @@ void FrequencyGroup::EmitTraceLabel(std::string const& boost, std::string const&
 {
     if (SysWrapper::IsSysTraceEnabled()) {
         SysWrapper::SysTraceName("velquist_log:" + name + " write freq: " + boost + "~" + limit +
-                                 ", mode=" + std::to_string(workMode) + ", suspend=" + std::to_string(suspend));
+                                 ", mode=" + std::to_string(WorkMode()) + ", suspend=" + std::to_string(IsSuspended()));
     }
 }
 

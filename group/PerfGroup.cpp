@@ -29,12 +29,12 @@ int DeleteFromSide(char const* method, std::string const& group, char const* sid
         bool const sameValue = QueSide::PromoteFirst(slot, que) && slot.value == removed;
         return sameValue ? 0 : 1;
     }
-    auto const found = QueSide::Find(que, item);
+    auto const found = que.Find(item);
     if (found == que.end()) {
         PF_LOGD_AS(method, "[%s:%d] [%s] no item found in %s que with handle %llu", group.c_str(), side, item.handle);
         return 0;
     }
-    que.erase(found);
+    que.Erase(found);
     PF_LOGD_AS(method, "[%s:%d] [%s] delete item in %s que with handle %llu", group.c_str(), side, item.handle);
     return 0;
 }
@@ -387,17 +387,16 @@ int PerfGroup::UpdateDefaultBoostBaseValue(PerfGroupQueItem const& item)
     if (currBoostBaseItem.handle == NO_HANDLE) {
         currBoostBaseItem.value = item.value;
     } else {
-        auto const isDefault = [](PerfGroupQueItem const& queued) { return queued.handle == NO_HANDLE; };
-        auto const queued = std::find_if(boostBaseQue.begin(), boostBaseQue.end(), isDefault);
+        auto const queued = boostBaseQue.FindHandle(NO_HANDLE);
         if (queued != boostBaseQue.end()) {
-            boostBaseQue.erase(queued);
+            boostBaseQue.Erase(queued);
         }
         PerfGroupQueItem defaultItem = item;
         defaultItem.handle = NO_HANDLE;
-        boostBaseQue.insert(defaultItem);
+        boostBaseQue.Insert(defaultItem);
     }
     if (!boostBaseQue.empty() && boostBaseQue.begin()->value > currBoostBaseItem.value) {
-        boostBaseQue.insert(currBoostBaseItem);
+        boostBaseQue.Insert(currBoostBaseItem);
         QueSide::PromoteFirst(currBoostBaseItem, boostBaseQue);
     }
     return currBoostBaseItem.value != before ? 1 : 0;

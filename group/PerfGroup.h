@@ -1,10 +1,11 @@
 #pragma once
 
+#include "group/PerfGroupQue.h"
+
 #include <corvane/PerfConfig.h>
 #include <corvane/PerfTypes.h>
 
 #include <map>
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -15,15 +16,6 @@ struct PerfGroupCommand {
     PerfTimePoint startTime{};
     PerfTimePoint endTime{};
     std::map<PerfOperationType, int> operationValueMap;
-};
-
-/** One value of a command, as it lies in a queue. */
-struct PerfGroupQueItem {
-    unsigned long long handle = INVALID_HANDLE; ///< INVALID_HANDLE: an empty slot; NO_HANDLE: a default base item
-    PerfOperationType operationType = PERF_OPERATION_BOOST;
-    int value = 0;
-    PerfTimePoint startTime{};
-    PerfTimePoint endTime{};
 };
 
 /** What a base value means on a node, as text. */
@@ -154,9 +146,17 @@ public:
     void DumpBase(GroupDumpInfo& info) const;
 
 protected:
+    // What a kind may use.
     int BoostBaseValue() const { return currBoostBaseItem.value; }
     int LimitBaseValue() const { return currLimitBaseItem.value; }
+    bool IsSuspended() const { return suspend; }
+    PerfWorkMode WorkMode() const { return workMode; }
 
+    // constant after construction
+    unsigned int const groupId;
+    std::string const name;
+
+private:
     struct LargestFirst {
         bool operator()(PerfGroupQueItem const& left, PerfGroupQueItem const& right) const
         {
@@ -176,18 +176,22 @@ protected:
         }
     };
 
-    // constant after construction
-    unsigned int const groupId;
-    std::string const name;
+    // Steps shared by several operations; method is the one that they log for.
+    int WriteIfShortTermChanged(char const* method, int changed);
+    int WriteIfBaseChanged(char const* method, int changed);
+    int ForEachItem(char const* method, PerfGroupCommand const& command,
+                    int (PerfGroup::*onBoost)(PerfGroupQueItem const&),
+                    int (PerfGroup::*onLimit)(PerfGroupQueItem const&), bool mayWait);
 
-    // worker thread only
-    PerfTimePoint currTimePoint{};
+    PerfTimePoint currTimePoint{}; // worker thread only
 
+protected:
     // constant after construction
     int const availableMin;
     int const availableMax;
 
-    // worker thread only, to the end
+private:
+    // worker thread only
     int finalBoostValue;
     int finalLimitValue;
 
@@ -205,22 +209,14 @@ protected:
     int effectiveBoostBase; ///< after the work mode has decided between the bases
     int effectiveLimitBase;
 
-    std::multiset<PerfGroupQueItem, LargestFirst> boostQue;
-    std::multiset<PerfGroupQueItem, LargestFirst> limitQue;
-    std::multiset<PerfGroupQueItem, LargestFirst> boostBaseQue;
-    std::multiset<PerfGroupQueItem, SmallestFirst> limitBaseQue;
-    std::multiset<PerfGroupQueItem, EarliestFirst> waitingQue;
+    PerfGroupQue<LargestFirst> boostQue;
+    PerfGroupQue<LargestFirst> limitQue;
+    PerfGroupQue<LargestFirst> boostBaseQue;
+    PerfGroupQue<SmallestFirst> limitBaseQue;
+    PerfGroupQue<EarliestFirst> waitingQue;
 
-    unsigned long long const handleDumpMask = 1023; ///< dumps show the low bits of a handle
+    unsigned long long const handleDumpMask = 1023; ///< dumps show the low bits of a handle; constant
     bool suspend = false;
-    bool const clampOutOfRange;
+    bool const clampOutOfRange; // constant after construction
     PerfWorkMode workMode;
-
-private:
-    // Steps shared by several operations; method is the one that they log for.
-    int WriteIfShortTermChanged(char const* method, int changed);
-    int WriteIfBaseChanged(char const* method, int changed);
-    int ForEachItem(char const* method, PerfGroupCommand const& command,
-                    int (PerfGroup::*onBoost)(PerfGroupQueItem const&),
-                    int (PerfGroup::*onLimit)(PerfGroupQueItem const&), bool mayWait);
 };

@@ -78,8 +78,8 @@ void PerfGroup::DeleteFromWaitingQue(PerfGroupQueItem const& item)
 {
     // All matches go, not one: a boost and a limit of one command wait under the same handle and start.
     bool found = false;
-    for (auto it = QueSide::Find(waitingQue, item); it != waitingQue.end(); it = QueSide::Find(waitingQue, item)) {
-        waitingQue.erase(it);
+    for (auto it = waitingQue.Find(item); it != waitingQue.end(); it = waitingQue.Find(item)) {
+        waitingQue.Erase(it);
         found = true;
         PF_LOGD("[%s:%d] [%s] delete item in waiting que with handle %llu", name.c_str(), item.handle);
     }
@@ -129,8 +129,7 @@ int PerfGroup::DeleteExpiredWaitingCommand()
     }
     curr_wait_item.handle = INVALID_HANDLE;
     while (!waitingQue.empty()) {
-        PerfGroupQueItem const item = *waitingQue.begin();
-        waitingQue.erase(waitingQue.begin());
+        PerfGroupQueItem const item = waitingQue.TakeFirst();
         if (item.endTime <= currTimePoint) {
             continue;
         }

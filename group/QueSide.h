@@ -1,12 +1,10 @@
 #pragma once
 
-#include "group/PerfGroup.h"
-
-#include <algorithm>
+#include "group/PerfGroupQue.h"
 
 /**
- * The machine that every side of a group runs on: a slot for the best item and an ordered multiset behind it. The
- * multiset's ordering says what "best" means. Costs are those of the multiset: logarithmic, with a scan of equal keys.
+ * The machine that every side of a group runs on: a slot for the best item and a queue behind it, whose ordering says
+ * what "best" means.
  */
 namespace QueSide {
 
@@ -20,11 +18,11 @@ inline bool IsOccupied(PerfGroupQueItem const& slot)
 template <typename Que> bool Add(PerfGroupQueItem& slot, Que& que, PerfGroupQueItem const& item)
 {
     if (IsOccupied(slot)) {
-        if (!que.key_comp()(item, slot)) {
-            que.insert(item);
+        if (!Que::IsBefore(item, slot)) {
+            que.Insert(item);
             return false;
         }
-        que.insert(slot);
+        que.Insert(slot);
     }
     slot = item;
     return true;
@@ -37,18 +35,8 @@ template <typename Que> bool PromoteFirst(PerfGroupQueItem& slot, Que& que)
         slot.handle = INVALID_HANDLE;
         return false;
     }
-    slot = *que.begin();
-    que.erase(que.begin());
+    slot = que.TakeFirst();
     return true;
-}
-
-/** The first of the items that compare equal to this one and carry its handle. */
-template <typename Que> typename Que::iterator Find(Que& que, PerfGroupQueItem const& item)
-{
-    auto const [first, last] = que.equal_range(item);
-    auto const found =
-        std::find_if(first, last, [&item](PerfGroupQueItem const& queued) { return queued.handle == item.handle; });
-    return found == last ? que.end() : found;
 }
 
 /** Replaces an ended current item by the best one still running; only what stands before that one is looked at. */
@@ -57,10 +45,8 @@ template <typename Que> void DropExpired(PerfGroupQueItem& slot, Que& que, PerfT
     if (!IsOccupied(slot) || now < slot.endTime) {
         return;
     }
-    auto const running =
-        std::find_if(que.begin(), que.end(), [&now](PerfGroupQueItem const& queued) { return now < queued.endTime; });
-    que.erase(que.begin(), running);
-    PromoteFirst(slot, que);
+    while (PromoteFirst(slot, que) && slot.endTime <= now) {
+    }
 }
 
 } // namespace QueSide
