@@ -1,0 +1,203 @@
+#include "resource/PerfCommandQueue.h"
+
+#include "tests/group/GroupFixture.h"
+
+#include <optional>
+#include <random>
+
+namespace {
+
+/**
+ * Two groups with one node each: one applies every command that waits, the other what a compaction leaves of them.
+ * In the default mode a short-term limit counts according to the long-term ones that stood when something last changed,
+ * so that its values hang on what came to nothing, too: there no long-term limits are played.
+ */
+class Compacted {
+public:
+    explicit Compacted(unsigned int seed) : random(seed), defaultMode(seed % 2 == 0)
+    {
+        Fill(Below(30));
+        for (; !queue.IsEmpty();) { // what was applied before the flood
+            PerfCommand const command = queue.Pop();
+            Apply(whole, command);
+            Apply(compacted, command);
+        }
+        Fill(5 + Below(120));
+    }
+
+    /** Applies both; now a few commands may have ended. */
+    void Drain()
+    {
+        now = At(Below(30));
+        PerfCommandQueue copy = queue;
+        left = queue.Compact(now).size();
+        size = queue.Size();
+        while (!copy.IsEmpty()) {
+            Apply(whole, copy.Pop());
+        }
+        while (!queue.IsEmpty()) {
+            Apply(compacted, queue.Pop());
+        }
+    }
+
+    void TimeOut(PerfTimePoint const& time)
+    {
+        whole.ShortTermTimeOut(time);
+        compacted.ShortTermTimeOut(time);
+    }
+
+    static std::string Node(RecordingGroup const& group)
+    {
+        auto const isWrite = [](std::string const& action) { return action != "close"; };
+        auto const last = std::find_if(group.actions.rbegin(), group.actions.rend(), isWrite);
+        return last == group.actions.rend() ? "3~7" : *last; // the base, before anybody asked
+    }
+
+    RecordingGroup whole{Range(0, 10, 3, 7), PERF_WORK_MODE_LIMIT_FIRST};
+    RecordingGroup compacted{Range(0, 10, 3, 7), PERF_WORK_MODE_LIMIT_FIRST};
+    std::size_t left = 0;
+    std::size_t size = 0;
+    std::vector<std::shared_ptr<PerfCommandItem>> outstanding;
+
+private:
+    int Below(int bound) { return static_cast<int>(random() % static_cast<unsigned>(bound)); }
+
+    void Fill(int count)
+    {
+        for (int i = 0; i < count; ++i) {
+            queue.Push(AnyCommand());
+        }
+    }
+
+    PerfCommand AnyCommand()
+    {
+        int const dice = Below(20);
+        auto item = std::make_shared<PerfCommandItem>();
+        if (dice < 8) {
+            bool const isLong = Below(2) == 0;
+            item->handle = ++handle;
+            item->startTime = At(0);
+            item->endTime = isLong ? PerfTimePoint{} : At(1 + Below(40));
+            item->groupInfo[0] = Below(2) == 0 || (isLong && defaultMode) ? Boost(Below(11)) : Limit(Below(11));
+            outstanding.push_back(item);
+            return {isLong ? PERF_COMMAND_LONG_START : PERF_COMMAND_SHORT_START, item};
+        }
+        if (dice < 14 && !outstanding.empty()) {
+            auto const at = outstanding.begin() + Below(static_cast<int>(outstanding.size()));
+            item = *at;
+            outstanding.erase(at);
+            return {item->endTime == PerfTimePoint{} ? PERF_COMMAND_LONG_STOP : PERF_COMMAND_SHORT_STOP, item};
+        }
+        if (dice < 16) {
+            return {Below(2) == 0 ? PERF_COMMAND_SUSPEND_ON : PERF_COMMAND_SUSPEND_OFF, item};
+        }
+        if (dice < 18) {
+            item->workMode = static_cast<PerfWorkMode>(defaultMode ? Below(3) : 1 + Below(2));
+            return {PERF_COMMAND_MODE_START, item};
+        }
+        item->handle = NO_HANDLE;
+        item->groupInfo[0] = Boost(Below(11));
+        return {PERF_COMMAND_BASE_SET, item};
+    }
+
+    void Apply(RecordingGroup& group, PerfCommand const& command)
+    {
+        PerfCommandItem const& item = *command.cmdItem;
+        auto const values = item.groupInfo.find(0);
+        PerfGroupCommand const given{item.handle, item.startTime, item.endTime,
+                                     values == item.groupInfo.end() ? Values{} : values->second};
+        group.UpdateCurrTimePoint(now);
+        switch (command.cmdType) {
+        case PERF_COMMAND_SHORT_START:
+            group.ShortTermStart(given);
+            break;
+        case PERF_COMMAND_SHORT_STOP:
+            group.ShortTermStop(given);
+            break;
+        case PERF_COMMAND_LONG_START:
+            group.LongTermStart(given);
+            break;
+        case PERF_COMMAND_LONG_STOP:
+            group.LongTermStop(given);
+            break;
+        case PERF_COMMAND_MODE_START:
+            group.SetWorkMode(item.workMode);
+            break;
+        case PERF_COMMAND_BASE_SET:
+            group.BaseSet(given);
+            break;
+        default:
+            SetSuspend(group, command.cmdType == PERF_COMMAND_SUSPEND_ON);
+        }
+    }
+
+    /** A resource passes on only what changes. */
+    void SetSuspend(RecordingGroup& group, bool suspended)
+    {
+        bool& present = &group == &whole ? wholeSuspended : compactedSuspended;
+        if (present != suspended) {
+            present = suspended;
+            group.SetSuspend(suspended);
+        }
+    }
+
+    std::mt19937 random;
+    bool const defaultMode;
+    PerfCommandQueue queue;
+    PerfTimePoint now = At(0);
+    unsigned long long handle = 0;
+    bool wholeSuspended = false;
+    bool compactedSuspended = false;
+};
+
+TEST(PerfCommandQueue, ACompactedQueueLeavesTheNodeWithWhatTheWholeOneWouldHaveLeft)
+{
+    std::size_t left = 0;
+    for (unsigned int seed = 1; seed <= 4000; ++seed) {
+        SCOPED_TRACE(seed);
+        Compacted flood(seed);
+        flood.Drain();
+        left += flood.left;
+        ASSERT_EQ(Compacted::Node(flood.whole), Compacted::Node(flood.compacted));
+        for (int ms = 0; ms < 50; ms += 3) {
+            flood.TimeOut(At(ms));
+            ASSERT_EQ(Compacted::Node(flood.whole), Compacted::Node(flood.compacted)) << "at " << ms;
+        }
+    }
+    EXPECT_GT(left, 3000u * 20);
+}
+
+TEST(PerfCommandQueue, OnlyWhatIsOutstandingIsKept)
+{
+    PerfCommandQueue queue;
+    std::size_t compactions = 0;
+    auto const push = [&](PerfCommandType type, std::shared_ptr<PerfCommandItem> const& item) {
+        if (queue.Push({type, item})) {
+            ++compactions;
+            queue.Compact(At(1));
+        }
+        ASSERT_LE(queue.Size(), PerfCommandQueue::BOUND);
+    };
+    auto const kept = std::make_shared<PerfCommandItem>();
+    push(PERF_COMMAND_LONG_START, kept);
+    push(PERF_COMMAND_GET_LOG, std::make_shared<PerfCommandItem>());
+    constexpr unsigned int ROUNDS = 100'000;
+    for (unsigned int i = 0; i < ROUNDS; ++i) {
+        auto const item = std::make_shared<PerfCommandItem>();
+        item->groupInfo[i % 8] = Boost(1);
+        push(PERF_COMMAND_LONG_START, item);
+        push(PERF_COMMAND_BASE_SET, item);
+        push(PERF_COMMAND_MODE_START, item);
+        push(PERF_COMMAND_SUSPEND_ON, item);
+        push(PERF_COMMAND_SHORT_START, item);
+        push(PERF_COMMAND_SUSPEND_OFF, item);
+        push(PERF_COMMAND_LONG_STOP, item);
+    }
+    EXPECT_LE(compactions, 7 * ROUNDS / (PerfCommandQueue::BOUND - 100));
+    queue.Compact(At(1));
+    EXPECT_EQ(queue.Size(), 2u + 8 + 1 + 2);
+    EXPECT_EQ(queue.Pop().cmdItem, kept);
+    EXPECT_EQ(queue.Pop().cmdType, PERF_COMMAND_GET_LOG);
+}
+
+} // namespace
