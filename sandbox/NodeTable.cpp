@@ -63,6 +63,12 @@ ssize_t RealWrite(int fd, void const* data, std::size_t size)
     return Next(known, "write")(fd, data, size);
 }
 
+ssize_t RealPwrite(int fd, void const* data, std::size_t size, off_t position)
+{
+    static std::atomic<ssize_t (*)(int, void const*, std::size_t, off_t)> known{nullptr};
+    return Next(known, "pwrite")(fd, data, size, position);
+}
+
 std::optional<long long> TakeFault(SandboxNode& node, Fault::Kind kind)
 {
     auto const found = node.faults.find(kind);
@@ -139,17 +145,24 @@ void HoldBack(NodeTable& table, std::unique_lock<std::mutex>& lock, SandboxNode&
 /** @return 0, or the errno of the failure. An empty text changes nothing. */
 int ReplaceContent(int fd, std::string const& content)
 {
-    bool const done = pwrite(fd, content.data(), content.size(), 0) >= 0 &&
+    bool const done = RealPwrite(fd, content.data(), content.size(), 0) >= 0 &&
                       (content.empty() || ftruncate(fd, static_cast<off_t>(content.size())) == 0);
     return done ? 0 : errno;
 }
 
-void PerformLocked(int fd, SandboxDescriptor const& descriptor, NodeWrite& write)
+/** Where a write happens: at the position of its descriptor, which moves on, or at the one that was given. */
+using Place = std::optional<off_t>;
+
+void PerformLocked(int fd, Place place, SandboxDescriptor const& descriptor, NodeWrite& write)
 {
     SandboxNode& node = *descriptor.node;
     std::size_t taken = write.bytes.size();
+    write.position = place ? *place : lseek(fd, 0, SEEK_CUR); // the file's own, so that lseek does what it should
+    write.error = 0;
     if (descriptor.stamp < node.staleBefore) {
         write.error = ENODEV;
+    } else if (node.isSysctl && write.position != 0) {
+        write.ignored = true; // not even looked at, so that no value is refused
     } else if (auto const error = TakeFault(node, Fault::Kind::ERROR)) {
         write.error = static_cast<int>(*error);
     } else {
@@ -159,6 +172,9 @@ void PerformLocked(int fd, SandboxDescriptor const& descriptor, NodeWrite& write
         write.error = ReplaceContent(fd, write.bytes.substr(0, taken));
     }
     write.result = write.error == 0 ? static_cast<ssize_t>(taken) : -1;
+    if (!place && write.result > 0) {
+        lseek(fd, write.result, SEEK_CUR);
+    }
     write.node = node.name;
     write.time = std::chrono::steady_clock::now();
     write.sequence = ++node.journal->sequence;
@@ -169,7 +185,7 @@ void PerformLocked(int fd, SandboxDescriptor const& descriptor, NodeWrite& write
  * back gets EBADF and leaves no record.
  * @return the observer to tell, or null.
  */
-std::shared_ptr<Sandbox::Observer const> Perform(int fd, NodeWrite& write)
+std::shared_ptr<Sandbox::Observer const> Perform(int fd, Place place, NodeWrite& write)
 {
     NodeTable& table = NodeTable::Get();
     std::unique_lock<std::mutex> lock(table.mutex);
@@ -185,18 +201,18 @@ std::shared_ptr<Sandbox::Observer const> Perform(int fd, NodeWrite& write)
     if (found == table.descriptors.end() || found->second.stamp != descriptor.stamp) {
         return nullptr;
     }
-    PerformLocked(fd, descriptor, write);
+    PerformLocked(fd, place, descriptor, write);
     descriptor.node->journal->writes.push_back(write);
     table.changed.notify_all();
     return descriptor.node->journal->observer;
 }
 
-ssize_t WriteNode(int fd, void const* data, std::size_t size)
+ssize_t WriteNode(int fd, void const* data, std::size_t size, Place place)
 {
     int const savedErrno = errno;
     NodeWrite write;
     write.bytes.assign(static_cast<char const*>(data), size);
-    if (auto const observer = Perform(fd, write)) {
+    if (auto const observer = Perform(fd, place, write)) {
         (*observer)(write);
     }
     errno = write.result < 0 ? write.error : savedErrno;
@@ -260,7 +276,18 @@ __attribute__((visibility("default"))) int close(int fd)
 
 __attribute__((visibility("default"))) ssize_t write(int fd, void const* data, std::size_t size)
 {
-    return IsNode(fd) ? WriteNode(fd, data, size) : RealWrite(fd, data, size);
+    return IsNode(fd) ? WriteNode(fd, data, size, std::nullopt) : RealWrite(fd, data, size);
 }
+
+__attribute__((visibility("default"))) ssize_t pwrite(int fd, void const* data, std::size_t size, off_t position)
+{
+    bool const concerned = IsNode(fd) && position >= 0; // the kernel refuses what is before the start
+    return concerned ? WriteNode(fd, data, size, position) : RealPwrite(fd, data, size, position);
+}
+
+#if defined(__LP64__)
+__attribute__((visibility("default"), alias("pwrite"))) ssize_t pwrite64(int fd, void const* data, std::size_t size,
+                                                                         off_t position);
+#endif
 
 } // extern "C"

@@ -19,6 +19,7 @@ struct SandboxJournal {
 /** One node. Guarded by NodeTable::mutex. */
 struct SandboxNode {
     std::string name;
+    bool isSysctl;                           ///< takes what is written at position 0 only
     std::shared_ptr<SandboxJournal> journal; ///< null once the sandbox is gone: a writer may outlive it at a gate
     std::map<Fault::Kind, Fault> faults{};   ///< all but Stale
     std::uint64_t staleBefore = 0;           ///< descriptors with a lower stamp fail with ENODEV
@@ -35,9 +36,9 @@ struct SandboxDescriptor {
 /**
  * The nodes of all live sandboxes and the descriptors open on them.
  *
- * One for the process, made at first use and never destroyed: open, close and write may be called until the very end.
- * What concerns neither is told apart without the lock. Under the lock nothing of the caller's is called and no other
- * lock is taken.
+ * One for the process, made at first use and never destroyed: open, close and the writes may be called until the very
+ * end. What concerns no node is told apart without the lock. Under the lock nothing of the caller's is called and no
+ * other lock is taken.
  */
 struct NodeTable {
     /** Begins the name of every sandbox folder; a path without it is no node's. */

@@ -82,6 +82,9 @@ std::string NodeWrite::Line() const
         char const* const errorName = strerrorname_np(error);
         return line + ": " + (errorName != nullptr ? errorName : "errno " + std::to_string(error));
     }
+    if (ignored) {
+        return line + ": ignored at " + std::to_string(position);
+    }
     if (static_cast<std::size_t>(result) < bytes.size()) {
         return line + ": " + std::to_string(result) + " of " + std::to_string(bytes.size()) + " bytes";
     }
@@ -146,7 +149,8 @@ std::string Sandbox::AddNode(std::string const& name, std::string const& initial
 {
     std::string path = WritePlain(name, initialContent);
     TableLock const lock = LockTable();
-    NodeTable::Get().nodes.try_emplace(path, std::make_shared<SandboxNode>(SandboxNode{name, journal}));
+    bool const isSysctl = path.compare(root.size(), 6, "/proc/") == 0;
+    NodeTable::Get().nodes.try_emplace(path, std::make_shared<SandboxNode>(SandboxNode{name, isSysctl, journal}));
     NodeTable::Get().changed.notify_all();
     return path;
 }

@@ -36,11 +36,24 @@ private:
     char const* text;
 };
 
-/** One write of everything. A short count leaves errno as it is, so it is cleared first to tell nothing stale. */
-bool WriteAll(int fd, void const* data, size_t size)
+/**
+ * One write of everything, at the start: a sysctl ignores what is written elsewhere and calls it a success. What cannot
+ * seek takes the value where it is.
+ * @param errnoBefore what errno is set to after a success. A short count leaves errno 0.
+ */
+bool WriteAll(int fd, void const* data, size_t size, int errnoBefore)
 {
     errno = 0;
-    return write(fd, data, size) == static_cast<ssize_t>(size);
+    ssize_t taken = pwrite(fd, data, size, 0);
+    if (taken < 0 && errno == ESPIPE) {
+        errno = 0;
+        taken = write(fd, data, size);
+    }
+    if (taken != static_cast<ssize_t>(size)) {
+        return false;
+    }
+    errno = errnoBefore;
+    return true;
 }
 
 bool OpenIfClosed(char const* method, std::string const& name, std::string const& path, int& fd)
@@ -75,10 +88,11 @@ void SysWrapper::SysClose(int& fd)
 
 int SysWrapper::SysOpenAndWriteUint(std::string const& name, std::string const& path, int value, int& fd)
 {
+    int const errnoBefore = errno;
     if (!OpenIfClosed(__func__, name, path, fd)) {
         return -1;
     }
-    if (WriteAll(fd, &value, sizeof(value))) {
+    if (WriteAll(fd, &value, sizeof(value), errnoBefore)) {
         return 0;
     }
     int const error = errno;
@@ -90,10 +104,11 @@ int SysWrapper::SysOpenAndWriteUint(std::string const& name, std::string const& 
 
 int SysWrapper::SysOpenAndWriteStr(std::string const& name, std::string const& path, std::string const& value, int& fd)
 {
+    int const errnoBefore = errno;
     if (!OpenIfClosed(__func__, name, path, fd)) {
         return -1;
     }
-    if (WriteAll(fd, value.data(), value.size())) {
+    if (WriteAll(fd, value.data(), value.size(), errnoBefore)) {
         return 0;
     }
     int error = errno;
@@ -114,7 +129,7 @@ int SysWrapper::SysOpenAndWriteStr(std::string const& name, std::string const& p
                 path.c_str(), error, ErrorText(error).c_str());
         return -1;
     }
-    if (WriteAll(fd, value.data(), value.size())) {
+    if (WriteAll(fd, value.data(), value.size(), errnoBefore)) {
         return 0;
     }
     error = errno;

@@ -8,7 +8,10 @@
  *
  * No state of its own; any thread may call. A descriptor belongs to the caller, whose own rules serialise its use; any
  * negative value means "not open". The writers open it on first use and leave it open, so that a steady stream of
- * values costs one write(2) each; after a failed write it is negative again and the next call reopens the node.
+ * values costs one pwrite(2) each; after a failed write it is negative again and the next call reopens the node.
+ *
+ * Every value goes to the start of its node, in one call. Where the descriptor cannot seek (a FIFO, some character
+ * devices) a write(2) follows the refused pwrite. After a success errno is what it was before.
  */
 class SysWrapper {
 public:

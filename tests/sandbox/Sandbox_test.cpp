@@ -16,11 +16,12 @@ using namespace std::chrono_literals;
 
 constexpr int UNTOUCHED = 4711;
 
-/** One write with errno preset, as "result errno". */
-std::string Put(int fd, std::string const& text)
+/** One write or, where a position is given, pwrite with errno preset, as "result errno". */
+std::string Put(int fd, std::string const& text, off_t position = -1)
 {
     errno = UNTOUCHED;
-    auto const result = write(fd, text.data(), text.size());
+    auto const result =
+        position < 0 ? write(fd, text.data(), text.size()) : pwrite(fd, text.data(), text.size(), position);
     return std::to_string(result) + (errno == UNTOUCHED ? "" : std::string(" ") + strerrorname_np(errno));
 }
 
@@ -54,6 +55,44 @@ TEST(Sandbox, AWriteReplacesTheContentAndIsRecordedAndAnythingElsePasses)
     close(file);
     close(max);
     EXPECT_EQ(sandbox.OpenDescriptors(), 0);
+}
+
+/** What the kernel answers to the same calls on /proc/sys/kernel/msgmax and /sys/class/net/lo/mtu. */
+TEST(Sandbox, ASysctlIgnoresWhatIsWrittenElsewhereThanAtItsStart)
+{
+    struct Step {
+        std::string text;
+        off_t position; ///< -1: write, not pwrite
+        std::string result;
+        std::string sysctl; ///< what either node says afterwards
+        std::string other;
+        off_t next; ///< where the descriptor stands afterwards
+    };
+    Step const steps[] = {
+        {"20000", -1, "5", "20000", "20000", 5}, {"900", -1, "3", "20000", "900", 8}, {"70", 0, "2", "70", "70", 8},
+        {"800", 3, "3", "70", "800", 8},         {"", 0, "0", "70", "800", 8},        {"", 2, "0", "70", "800", 8},
+        {"", -1, "0", "70", "800", 8},           {"40", 0, "2", "40", "40", 8},
+    };
+    Sandbox sandbox;
+    int const sysctl = OpenFile(sandbox.AddNode("/proc/sys/kernel/msgmax", "8192"), O_APPEND);
+    int const other = OpenFile(sandbox.AddNode("/sys/class/net/lo/mtu", "65536"));
+    for (Step const& step : steps) {
+        SCOPED_TRACE(&step - steps);
+        EXPECT_EQ(Put(sysctl, step.text, step.position), step.result);
+        EXPECT_EQ(Put(other, step.text, step.position), step.result);
+        EXPECT_EQ(sandbox.Read("/proc/sys/kernel/msgmax"), step.sysctl);
+        EXPECT_EQ(sandbox.Read("/sys/class/net/lo/mtu"), step.other);
+        EXPECT_EQ(lseek(sysctl, 0, SEEK_CUR), step.next);
+        EXPECT_EQ(lseek(other, 0, SEEK_CUR), step.next);
+    }
+    sandbox.FailNode("/proc/sys/kernel/msgmax", Fault::Error(EINVAL));
+    EXPECT_EQ(Put(sysctl, "junk", 1), "4") << "not looked at, so not refused";
+    EXPECT_EQ(Put(sysctl, "junk", 0), "-1 EINVAL");
+    EXPECT_EQ(sandbox.Writes("/proc/sys/kernel/msgmax")[1].Line(), "/proc/sys/kernel/msgmax <- 900: ignored at 5");
+    EXPECT_EQ(pwrite(other, "1", 1, -1), -1);
+    EXPECT_EQ(errno, EINVAL);
+    close(sysctl);
+    close(other);
 }
 
 TEST(Sandbox, FaultsStrikeAsLongAsTheySay)

@@ -5,6 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 
 using Strings = std::vector<std::string>;
@@ -13,7 +19,7 @@ enum Writer { TEXT, UINT };
 
 class SysWrapperTest : public testing::Test {
 protected:
-    SysWrapperTest() { sandbox.AddNode("node"); }
+    SysWrapperTest() { sandbox.AddNode("/proc/node"); }
     ~SysWrapperTest() override { SysWrapper::SysClose(fd); }
 
     /** @return "result; writes; log lines", of these the priority and what errno was. */
@@ -24,7 +30,7 @@ protected:
         errno = ENODEV; // what an earlier call left behind must not be taken for this one's error
         int const result = writer == TEXT ? SysWrapper::SysOpenAndWriteStr("cpu", path, "57", fd)
                                           : SysWrapper::SysOpenAndWriteUint("cpu", path, 57, fd);
-        std::string outcome = std::to_string(result);
+        std::string outcome = std::to_string(result) + (result == 0 && errno != ENODEV ? " and errno lost" : "");
         for (NodeWrite const& write : sandbox.TakeWrites()) {
             outcome += "; " + write.Line();
         }
@@ -36,7 +42,7 @@ protected:
 
     Sandbox sandbox;
     LogCapture log;
-    std::string const path = sandbox.Path("node");
+    std::string const path = sandbox.Path("/proc/node");
     int fd = -1;
 };
 
@@ -48,10 +54,10 @@ TEST_F(SysWrapperTest, EveryFaultHasItsOutcome)
         std::vector<Fault> faults;
         std::string expected;
     };
-    std::string const node = "; node <- 57";
+    std::string const node = "; /proc/node <- 57";
     std::string const stale = node + ": ENODEV";
     std::string const partly = node + ": 1 of 2 bytes";
-    std::string const raw = "; node <- 9\\x00\\x00\\x00";
+    std::string const raw = "; /proc/node <- 9\\x00\\x00\\x00";
     Row const rows[] = {
         {TEXT, false, {}, "0" + node},
         {TEXT, true, {}, "0" + node},
@@ -71,12 +77,12 @@ TEST_F(SysWrapperTest, EveryFaultHasItsOutcome)
         SCOPED_TRACE(&row - rows);
         ASSERT_TRUE(!row.opened || Write(row.writer)[0] == '0');
         for (Fault const& fault : row.faults) {
-            sandbox.FailNode("node", fault);
+            sandbox.FailNode("/proc/node", fault);
         }
         EXPECT_EQ(Write(row.writer), row.expected);
         EXPECT_EQ(fd >= 0, row.expected[0] == '0');
         EXPECT_EQ(sandbox.OpenDescriptors(), fd >= 0 ? 1 : 0);
-        sandbox.ClearFaults("node");
+        sandbox.ClearFaults("/proc/node");
         EXPECT_EQ(Write(row.writer)[0], '0') << "the next call starts afresh";
         SysWrapper::SysClose(fd);
     }
@@ -87,12 +93,31 @@ TEST_F(SysWrapperTest, ADescriptorServesAsLongAsWritesSucceed)
     fd = -7;
     SysWrapper::SysClose(fd);
     EXPECT_EQ(fd, -7);
-    EXPECT_EQ(Write(TEXT), "0; node <- 57") << "any negative value is a closed descriptor";
+    EXPECT_EQ(Write(TEXT), "0; /proc/node <- 57") << "any negative value is a closed descriptor";
     EXPECT_EQ(SysWrapper::SysOpenAndWriteStr("cpu", "/nowhere", "", fd), 0) << "the path is for opening only";
-    EXPECT_EQ(Lines(sandbox.Writes()), Strings{"node <- "});
+    EXPECT_EQ(Lines(sandbox.Writes()), Strings{"/proc/node <- "});
     SysWrapper::SysClose(fd);
     EXPECT_EQ(fd, -1);
     EXPECT_EQ(sandbox.OpenDescriptors(), 0);
+}
+
+TEST(SysWrapper, WhatCannotSeekTakesValuesOneAfterTheOther)
+{
+    Sandbox const folder;
+    std::string const path = folder.Path("fifo");
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    int const reader = open(path.c_str(), O_RDWR | O_NONBLOCK);
+    int fd = -1;
+    errno = ENODEV;
+    EXPECT_EQ(SysWrapper::SysOpenAndWriteStr("binder", path, "0F|7", fd), 0);
+    EXPECT_EQ(SysWrapper::SysOpenAndWriteUint("binder", path, 0x41414141, fd), 0);
+    EXPECT_EQ(SysWrapper::SysOpenAndWriteStr("binder", path, "FF|7", fd), 0);
+    EXPECT_EQ(errno, ENODEV);
+    char taken[16] = {};
+    EXPECT_EQ(read(reader, taken, sizeof(taken)), 12);
+    EXPECT_STREQ(taken, "0F|7AAAAFF|7");
+    SysWrapper::SysClose(fd);
+    close(reader);
 }
 
 TEST(SysWrapper, TimesCountMonthsFromZeroWithoutLeadingZeros)
