@@ -25,7 +25,7 @@ void PerfResource::StopThread()
     {
         PerfMutexLock lock(queueMutex);
         exitFlag = true;
-        queue.push_back({}); // only wakes the worker, which sees the flag before it would dispatch this
+        queue.Push({}); // only wakes the worker, which sees the flag before it would dispatch this
         queueCondition.NotifyOne();
     }
     if (worker.joinable()) {
@@ -59,11 +59,18 @@ int PerfResource::InitThread()
 
 int PerfResource::SendCommandToFifoQ(PerfCommand command)
 {
+    std::vector<PerfCommand> left; // freed without the lock
     {
         PerfMutexLock lock(queueMutex);
-        queue.push_back(std::move(command));
+        if (queue.Push(std::move(command))) {
+            left = queue.Compact(steady_clock::now());
+        }
     }
     queueCondition.NotifyOne(); // after the lock, so that the worker does not wake up to wait for it
+    if (!left.empty()) {
+        PF_LOGW("[%s:%d] [%s] worker is behind, %zu waiting commands that come to nothing left out", name.c_str(),
+                left.size());
+    }
     return 0;
 }
 
@@ -88,7 +95,7 @@ void PerfResource::WorkThread()
 
 PerfResource::StatusEnum PerfResource::WaitForStatusLocked(PerfMutexLock& lock, PerfTimePoint const& wakeUp)
 {
-    while (queue.empty()) {
+    while (queue.IsEmpty()) {
         if (wakeUp == PerfTimePoint{}) {
             queueCondition.Wait(lock);
         } else if (steady_clock::now() < wakeUp) {
@@ -140,12 +147,11 @@ int PerfResource::HandleNewCommand()
     PerfCommand command;
     {
         PerfMutexLock lock(queueMutex);
-        if (queue.empty()) {
+        if (queue.IsEmpty()) {
             PF_LOGE("[%s:%d] [%s] empty command que", name.c_str());
             return -1;
         }
-        command = std::move(queue.front());
-        queue.pop_front();
+        command = queue.Pop();
     }
     if (CommandDispath(command) != 0) {
         PF_LOGE("[%s:%d] [%s] CommandDispath failed", name.c_str());

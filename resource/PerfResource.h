@@ -2,12 +2,12 @@
 
 #include "command/CommandWrapper.h"
 #include "group/PerfGroup.h"
+#include "resource/PerfCommandQueue.h"
 #include "sys/PerfMutex.h"
 
 #include <corvane/PerfConfig.h>
 #include <corvane/PerfTypes.h>
 
-#include <deque>
 #include <functional>
 #include <memory>
 #include <sstream>
@@ -68,7 +68,10 @@ public:
     /** Starts the worker, once. Failing to is fatal for the process. */
     int InitThread();
 
-    /** Queues a command and wakes the worker once. @return 0. */
+    /**
+     * Queues a command and wakes the worker once. Behind more than PerfCommandQueue::BOUND of them what would come to
+     * nothing is left out, with one warning line. @return 0.
+     */
     int SendCommandToFifoQ(PerfCommand command);
 
     /**
@@ -149,5 +152,5 @@ private:
     PerfMutex queueMutex;
     PerfCondition queueCondition;
     bool exitFlag CORVANE_GUARDED_BY(queueMutex) = false;
-    std::deque<PerfCommand> queue CORVANE_GUARDED_BY(queueMutex); ///< oldest first
+    PerfCommandQueue queue CORVANE_GUARDED_BY(queueMutex);
 };

@@ -99,3 +99,33 @@ TEST_F(PerfResourceTest, DestructionWaitsForTheCommandInProgressAndDropsTheQueue
     EXPECT_EQ(writes.back().result, 2) << "the write in progress came to its end";
     EXPECT_EQ(sandbox.OpenDescriptors(), 0);
 }
+
+TEST_F(PerfResourceTest, AFloodBehindAHangingNodeComesDownToWhatIsOutstanding)
+{
+    auto const resource = Build(1);
+    EXPECT_EQ(resource->InitThread(), 0);
+    NodeGate gate(sandbox, "n0");
+    auto const send = [&](PerfCommandType type, std::shared_ptr<PerfCommandItem> const& item) {
+        EXPECT_EQ(resource->SendCommandToFifoQ({type, item}), 0);
+    };
+    send(PERF_COMMAND_LONG_START, Item(1, {{0, {{BOOST, 50}}}}));
+    ASSERT_TRUE(gate.WaitBlocked());
+    auto const touch = [&](unsigned long long handle) {
+        auto const item = Item(handle, {{0, {{BOOST, 60}}}});
+        send(PERF_COMMAND_LONG_START, item);
+        send(PERF_COMMAND_LONG_STOP, item);
+    };
+    for (unsigned long long handle = 2; handle < 2 + PerfCommandQueue::BOUND / 2; ++handle) {
+        touch(handle);
+    }
+    EXPECT_TRUE(log.Lines().empty()) << "up to the bound everything waits";
+    for (unsigned long long handle = 20'000; handle < 60'000; ++handle) {
+        touch(handle);
+    }
+    send(PERF_COMMAND_LONG_START, Item(3, {{0, {{BOOST, 55}}}}));
+    EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, "PF_RES", "SendCommandToFifoQ",
+                        "[" + NAME + "] worker is behind, 16384 waiting commands that come to nothing left out"));
+    gate.Release();
+    EXPECT_TRUE(sandbox.WaitForContent("n0", "55"));
+    EXPECT_LT(sandbox.WriteCount(), PerfCommandQueue::BOUND + 3);
+}
