@@ -3,16 +3,8 @@
 #include <corvane/PerfCatalogue.h>
 #include <corvane/PerfTypes.h>
 
-#include <map>
 #include <sstream>
 #include <vector>
-
-/** One phase of an event on one resource, with offsets in ms from the event's start. */
-struct PerfEventItemInt {
-    unsigned int startTime = 0;
-    unsigned int endTime = 0;
-    PerfGroupTable groupInfo;
-};
 
 /**
  * The catalogue of configurable events, and the probe.
@@ -23,8 +15,8 @@ struct PerfEventItemInt {
  */
 class EventManager {
 public:
-    using EventItems = std::multimap<PerfQosId, PerfEventItemInt>;
-    using EventTable = std::map<PerfEventId, EventItems>;
+    using EventItems = PerfEventItems;
+    using EventTable = PerfEventTable;
 
     EventTable Init(std::vector<ConfigurableEvent> const& events) const;
     /** Each resource's phases follow one another without a gap; an offset beyond 32 bits is refused. */

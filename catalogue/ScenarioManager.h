@@ -3,7 +3,6 @@
 #include <corvane/PerfCatalogue.h>
 #include <corvane/PerfTypes.h>
 
-#include <map>
 #include <sstream>
 #include <vector>
 
@@ -15,8 +14,8 @@
  */
 class ScenarioManager {
 public:
-    using ScenarioItems = std::map<PerfQosId, PerfGroupTable>;
-    using ScenarioTable = std::map<PerfScenarioId, ScenarioItems>;
+    using ScenarioItems = PerfScenarioItems;
+    using ScenarioTable = PerfScenarioTable;
 
     ScenarioTable Init(std::vector<ConfigurableScenario> const& scenarios) const;
     PerfGroupTable LoadGroupInfo(std::vector<GroupInfo> const& groupInfos) const;

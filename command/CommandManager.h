@@ -3,21 +3,13 @@
 #include "command/CommandWrapper.h"
 #include "sys/PerfMutex.h"
 
+#include <corvane/PerfRequest.h>
 #include <corvane/PerfTypes.h>
 
 #include <atomic>
 #include <map>
 #include <unordered_map>
 #include <vector>
-
-/** How many handles may be outstanding, and where their numbers begin. */
-struct CommandLimits {
-    unsigned int maxProcessNum = 1024;         ///< most processes that hold handles at once
-    unsigned int maxHandleNumPerProcess = 512; ///< most handles of one process; all running events count as one process
-    unsigned int maxTotalHandleNum = 8192;
-    int eventPid = 0; ///< the process under which event handles are kept; every client's must be greater
-    unsigned long long firstHandle = 1;
-};
 
 /**
  * Gives out handles, keeps what stands behind each until its release or its end, and builds the release commands.

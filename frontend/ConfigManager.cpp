@@ -35,7 +35,7 @@ int ConfigManager::Init(PerfDefaultConfig const& config, std::vector<Configurabl
         return -1;
     }
     if (!events.empty()) {
-        EventManager::EventTable table = eventManager.Init(events);
+        PerfEventTable table = eventManager.Init(events);
         if (table.empty()) {
             PF_LOGE("[%s:%d] event manager Init failed");
             return -1;
@@ -47,7 +47,7 @@ int ConfigManager::Init(PerfDefaultConfig const& config, std::vector<Configurabl
         eventManager.Update(table, probe);
     }
     if (!scenarios.empty()) {
-        ScenarioManager::ScenarioTable table = scenarioManager.Init(scenarios);
+        PerfScenarioTable table = scenarioManager.Init(scenarios);
         if (table.empty()) {
             PF_LOGE("[%s:%d] scenario manager Init failed");
             return -1;
@@ -62,11 +62,11 @@ int ConfigManager::Init(PerfDefaultConfig const& config, std::vector<Configurabl
     return 0;
 }
 
-int ConfigManager::EventValidate(EventManager::EventTable& events) noexcept
+int ConfigManager::EventValidate(PerfEventTable& events) noexcept
 {
-    EventManager::EventTable validated;
+    PerfEventTable validated;
     for (auto const& [eventId, items] : events) {
-        EventManager::EventItems& kept = validated[eventId];
+        PerfEventItems& kept = validated[eventId];
         for (auto const& [qosId, item] : items) {
             auto const& resource = resourceManager.GetResourcePtr(qosId);
             if (resource == nullptr) {
@@ -85,7 +85,7 @@ int ConfigManager::EventValidate(EventManager::EventTable& events) noexcept
     return 0;
 }
 
-int ConfigManager::ScenarioValidate(ScenarioManager::ScenarioTable& scenarios) noexcept
+int ConfigManager::ScenarioValidate(PerfScenarioTable& scenarios) noexcept
 {
     for (auto& scenario : scenarios) {
         for (auto& [qosId, groups] : scenario.second) {

@@ -18,12 +18,6 @@
 #include <string>
 #include <vector>
 
-/** What one request asks of one resource, after its parts have been folded together. */
-struct QosInfoInt {
-    PerfQosId qosId = 0;
-    PerfGroupTable groupInfo;
-};
-
 struct ConfigManagerOptions {
     CommandLimits commandLimits;
     /** The process on whose behalf the debug console holds scenarios; no real one has it. */
@@ -111,8 +105,8 @@ public:
     CORVANE_EXPORT void DumpCoreVersion(std::ostringstream& out) noexcept;
 
     // The steps of the calls above.
-    CORVANE_EXPORT int EventValidate(EventManager::EventTable& events) noexcept;
-    CORVANE_EXPORT int ScenarioValidate(ScenarioManager::ScenarioTable& scenarios) noexcept;
+    CORVANE_EXPORT int EventValidate(PerfEventTable& events) noexcept;
+    CORVANE_EXPORT int ScenarioValidate(PerfScenarioTable& scenarios) noexcept;
     /** Folds a request into one entry per resource, by ascending id. */
     CORVANE_EXPORT std::vector<QosInfoInt> RequestFilter(std::vector<PerfRequestInfo> const& infos) const noexcept;
     /** Drops entries without a resource (and reports the last such id); corrects values where configured. */

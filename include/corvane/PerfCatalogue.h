@@ -3,6 +3,7 @@
 #include <corvane/PerfRequest.h>
 #include <corvane/PerfTypes.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -45,3 +46,16 @@ struct ConfigurableScenario {
     PerfScenarioId scenarioId = 0; ///< 0..5
     std::vector<ScenarioQosItem> qosItems;
 };
+
+/** One phase of an event on one resource, with offsets in ms from the event's start. */
+struct PerfEventItemInt {
+    unsigned int startTime = 0;
+    unsigned int endTime = 0;
+    PerfGroupTable groupInfo;
+};
+
+/** The loaded catalogues, as the validation steps take them: by id, then by resource. */
+using PerfEventItems = std::multimap<PerfQosId, PerfEventItemInt>;
+using PerfEventTable = std::map<PerfEventId, PerfEventItems>;
+using PerfScenarioItems = std::map<PerfQosId, PerfGroupTable>;
+using PerfScenarioTable = std::map<PerfScenarioId, PerfScenarioItems>;
