@@ -5,8 +5,7 @@ set(CORVANE_INSTALL_CMAKE "${CMAKE_INSTALL_LIBDIR}/cmake/corvane")
 
 install(TARGETS corvane EXPORT corvaneTargets COMPONENT corvane
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT corvane
-    FILE_SET HEADERS DESTINATION "${CORVANE_INSTALL_HEADERS}" COMPONENT corvane
-    FILE_SET internal_headers DESTINATION "${CORVANE_INSTALL_HEADERS}" COMPONENT corvane)
+    FILE_SET HEADERS DESTINATION "${CORVANE_INSTALL_HEADERS}" COMPONENT corvane)
 install(EXPORT corvaneTargets NAMESPACE corvane:: DESTINATION "${CORVANE_INSTALL_CMAKE}" COMPONENT corvane)
 
 configure_package_config_file(cmake/corvaneConfig.cmake.in "${PROJECT_BINARY_DIR}/corvaneConfig.cmake"

@@ -314,11 +314,14 @@ int CommandManager::BuildReleaseAllCommand(int pid, HandleWrapperMap& out)
     return 0;
 }
 
-bool CommandManager::IsOutstanding(int pid, unsigned long long handle)
+bool CommandManager::IsReleasedSince(StartTicket const& ticket, int pid, unsigned long long handle)
 {
+    if (TakeTicket().releaseCount == ticket.releaseCount) {
+        return false;
+    }
     PerfMutexLock lock(mutex);
     auto const process = pidHandleMap.find(pid);
-    return process != pidHandleMap.end() && process->second.count(handle) != 0;
+    return process == pidHandleMap.end() || process->second.count(handle) == 0;
 }
 
 unsigned int CommandManager::TotalHandleNum()

@@ -28,6 +28,11 @@ public:
     /** Result of RequestProbeHandle. */
     enum ProbeResult : int { PROBE_DUPLICATE = 0, PROBE_MADE = 1, PROBE_NO_HANDLE = 2 };
 
+    /** Moves on whenever a release takes something away. */
+    struct StartTicket {
+        unsigned long long releaseCount;
+    };
+
     explicit CommandManager(CommandLimits const& limits = {});
 
     /** Records the wrapper under a new handle and stamps it. PERF_COMMAND_BASE_SET gets NO_HANDLE and no record. */
@@ -46,13 +51,13 @@ public:
     /** Replaces out with the release of everything that one process holds. */
     int BuildReleaseAllCommand(int pid, HandleWrapperMap& out);
 
+    /** Taken before a start is recorded, to find out later whether anything was released since. */
+    StartTicket TakeTicket() const { return StartTicket{releaseCount.load(std::memory_order_acquire)}; }
     /**
-     * Moves on whenever a release takes something away. A starter that saw the same number before recording and after
-     * sending knows, without a look-up, that nobody released in between.
+     * @param pid the process that the handle stands under (eventPid for events, the thread for probes).
+     * @return whether the handle is gone. Without any release since the ticket was taken that costs no look-up.
      */
-    unsigned long long ReleaseCount() const { return releaseCount.load(std::memory_order_acquire); }
-    /** @return whether the handle still stands under this process (eventPid for events, the thread for probes). */
-    bool IsOutstanding(int pid, unsigned long long handle);
+    bool IsReleasedSince(StartTicket const& ticket, int pid, unsigned long long handle);
     int EventPid() const { return limits.eventPid; }
     /** @return outstanding handles, expired ones included until they are forgotten. */
     unsigned int TotalHandleNum();

@@ -1,41 +1,50 @@
 #define LOG_TAG "PF_CFG_MGR"
 
-#include <corvane/ConfigManager.h>
+#include "frontend/ConfigManagerMembers.h"
 
 #include "resource/PerfResource.h"
 #include "sys/Log.h"
 
+#include <new>
 #include <utility>
 
 ConfigManager::ConfigManager() : ConfigManager(ConfigManagerOptions{}) {}
 
-ConfigManager::ConfigManager(ConfigManagerOptions const& options)
+ConfigManager::ConfigManager(ConfigManagerOptions const& options) : my(*new (room) Members(options))
+{
+    static_assert(sizeof(Members) <= sizeof(room) && alignof(Members) <= alignof(std::max_align_t));
+}
+
+ConfigManager::~ConfigManager()
+{
+    my.~Members();
+}
+
+ConfigManager::Members::Members(ConfigManagerOptions const& options)
     : commandManager(options.commandLimits), threadBinder(options.threadBinderNode),
       debugHandles(PERF_SCENARIO_ID_COUNT, NO_HANDLE), debugClientPid(options.debugClientPid)
 {
 }
 
-ConfigManager::~ConfigManager() = default;
-
 int ConfigManager::Init(PerfDefaultConfig const& config, std::vector<ConfigurableEvent> const& events,
                         std::vector<ConfigurableScenario> const& scenarios, ProbeEvent const& probe) noexcept
 {
-    if (initCalled) {
+    if (my.initCalled) {
         PF_LOGE("[%s:%d] Init called again");
         return -1;
     }
-    initCalled = true;
+    my.initCalled = true;
 
-    if (workModeManager.InitWorkMode(config.controlInfo.workMode) != 0) {
+    if (my.workModeManager.InitWorkMode(config.controlInfo.workMode) != 0) {
         PF_LOGE("[%s:%d] workMode invalid %u", config.controlInfo.workMode);
         return -1;
     }
-    if (resourceManager.Init(config) != 0) {
+    if (my.resourceManager.Init(config) != 0) {
         PF_LOGE("[%s:%d] resource manager Init failed");
         return -1;
     }
     if (!events.empty()) {
-        PerfEventTable table = eventManager.Init(events);
+        PerfEventTable table = my.eventManager.Init(events);
         if (table.empty()) {
             PF_LOGE("[%s:%d] event manager Init failed");
             return -1;
@@ -44,10 +53,10 @@ int ConfigManager::Init(PerfDefaultConfig const& config, std::vector<Configurabl
             PF_LOGE("[%s:%d] EventValidate failed");
             return -1;
         }
-        eventManager.Update(table, probe);
+        my.eventManager.Update(table, probe);
     }
     if (!scenarios.empty()) {
-        PerfScenarioTable table = scenarioManager.Init(scenarios);
+        PerfScenarioTable table = my.scenarioManager.Init(scenarios);
         if (table.empty()) {
             PF_LOGE("[%s:%d] scenario manager Init failed");
             return -1;
@@ -56,9 +65,9 @@ int ConfigManager::Init(PerfDefaultConfig const& config, std::vector<Configurabl
             PF_LOGE("[%s:%d] ScenarioValidate failed");
             return -1;
         }
-        scenarioManager.Update(table);
+        my.scenarioManager.Update(table);
     }
-    threadBinder.Init(probe.threadBinderPath);
+    my.threadBinder.Init(probe.threadBinderPath);
     return 0;
 }
 
@@ -68,7 +77,7 @@ int ConfigManager::EventValidate(PerfEventTable& events) noexcept
     for (auto const& [eventId, items] : events) {
         PerfEventItems& kept = validated[eventId];
         for (auto const& [qosId, item] : items) {
-            auto const& resource = resourceManager.GetResourcePtr(qosId);
+            auto const& resource = my.resourceManager.GetResourcePtr(qosId);
             if (resource == nullptr) {
                 PF_LOGW("[%s:%d] resource ptr is NULL for qos id %u", qosId);
                 continue;
@@ -89,7 +98,7 @@ int ConfigManager::ScenarioValidate(PerfScenarioTable& scenarios) noexcept
 {
     for (auto& scenario : scenarios) {
         for (auto& [qosId, groups] : scenario.second) {
-            auto const& resource = resourceManager.GetResourcePtr(qosId);
+            auto const& resource = my.resourceManager.GetResourcePtr(qosId);
             if (resource == nullptr) {
                 PF_LOGE("[%s:%d] resource ptr is NULL for qos id %u", qosId);
                 return -1;
@@ -106,9 +115,9 @@ int ConfigManager::ScenarioValidate(PerfScenarioTable& scenarios) noexcept
 void ConfigManager::Reset() noexcept
 {
     // The whole of it under the debug lock: a console that switched a scenario on meanwhile would lose its handle.
-    PerfMutexLock lock(debugLock);
+    PerfMutexLock lock(my.debugLock);
     CommandManager::PidHandleMap released;
-    commandManager.BuildReleaseAllCommand(released);
+    my.commandManager.BuildReleaseAllCommand(released);
     for (auto& [pid, wrappers] : released) {
         for (auto& [handle, wrapper] : wrappers) {
             if (ReleaseCommand(pid, handle, wrapper) != 0) {
@@ -116,5 +125,5 @@ void ConfigManager::Reset() noexcept
             }
         }
     }
-    debugHandles.assign(PERF_SCENARIO_ID_COUNT, NO_HANDLE);
+    my.debugHandles.assign(PERF_SCENARIO_ID_COUNT, NO_HANDLE);
 }

@@ -1,11 +1,44 @@
 #define LOG_TAG "PF_CFG_MGR"
 
-#include <corvane/ConfigManager.h>
+#include "frontend/ConfigManagerMembers.h"
 
 #include "resource/PerfResource.h"
 #include "sys/Log.h"
 
 #include <map>
+
+namespace {
+
+struct DebugScenarioInfo {
+    unsigned int enable;     ///< 1 on, 0 off
+    unsigned int scenarioId; ///< also the slot in the debug handle table
+};
+
+void DebugEnable(ConfigManager& manager, int pid, std::ostringstream& out, unsigned int scenarioId,
+                 unsigned long long& slot)
+{
+    if (slot != NO_HANDLE) {
+        out << "debug cmd is in effect, delete it first" << std::endl;
+        return;
+    }
+    int const ret = manager.PerfSetScenario(pid, scenarioId, slot);
+    if (ret != 0) {
+        out << "set scenario " << scenarioId << " fail, ret = " << ret << std::endl;
+        slot = NO_HANDLE;
+    }
+}
+
+void DebugDisable(ConfigManager& manager, int pid, std::ostringstream& out, unsigned int scenarioId,
+                  unsigned long long& slot)
+{
+    if (slot == NO_HANDLE) {
+        out << "release scenario " << scenarioId << ", fail, handle invalid." << std::endl;
+    }
+    manager.PerfRelease(pid, slot); // also with an empty slot: an unknown handle is no error
+    slot = NO_HANDLE;
+}
+
+} // namespace
 
 int ConfigManager::DebugSet(std::ostringstream& out, std::string const& option) noexcept
 {
@@ -17,44 +50,22 @@ int ConfigManager::DebugSet(std::ostringstream& out, std::string const& option) 
         {"--game_start_mode_enable", {1, 4}},   {"--game_start_mode_disable", {0, 4}},
         {"--power_saving_mode_enable", {1, 5}}, {"--power_saving_mode_disable", {0, 5}},
     };
-    PerfMutexLock lock(debugLock);
+    PerfMutexLock lock(my.debugLock);
     auto const found = options.find(option);
     if (found == options.end()) {
         return 0;
     }
     auto const [enable, scenarioId] = found->second;
-    if (scenarioId >= debugHandles.size()) {
-        PF_LOGE("[%s:%d] invalid scenario id %u, vec size = %zu", scenarioId, debugHandles.size());
+    if (scenarioId >= my.debugHandles.size()) {
+        PF_LOGE("[%s:%d] invalid scenario id %u, vec size = %zu", scenarioId, my.debugHandles.size());
         return 1;
     }
     if (enable == 1) {
-        DebugEnable(out, scenarioId, debugHandles[scenarioId]);
+        DebugEnable(*this, my.debugClientPid, out, scenarioId, my.debugHandles[scenarioId]);
     } else {
-        DebugDisable(out, scenarioId, debugHandles[scenarioId]);
+        DebugDisable(*this, my.debugClientPid, out, scenarioId, my.debugHandles[scenarioId]);
     }
     return 1;
-}
-
-void ConfigManager::DebugEnable(std::ostringstream& out, unsigned int scenarioId, unsigned long long& slot)
-{
-    if (slot != NO_HANDLE) {
-        out << "debug cmd is in effect, delete it first" << std::endl;
-        return;
-    }
-    int const ret = PerfSetScenario(debugClientPid, scenarioId, slot);
-    if (ret != 0) {
-        out << "set scenario " << scenarioId << " fail, ret = " << ret << std::endl;
-        slot = NO_HANDLE;
-    }
-}
-
-void ConfigManager::DebugDisable(std::ostringstream& out, unsigned int scenarioId, unsigned long long& slot)
-{
-    if (slot == NO_HANDLE) {
-        out << "release scenario " << scenarioId << ", fail, handle invalid." << std::endl;
-    }
-    PerfRelease(debugClientPid, slot); // also with an empty slot: an unknown handle is no error
-    slot = NO_HANDLE;
 }
 
 int ConfigManager::Dump(std::ostringstream& out, std::vector<std::string> const& args) noexcept
@@ -75,15 +86,15 @@ int ConfigManager::Dump(std::ostringstream& out, std::vector<std::string> const&
 bool ConfigManager::DumpInfo(std::ostringstream& out, std::string const& option) noexcept
 {
     if (option == "--event") {
-        eventManager.Dump(out);
+        my.eventManager.Dump(out);
     } else if (option == "--scenario") {
-        scenarioManager.Dump(out);
+        my.scenarioManager.Dump(out);
     } else if (option == "--base_info") {
         PF_LOGD("[%s:%d] before base_info Dump");
         TaskDump(true, out);
         PF_LOGD("[%s:%d] before base_info Dump"); // after it, in the same words
     } else if (option == "--workMode") {
-        workModeManager.Dump(out);
+        my.workModeManager.Dump(out);
     } else if (option == "--task") {
         PF_LOGD("[%s:%d] before task Dump");
         TaskDump(false, out);
@@ -105,13 +116,13 @@ int ConfigManager::TaskDump(bool baseInfo, std::ostringstream& out) noexcept
     BuildGetLogCmd(NO_HANDLE, ids, wrapper);
 
     // A resource has one slot for its answer: a second dump at once would take it, or wait for ever.
-    PerfMutexLock lock(dumpLock);
-    if (resourceManager.SendCmdToResources(wrapper) != 0) {
+    PerfMutexLock lock(my.dumpLock);
+    if (my.resourceManager.SendCmdToResources(wrapper) != 0) {
         PF_LOGE("[%s:%d] TaskDump SendCmdToResources failed");
         return -1;
     }
     for (PerfQosId const id : ids) {
-        auto const& resource = resourceManager.GetResourcePtr(id);
+        auto const& resource = my.resourceManager.GetResourcePtr(id);
         if (resource != nullptr && resource->WaitLogFinish(baseInfo, out)) {
             PF_LOGD("[%s:%d] [%s:%d] res %u log finish", __func__, __LINE__, id);
         }
@@ -122,7 +133,7 @@ int ConfigManager::TaskDump(bool baseInfo, std::ostringstream& out) noexcept
 void ConfigManager::BuildGetLogCmd(unsigned long long handle, std::vector<PerfQosId>& ids,
                                    CommandWrapper& wrapper) const noexcept
 {
-    resourceManager.GetResourceIds(handle, ids); // the handle is taken as a mask of resources: all bits, all of them
+    my.resourceManager.GetResourceIds(handle, ids); // the handle is taken as a mask of resources: all bits, all of them
     for (PerfQosId const id : ids) {
         wrapper.InsertDebugCommand(id);
     }
@@ -131,7 +142,7 @@ void ConfigManager::BuildGetLogCmd(unsigned long long handle, std::vector<PerfQo
 void ConfigManager::DumpFreqLimitHistory(std::ostringstream& out) noexcept
 {
     for (PerfQosId id = 0; id < PERF_QOS_LIMIT_HISTORY_COUNT; ++id) {
-        auto const& resource = resourceManager.GetResourcePtr(id);
+        auto const& resource = my.resourceManager.GetResourcePtr(id);
         if (resource != nullptr) {
             resource->DumpLimitHistoryLog(out);
         }

@@ -1,7 +1,7 @@
 #define LOG_TAG "PF_CFG_MGR"
 
-#include <corvane/ConfigManager.h>
-
+#include "frontend/CommandStart.h"
+#include "frontend/ConfigManagerMembers.h"
 #include "resource/PerfResource.h"
 #include "sys/Log.h"
 #include "sys/SysWrapper.h"
@@ -56,24 +56,24 @@ int ConfigManager::PerfRequest(int pid, unsigned int duration, std::vector<PerfR
     for (QosInfoInt& info : request) {
         wrapper.InsertRequestCommand(info.qosId, std::move(info.groupInfo));
     }
-    return RecordAndSend(__func__, pid, now, wrapper, handle);
+    return my.RecordAndSend(__func__, pid, now, wrapper, handle);
 }
 
-int ConfigManager::RecordAndSend(char const* method, int pid, PerfTimePoint const& now, CommandWrapper& wrapper,
-                                 unsigned long long& handle)
+int ConfigManager::Members::RecordAndSend(char const* method, int pid, PerfTimePoint const& now,
+                                          CommandWrapper& wrapper, unsigned long long& handle)
 {
-    unsigned long long const releaseCount = commandManager.ReleaseCount();
+    CommandStart start(commandManager, pid);
     if (commandManager.RequestHandle(pid, now, wrapper, handle) != 0) {
         PF_LOGE_AS(method, "[%s:%d] RequestHandle failed for pid %d", pid);
         return -1;
     }
-    int const sent = resourceManager.SendCmdToResources(wrapper);
-    StopIfReleased(pid, releaseCount, wrapper);
-    if (sent != 0) {
-        PF_LOGE_AS(method, "[%s:%d] SendCmdToResources failed for pid %d", pid);
-        return -1;
-    }
-    return 0;
+    return start.Send(resourceManager, wrapper, [method, pid](bool sent) {
+        if (!sent) {
+            PF_LOGE_AS(method, "[%s:%d] SendCmdToResources failed for pid %d", pid);
+            return -1;
+        }
+        return 0;
+    });
 }
 
 int ConfigManager::PreHandleEasBaseCommand(unsigned int duration, PerfCommandType& type,
@@ -140,7 +140,7 @@ int ConfigManager::RequestValidate(PerfCommandType type, std::vector<QosInfoInt>
 {
     auto kept = request.begin();
     for (QosInfoInt& info : request) {
-        auto const& resource = resourceManager.GetResourcePtr(info.qosId);
+        auto const& resource = my.resourceManager.GetResourcePtr(info.qosId);
         if (resource == nullptr) {
             PF_LOGD("[%s:%d] resource ptr is NULL for qos id %u", info.qosId);
             invalidQosId = info.qosId;
@@ -179,22 +179,10 @@ void ConfigManager::AddSysTraceName(std::vector<PerfRequestInfo> const& infos) c
     SysWrapper::SysTraceName(label);
 }
 
-bool ConfigManager::StopIfReleased(int owner, unsigned long long releaseCount, CommandWrapper& wrapper)
-{
-    if (commandManager.ReleaseCount() == releaseCount || wrapper.handle == NO_HANDLE ||
-        commandManager.IsOutstanding(owner, wrapper.handle)) {
-        return false;
-    }
-    if (commandManager.UpdateReleaseCommandType(wrapper) == 0) {
-        resourceManager.SendCmdToResources(wrapper);
-    }
-    return true;
-}
-
 int ConfigManager::PerfRelease(int pid, unsigned long long handle) noexcept
 {
     CommandWrapper wrapper;
-    if (commandManager.BuildReleaseCommand(pid, handle, wrapper) != 0) {
+    if (my.commandManager.BuildReleaseCommand(pid, handle, wrapper) != 0) {
         PF_LOGD("[%s:%d] BuildReleaseCommand failed for pid %d", pid);
         return 0;
     }
@@ -208,7 +196,7 @@ int ConfigManager::PerfRelease(int pid, unsigned long long handle) noexcept
 int ConfigManager::PerfReleaseAll(int pid) noexcept
 {
     CommandManager::HandleWrapperMap released;
-    if (commandManager.BuildReleaseAllCommand(pid, released) != 0) {
+    if (my.commandManager.BuildReleaseAllCommand(pid, released) != 0) {
         PF_LOGD("[%s:%d] no command need to release");
         return 0;
     }
@@ -225,35 +213,10 @@ int ConfigManager::ReleaseCommand(int pid, unsigned long long handle, CommandWra
 {
     PF_LOGD("[%s:%d] ReleaseCommand for pid: %d", pid);
     if (wrapper.cmdType == PERF_COMMAND_MODE_START) {
-        return ReleaseWorkModeCommand(__func__, handle, wrapper);
+        return my.ReleaseWorkModeCommand(__func__, handle, wrapper);
     }
-    if (resourceManager.SendCmdToResources(wrapper) != 0) {
+    if (my.resourceManager.SendCmdToResources(wrapper) != 0) {
         PF_LOGE("[%s:%d] SendCmdToResources failed for handle %llu", handle);
-        return -1;
-    }
-    return 0;
-}
-
-int ConfigManager::ReleaseWorkModeCommand(char const* method, unsigned long long handle, CommandWrapper& wrapper)
-{
-    PerfMutexLock lock(modeLock);
-    PerfWorkMode newMode = PERF_WORK_MODE_DEFAULT;
-    int const changed = workModeManager.ReleaseWorkMode(handle, newMode);
-    if (changed < 0) {
-        PF_LOGE_AS(method, "[%s:%d] ReleaseWorkMode failed for handle %llu", handle);
-        return -1;
-    }
-    if (changed == 0) {
-        PF_LOGE_AS(method, "[%s:%d] work mode not change"); // no failure, but an error line all the same
-        return 0;
-    }
-    // The start's items may still be read by workers: the release takes fresh ones.
-    for (auto& item : wrapper.commands) {
-        item = item == nullptr ? nullptr : std::make_shared<PerfCommandItem>(*item);
-    }
-    wrapper.FillInWorkMode(newMode);
-    if (resourceManager.SendWorkModeCmd(wrapper) != 0) {
-        PF_LOGE_AS(method, "[%s:%d] SendWorkModeCmd failed for handle %llu", handle);
         return -1;
     }
     return 0;

@@ -1,22 +1,16 @@
 #pragma once
 
-#include "catalogue/EventManager.h"
-#include "catalogue/ScenarioManager.h"
-#include "catalogue/WorkModeManager.h"
-#include "command/CommandManager.h"
-#include "command/CommandWrapper.h"
-#include "resource/ResourceManager.h"
-#include "sys/PerfMutex.h"
-#include "sys/PerfThreadBinder.h"
-
 #include <corvane/PerfCatalogue.h>
 #include <corvane/PerfConfig.h>
 #include <corvane/PerfRequest.h>
 #include <corvane/PerfTypes.h>
 
+#include <cstddef>
 #include <sstream>
 #include <string>
 #include <vector>
+
+class CommandWrapper;
 
 struct ConfigManagerOptions {
     CommandLimits commandLimits;
@@ -125,41 +119,8 @@ public:
                                        CommandWrapper& wrapper) const noexcept;
 
 private:
-    struct DebugScenarioInfo {
-        unsigned int enable;     ///< 1 on, 0 off
-        unsigned int scenarioId; ///< also the slot in the debug handle table
-    };
+    struct Members;
 
-    // Steps shared by several operations, or parts of a long one; method is the one that they log for.
-    int RecordAndSend(char const* method, int pid, PerfTimePoint const& now, CommandWrapper& wrapper,
-                      unsigned long long& handle);
-    int ProbeEventDoor(char const* method, std::vector<unsigned int> const& params);
-    int ReleaseWorkModeCommand(char const* method, unsigned long long handle, CommandWrapper& wrapper);
-    /**
-     * Closes the gap between recording a start and sending it (or a part of it): what was released in between is sent
-     * its stop. A second stop, or one for a handle that has only expired, finds nothing in the groups and does no harm.
-     * @param owner the process that the handle stands under.
-     * @param releaseCount as it was before the start was recorded.
-     * @return whether the handle is gone.
-     */
-    bool StopIfReleased(int owner, unsigned long long releaseCount, CommandWrapper& wrapper);
-    void DebugEnable(std::ostringstream& out, unsigned int scenarioId, unsigned long long& slot);
-    void DebugDisable(std::ostringstream& out, unsigned int scenarioId, unsigned long long& slot);
-
-    // lock for themselves
-    CommandManager commandManager;
-    ResourceManager resourceManager; // constant after Init, as are the two catalogues
-    WorkModeManager workModeManager;
-    EventManager eventManager;
-    ScenarioManager scenarioManager;
-    PerfThreadBinder threadBinder;
-
-    // Lock order: debug, mode, dump; each may be held when a manager or a queue takes its own.
-    PerfMutex modeLock; ///< serialises every change of the work mode, its recording included
-    PerfMutex debugLock;
-    std::vector<unsigned long long> debugHandles CORVANE_GUARDED_BY(debugLock); ///< NO_HANDLE: nothing in effect
-    PerfMutex dumpLock; ///< held from sending the orders to collecting the answers
-
-    int const debugClientPid; // constant after construction
-    bool initCalled = false;  // the thread of Init only
+    alignas(std::max_align_t) unsigned char room[4096];
+    Members& my; ///< built in room, so that the size of the object does not move with them
 };

@@ -123,16 +123,16 @@ TEST_F(CommandManagerModel, RandomStartsAndReleasesMatchANaiveManager)
         int const pid = Pick(1, 4);
         auto const event = static_cast<PerfEventId>(Pick(0, 2));
         auto const handle = naive.next - std::min(naive.next, static_cast<unsigned long long>(Pick(0, 12)));
-        auto const releases = manager.ReleaseCount();
+        auto const ticket = manager.TakeTicket();
         Handles taken;
         if (Pick(0, 1) == 0) {
             Start(pid, event);
         } else {
             taken = Release(pid, event, handle);
         }
-        EXPECT_EQ(manager.ReleaseCount() != releases, !taken.empty());
         EXPECT_EQ(manager.TotalHandleNum(), naive.held.size());
-        EXPECT_EQ(manager.IsOutstanding(pid, handle), naive.held.count(handle) != 0 && naive.held[handle].pid == pid);
+        bool const isHeld = naive.held.count(handle) != 0 && naive.held[handle].pid == pid;
+        EXPECT_EQ(manager.IsReleasedSince(ticket, pid, handle), !taken.empty() && !isHeld);
     }
     EXPECT_GT(naive.next, 1000u) << "the limits have left nothing to play with";
 }

@@ -58,7 +58,10 @@ protected:
         return handle;
     }
 
-    unsigned long long Boost(PerfQosId qosId, int value) { return Request(0, {{qosId, {{PERF_OPERATION_BOOST, value}}}}); }
+    unsigned long long Boost(PerfQosId qosId, int value)
+    {
+        return Request(0, {{qosId, {{PERF_OPERATION_BOOST, value}}}});
+    }
 
     void Release(unsigned long long handle) { EXPECT_EQ(manager.PerfRelease(PID, handle), 0); }
 
@@ -84,8 +87,8 @@ private:
     }
 
     static inline std::string const queueName = "QUEUE", segmentsName = "SEGMENTS", loopbackName = "LOOPBACK";
-    static inline PerfQosConfig queue{
-        queueName, {{0U, queueName, 1024, 1048576, 8192, 16384, {MSGMAX, MSGMNB}, CHIP_TYPE_ANY}}};
+    static inline PerfQosConfig queue{queueName,
+                                      {{0U, queueName, 1024, 1048576, 8192, 16384, {MSGMAX, MSGMNB}, CHIP_TYPE_ANY}}};
     static inline PerfQosConfig segments{segmentsName,
                                          {{0U, segmentsName, 1, 40000, 4096, 40000, {SHMMNI}, CHIP_TYPE_ANY}}};
     static inline PerfQosConfig loopback{

@@ -1,0 +1,6 @@
+#pragma once
+
+/** A class of the service. */
+struct ResourceManager {
+    bool own = true;
+};
