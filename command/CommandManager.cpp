@@ -3,11 +3,9 @@
 #include "command/CommandManager.h"
 
 #include "sys/Log.h"
+#include "sys/PerfTime.h"
 
-#include <chrono>
 #include <utility>
-
-using std::chrono::steady_clock;
 
 CommandManager::CommandManager(CommandLimits const& commandLimits)
     : limits(commandLimits), nextHandle(commandLimits.firstHandle)
@@ -139,7 +137,7 @@ int CommandManager::BuildReleaseCommand(int pid, unsigned long long handle, Comm
         return -1;
     }
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(steady_clock::now());
+    ClearExpiredHandle(PerfTime::Now());
     if (ComposeReleaseCommand(pid, handle, out) != 0) {
         PF_LOGD("[%s:%d] ComposeReleaseCommand failed");
         return -1;
@@ -150,7 +148,7 @@ int CommandManager::BuildReleaseCommand(int pid, unsigned long long handle, Comm
 int CommandManager::BuildEventReleaseCommand(PerfEventId eventId, std::vector<CommandWrapper>& out)
 {
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(steady_clock::now());
+    ClearExpiredHandle(PerfTime::Now());
     auto const [first, last] = eventHandleMap.equal_range(eventId);
     if (first == last) {
         PF_LOGD("[%s:%d] invalid event id: %u", eventId);
@@ -176,7 +174,7 @@ int CommandManager::BuildEventReleaseCommand(PerfEventId eventId, std::vector<Co
 int CommandManager::BuildProbeReleaseCommand(int tid, CommandWrapper& out)
 {
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(steady_clock::now());
+    ClearExpiredHandle(PerfTime::Now());
     auto const probe = probeHandleMap.find(tid);
     if (probe == probeHandleMap.end()) {
         PF_LOGD("[%s:%d] invalid tid: %d", tid);
@@ -263,7 +261,7 @@ int CommandManager::DeleteFromShortTermEndtimeMap(PerfTimePoint const& endTime, 
 int CommandManager::BuildReleaseAllCommand(PidHandleMap& out)
 {
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(steady_clock::now());
+    ClearExpiredHandle(PerfTime::Now());
     NoteRelease();
     shortTermEndtimeMap.clear();
     probeHandleMap.clear();
@@ -291,7 +289,7 @@ int CommandManager::BuildReleaseAllCommand(int pid, HandleWrapperMap& out)
         return -1;
     }
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(steady_clock::now());
+    ClearExpiredHandle(PerfTime::Now());
     auto const process = pidHandleMap.find(pid);
     if (process == pidHandleMap.end()) {
         PF_LOGD("[%s:%d] ignore invalid pid: %d", pid);

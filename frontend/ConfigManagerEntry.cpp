@@ -5,13 +5,13 @@
 #include "frontend/TraceCall.h"
 #include "resource/PerfResource.h"
 #include "sys/Log.h"
+#include "sys/PerfTime.h"
 
 #include <chrono>
 #include <string>
 #include <vector>
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
 namespace {
 
@@ -48,7 +48,7 @@ int ConfigManager::PerfSetScenario(int pid, unsigned int scenarioId, unsigned lo
     for (auto const& [qosId, groups] : items) {
         wrapper.InsertRequestCommand(qosId, groups);
     }
-    return my.RecordAndSend(__func__, pid, steady_clock::now(), wrapper, handle);
+    return my.RecordAndSend(__func__, pid, PerfTime::Now(), wrapper, handle);
 }
 
 int ConfigManager::PerfSetSuspend(std::vector<unsigned int> const& params) noexcept
@@ -108,7 +108,7 @@ int ConfigManager::StartEvent(PerfEventId eventId, unsigned int duration) noexce
         PF_LOGW("[%s:%d] invalid event id: %u", eventId);
         return 0;
     }
-    PerfTimePoint const now = steady_clock::now();
+    PerfTimePoint const now = PerfTime::Now();
     CommandWrapper wrapper(PERF_COMMAND_SHORT_START, now, now, duration);
     for (auto const& [qosId, item] : items) {
         if (duration == 0) {
@@ -150,7 +150,7 @@ void ConfigManager::StopEvent(PerfEventId eventId) noexcept
 int ConfigManager::StartProbe(int tid) noexcept
 {
     ProbeEvent const& probe = my.eventManager.GetProbeInfo();
-    PerfTimePoint const now = steady_clock::now();
+    PerfTimePoint const now = PerfTime::Now();
     PerfTimePoint const start = now + milliseconds(probe.startDelay);
     PerfTimePoint const end = start + milliseconds(probe.duration);
     CommandWrapper wrapper(PERF_COMMAND_SHORT_START, start, end, 0);

@@ -5,11 +5,9 @@
 #include "frontend/ConfigManagerMembers.h"
 #include "frontend/TraceCall.h"
 #include "sys/Log.h"
+#include "sys/PerfTime.h"
 
-#include <chrono>
 #include <memory>
-
-using std::chrono::steady_clock;
 
 int ConfigManager::PerfSetMode(int pid, unsigned int modeId, unsigned long long& handle) noexcept
 {
@@ -23,7 +21,7 @@ int ConfigManager::PerfSetMode(int pid, unsigned int modeId, unsigned long long&
 
     // From the recording on, so that a release of everything finds the mode set when it gets here.
     PerfMutexLock lock(my.modeLock);
-    if (my.commandManager.RequestHandle(pid, steady_clock::now(), wrapper, handle) != 0) {
+    if (my.commandManager.RequestHandle(pid, PerfTime::Now(), wrapper, handle) != 0) {
         PF_LOGE("[%s:%d] RequestHandle failed for pid %d", pid);
         return -1;
     }

@@ -4,6 +4,7 @@
 #include "frontend/ConfigManagerMembers.h"
 #include "resource/PerfResource.h"
 #include "sys/Log.h"
+#include "sys/PerfTime.h"
 #include "sys/SysWrapper.h"
 
 #include <algorithm>
@@ -28,7 +29,7 @@ void FoldInto(PerfGroupTable& first, PerfGroupTable&& second)
 int ConfigManager::PerfRequest(int pid, unsigned int duration, std::vector<PerfRequestInfo> const& infos,
                                unsigned long long& handle) noexcept
 {
-    PerfTimePoint const now = std::chrono::steady_clock::now();
+    PerfTimePoint const now = PerfTime::Now();
     PerfCommandType type = PERF_COMMAND_LONG_START;
     PerfTimePoint end{};
     AddSysTraceName(infos); // before any check: rejected requests are traced too

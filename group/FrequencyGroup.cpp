@@ -3,6 +3,7 @@
 #include "group/FrequencyGroup.h"
 
 #include "sys/Log.h"
+#include "sys/PerfTime.h"
 #include "sys/SysWrapper.h"
 
 #include <ctime>
@@ -13,7 +14,7 @@ namespace {
 
 FreqLimitHistoryLog::TimePoint WallClockNow()
 {
-    return std::chrono::time_point_cast<FreqLimitHistoryLog::TimePoint::duration>(system_clock::now());
+    return std::chrono::time_point_cast<FreqLimitHistoryLog::TimePoint::duration>(PerfTime::WallNow());
 }
 
 std::string WallClockText(FreqLimitHistoryLog::TimePoint const& time)

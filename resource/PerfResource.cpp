@@ -4,11 +4,7 @@
 
 #include "sys/Log.h"
 
-#include <pthread.h>
-
 #include <utility>
-
-using std::chrono::steady_clock;
 
 PerfResource::PerfResource(ResConstructParam const& param)
     : name(param.name), qosId(param.qosId), workMode(param.workMode)
@@ -28,9 +24,7 @@ void PerfResource::StopThread()
         queue.Push({}); // only wakes the worker, which sees the flag before it would dispatch this
         queueCondition.NotifyOne();
     }
-    if (worker.joinable()) {
-        worker.join();
-    }
+    worker.Join();
 }
 
 int PerfResource::InitResource(PerfQosConfig& config)
@@ -53,7 +47,7 @@ int PerfResource::InitResource(PerfQosConfig& config)
 
 int PerfResource::InitThread()
 {
-    worker = std::thread(&PerfResource::WorkThread, this);
+    worker.Start("pf_" + name, [this] { WorkThread(); });
     return 0;
 }
 
@@ -63,7 +57,7 @@ int PerfResource::SendCommandToFifoQ(PerfCommand command)
     {
         PerfMutexLock lock(queueMutex);
         if (queue.Push(std::move(command))) {
-            left = queue.Compact(steady_clock::now());
+            left = queue.Compact(PerfTime::Now());
         }
     }
     queueCondition.NotifyOne(); // after the lock, so that the worker does not wake up to wait for it
@@ -76,7 +70,6 @@ int PerfResource::SendCommandToFifoQ(PerfCommand command)
 
 void PerfResource::WorkThread()
 {
-    pthread_setname_np(pthread_self(), ("pf_" + name).substr(0, 15).c_str());
     PerfTimePoint wakeUp{};
     for (;;) {
         StatusEnum status = STATUS_NONE;
@@ -98,7 +91,7 @@ PerfResource::StatusEnum PerfResource::WaitForStatusLocked(PerfMutexLock& lock, 
     while (queue.IsEmpty()) {
         if (wakeUp == PerfTimePoint{}) {
             queueCondition.Wait(lock);
-        } else if (steady_clock::now() < wakeUp) {
+        } else if (PerfTime::Now() < wakeUp) {
             queueCondition.WaitUntil(lock, wakeUp);
         } else {
             return exitFlag ? STATUS_EXIT : STATUS_TIME_OUT;
@@ -162,7 +155,7 @@ int PerfResource::HandleNewCommand()
 
 int PerfResource::HandleCommandTimeOut()
 {
-    PerfTimePoint const now = steady_clock::now();
+    PerfTimePoint const now = PerfTime::Now();
     for (auto const& group : groups) {
         if (group != nullptr && group->ShortTermTimeOut(now) != 0) {
             PF_LOGE("[%s:%d] [%s] ShortTermTimeOut failed", name.c_str());
@@ -244,7 +237,7 @@ int PerfResource::NormalCommandProcess(PerfCommandItem const& item, GroupOperati
         PF_LOGE("[%s:%d] [%s] invalid group num: %zu", name.c_str(), item.groupInfo.size());
         return -1;
     }
-    PerfTimePoint const now = steady_clock::now();
+    PerfTimePoint const now = PerfTime::Now();
     for (auto const& [groupId, operations] : item.groupInfo) {
         auto const& group = GetPerfGroupPtr(groupId);
         if (group == nullptr) {

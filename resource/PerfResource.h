@@ -4,6 +4,7 @@
 #include "group/PerfGroup.h"
 #include "resource/PerfCommandQueue.h"
 #include "sys/PerfMutex.h"
+#include "sys/PerfTime.h"
 
 #include <corvane/PerfConfig.h>
 #include <corvane/PerfTypes.h>
@@ -12,7 +13,6 @@
 #include <memory>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 /** What a resource is made of. */
@@ -147,7 +147,7 @@ private:
     ResourceDumpInfo baseDump CORVANE_GUARDED_BY(logMutex);
 
     bool suspend = false; // worker thread only
-    std::thread worker;   // constant from InitThread to the destructor
+    PerfThread worker;    // constant from InitThread to the destructor
 
     PerfMutex queueMutex;
     PerfCondition queueCondition;

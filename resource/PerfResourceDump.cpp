@@ -31,7 +31,7 @@ bool PerfResource::WaitLogFinish(bool base, std::ostringstream& out)
         return true;
     }
     // Without a worker (a failed initialisation) nobody would ever answer.
-    while (!logReady && worker.joinable()) {
+    while (!logReady && worker.IsStarted()) {
         logCondition.Wait(lock);
     }
     if (!HandlePrintInfoLocked(base, out)) {

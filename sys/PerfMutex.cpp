@@ -1,15 +1,15 @@
 #include "sys/PerfMutex.h"
 
-#include <chrono>
-#include <ctime>
+#include "sys/DeviceTime.h"
+
+void PerfMutexLock::LockContended(std::mutex& mutex)
+{
+    mutex.lock();
+}
 
 PerfCondition::PerfCondition()
 {
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC); // what steady_clock reads
-    pthread_cond_init(&native, &attributes);
-    pthread_condattr_destroy(&attributes);
+    DeviceTime::Make(native);
 }
 
 PerfCondition::~PerfCondition()
@@ -24,15 +24,10 @@ void PerfCondition::NotifyOne()
 
 void PerfCondition::Wait(PerfMutexLock& lock)
 {
-    pthread_cond_wait(&native, lock.native.native_handle());
+    DeviceTime::Wait(native, lock.native);
 }
 
 void PerfCondition::WaitUntil(PerfMutexLock& lock, PerfTimePoint const& time)
 {
-    auto const sinceBoot = time.time_since_epoch();
-    auto const seconds = std::chrono::floor<std::chrono::seconds>(sinceBoot);
-    timespec deadline{};
-    deadline.tv_sec = static_cast<time_t>(seconds.count());
-    deadline.tv_nsec = static_cast<long>(std::chrono::nanoseconds(sinceBoot - seconds).count());
-    pthread_cond_timedwait(&native, lock.native.native_handle(), &deadline);
+    DeviceTime::WaitUntil(native, lock.native, time);
 }

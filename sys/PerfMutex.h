@@ -23,13 +23,22 @@ private:
 /** Holds a mutex for a scope. */
 class CORVANE_SCOPED_CAPABILITY PerfMutexLock {
 public:
-    explicit PerfMutexLock(PerfMutex& mutex) CORVANE_ACQUIRE(mutex) : native(mutex.native) { native.lock(); }
+    explicit PerfMutexLock(PerfMutex& mutex) CORVANE_ACQUIRE(mutex) : native(mutex.native)
+    {
+        if (!native.try_lock()) {
+            LockContended(native);
+        }
+    }
     ~PerfMutexLock() CORVANE_RELEASE() { native.unlock(); }
     PerfMutexLock(PerfMutexLock const&) = delete;
     PerfMutexLock& operator=(PerfMutexLock const&) = delete;
 
 private:
     friend class PerfCondition;
+
+    /** A wait like any other: in a time that stands still, its holder may have to be let go on first. */
+    static void LockContended(std::mutex& mutex);
+
     std::mutex& native;
 };
 

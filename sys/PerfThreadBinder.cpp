@@ -5,8 +5,6 @@
 #include "sys/Log.h"
 #include "sys/SysWrapper.h"
 
-#include <pthread.h>
-
 namespace {
 
 using TimedThreads = std::multimap<PerfTimePoint, ThreadInfo>;
@@ -33,9 +31,7 @@ PerfThreadBinder::~PerfThreadBinder()
         stop = true;
         condition.NotifyOne();
     }
-    if (worker.joinable()) {
-        worker.join();
-    }
+    worker.Join();
     PerfMutexLock lock(mutex);
     CloseAllFds();
 }
@@ -43,7 +39,7 @@ PerfThreadBinder::~PerfThreadBinder()
 int PerfThreadBinder::Init(std::string const& text)
 {
     bindingText = text;
-    worker = std::thread(&PerfThreadBinder::WorkThread, this);
+    worker.Start("pf_binder", [this] { WorkThread(); });
     return 0;
 }
 
@@ -154,7 +150,6 @@ PerfTimePoint PerfThreadBinder::FindMinTime() const
 
 void PerfThreadBinder::WorkThread()
 {
-    pthread_setname_np(pthread_self(), "pf_binder");
     PF_LOGD("[%s:%d] Perf Thread Binder WorkThread");
     for (;;) {
         // Released and retaken between passes, so that client calls get in.
@@ -163,7 +158,7 @@ void PerfThreadBinder::WorkThread()
             break;
         }
         WaitForWorkLocked(lock);
-        BuildExpiredList(std::chrono::steady_clock::now());
+        BuildExpiredList(PerfTime::Now());
         WritePendingLocked();
     }
     PF_LOGI("[%s:%d] Perf Thread Binder thread stop");
@@ -178,7 +173,7 @@ void PerfThreadBinder::WaitForWorkLocked(PerfMutexLock& lock)
     PerfTimePoint const next = FindMinTime();
     if (next == PerfTimePoint{}) {
         condition.Wait(lock);
-    } else if (std::chrono::steady_clock::now() < next) {
+    } else if (PerfTime::Now() < next) {
         condition.WaitUntil(lock, next);
     }
 }

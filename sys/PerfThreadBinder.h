@@ -1,12 +1,12 @@
 #pragma once
 
 #include "sys/PerfMutex.h"
+#include "sys/PerfTime.h"
 
 #include <corvane/PerfTypes.h>
 
 #include <map>
 #include <string>
-#include <thread>
 #include <vector>
 
 /** A thread to bind for a span of time. */
@@ -68,7 +68,7 @@ private:
     // constant after Init
     std::string nodePath;
     std::string bindingText;
-    std::thread worker;
+    PerfThread worker;
 
     PerfCondition condition;
     bool stop CORVANE_GUARDED_BY(mutex) = false;

@@ -1,0 +1,3 @@
+#include "sandbox/VirtualTime.h"
+
+#include <gtest/gtest.h>
