@@ -101,13 +101,14 @@ int OpenInSandbox(char const* path, int flags, mode_t mode)
     int const savedErrno = errno;
     std::string const key = std::filesystem::path(path).lexically_normal().string();
     NodeTable& table = NodeTable::Get();
-    std::unique_lock<std::mutex> lock(table.mutex);
-    auto const found = table.nodes.find(key);
-    errno = savedErrno;
-    if (found != table.nodes.end()) {
-        return OpenNodeLocked(table, found->second, path, flags, mode);
+    {
+        PerfMutexLock const lock(table.mutex);
+        auto const found = table.nodes.find(key);
+        errno = savedErrno;
+        if (found != table.nodes.end()) {
+            return OpenNodeLocked(table, found->second, path, flags, mode);
+        }
     }
-    lock.unlock();
     return RealOpen(path, flags, mode);
 }
 
@@ -122,22 +123,23 @@ DescriptorPosition ForgetLocked(NodeTable& table, DescriptorPosition position)
 void Forget(int fd)
 {
     NodeTable& table = NodeTable::Get();
-    std::lock_guard<std::mutex> const lock(table.mutex);
+    PerfMutexLock const lock(table.mutex);
     auto const found = table.descriptors.find(fd);
     if (found != table.descriptors.end()) {
         ForgetLocked(table, found);
     }
 }
 
-void HoldBack(NodeTable& table, std::unique_lock<std::mutex>& lock, SandboxNode& node)
+void HoldBack(NodeTable& table, PerfMutexLock& lock, SandboxNode& node)
 {
     if (auto const delay = TakeFault(node, Fault::Kind::DELAY)) {
-        table.changed.wait_for(lock, std::chrono::milliseconds(*delay), [&node] { return node.journal == nullptr; });
+        PerfTimePoint const end = PerfTime::Now() + std::chrono::milliseconds(*delay);
+        node.released.WaitUntil(lock, end, [&node] { return node.journal == nullptr; });
     }
     if (node.gates > 0) {
         ++node.heldWriters;
-        table.changed.notify_all();
-        table.changed.wait(lock, [&node] { return node.gates == 0; });
+        table.changed.NotifyAll();
+        node.released.WaitUntil(lock, PerfTimePoint::max(), [&node] { return node.gates == 0; });
         --node.heldWriters;
     }
 }
@@ -176,7 +178,7 @@ void PerformLocked(int fd, Place place, SandboxDescriptor const& descriptor, Nod
         lseek(fd, write.result, SEEK_CUR);
     }
     write.node = node.name;
-    write.time = std::chrono::steady_clock::now();
+    write.time = PerfTime::Now();
     write.sequence = ++node.journal->sequence;
 }
 
@@ -188,7 +190,7 @@ void PerformLocked(int fd, Place place, SandboxDescriptor const& descriptor, Nod
 std::shared_ptr<Sandbox::Observer const> Perform(int fd, Place place, NodeWrite& write)
 {
     NodeTable& table = NodeTable::Get();
-    std::unique_lock<std::mutex> lock(table.mutex);
+    PerfMutexLock lock(table.mutex);
     write.result = -1;
     write.error = EBADF;
     auto found = table.descriptors.find(fd);
@@ -203,7 +205,7 @@ std::shared_ptr<Sandbox::Observer const> Perform(int fd, Place place, NodeWrite&
     }
     PerformLocked(fd, place, descriptor, write);
     descriptor.node->journal->writes.push_back(write);
-    table.changed.notify_all();
+    table.changed.NotifyAll();
     return descriptor.node->journal->observer;
 }
 
@@ -229,7 +231,7 @@ NodeTable& NodeTable::Get()
 
 void NodeTable::Retire(std::shared_ptr<SandboxJournal> const& journal)
 {
-    std::lock_guard<std::mutex> const lock(mutex);
+    PerfMutexLock const lock(mutex);
     for (auto entry = descriptors.begin(); entry != descriptors.end();) {
         entry = entry->second.node->journal == journal ? ForgetLocked(*this, entry) : std::next(entry);
     }
@@ -241,9 +243,9 @@ void NodeTable::Retire(std::shared_ptr<SandboxJournal> const& journal)
         }
         node.journal = nullptr;
         node.gates = 0;
+        node.released.NotifyAll();
         entry = nodes.erase(entry);
     }
-    changed.notify_all();
 }
 
 extern "C" {

@@ -1,13 +1,39 @@
 #pragma once
 
 #include "sandbox/Sandbox.h"
+#include "sys/PerfMutex.h"
+#include "sys/PerfTime.h"
 
-#include <condition_variable>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
+
+/** Wakes everybody who waits for something in the table; in the time that the library runs in. */
+class NodeSignal {
+public:
+    void NotifyAll()
+    {
+        for (int i = 0; i < waiting; ++i) {
+            condition.NotifyOne();
+        }
+    }
+
+    /** @return false if it is not so at the deadline. */
+    template <typename Predicate> bool WaitUntil(PerfMutexLock& lock, PerfTimePoint const& deadline, Predicate isSo)
+    {
+        ++waiting;
+        while (!isSo() && PerfTime::Now() < deadline) {
+            condition.WaitUntil(lock, deadline);
+        }
+        --waiting;
+        return isSo();
+    }
+
+private:
+    PerfCondition condition;
+    int waiting = 0;
+};
 
 /** What one sandbox has seen. Guarded by NodeTable::mutex. */
 struct SandboxJournal {
@@ -18,13 +44,19 @@ struct SandboxJournal {
 
 /** One node. Guarded by NodeTable::mutex. */
 struct SandboxNode {
-    std::string name;
-    bool isSysctl;                           ///< takes what is written at position 0 only
+    SandboxNode(std::string const& givenName, bool sysctl, std::shared_ptr<SandboxJournal> const& itsJournal)
+        : name(givenName), isSysctl(sysctl), journal(itsJournal)
+    {
+    }
+
+    std::string const name;
+    bool const isSysctl;                     ///< takes what is written at position 0 only
     std::shared_ptr<SandboxJournal> journal; ///< null once the sandbox is gone: a writer may outlive it at a gate
-    std::map<Fault::Kind, Fault> faults{};   ///< all but Stale
+    std::map<Fault::Kind, Fault> faults;     ///< all but Stale
     std::uint64_t staleBefore = 0;           ///< descriptors with a lower stamp fail with ENODEV
     int gates = 0;
     int heldWriters = 0;
+    NodeSignal released; ///< when a gate opens, and when the sandbox is gone
 };
 
 /** An open descriptor of a node. */
@@ -46,10 +78,10 @@ struct NodeTable {
 
     static NodeTable& Get();
 
-    std::mutex mutex;
-    std::condition_variable changed; ///< after a recorded write, a new content, and when a gate holds or opens
+    PerfMutex mutex;
 
     // guarded by mutex
+    NodeSignal changed; ///< after a recorded write, a new content, and when a gate holds
     std::map<std::string, std::shared_ptr<SandboxNode>> nodes; ///< by normal absolute path
     std::map<int, SandboxDescriptor> descriptors;
     std::uint64_t lastStamp = 0;

@@ -17,23 +17,28 @@
 
 namespace {
 
-using TableLock = std::unique_lock<std::mutex>;
+/** A node, with the table locked. */
+struct LockedNode {
+    explicit LockedNode(std::string const& path) : lock(NodeTable::Get().mutex), node(Find(path)) {}
 
-TableLock LockTable()
-{
-    return TableLock(NodeTable::Get().mutex);
-}
-
-/** @return a node, with the table locked. */
-std::pair<TableLock, std::shared_ptr<SandboxNode>> LockNode(std::string const& path)
-{
-    NodeTable& table = NodeTable::Get();
-    TableLock lock(table.mutex);
-    auto const found = table.nodes.find(path);
-    if (found == table.nodes.end()) {
-        throw std::out_of_range("no such node in the sandbox: " + path);
+    static std::shared_ptr<SandboxNode> Find(std::string const& path)
+    {
+        auto const& nodes = NodeTable::Get().nodes;
+        auto const found = nodes.find(path);
+        if (found == nodes.end()) {
+            throw std::out_of_range("no such node in the sandbox: " + path);
+        }
+        return found->second;
     }
-    return {std::move(lock), found->second};
+
+    PerfMutexLock lock;
+    std::shared_ptr<SandboxNode> const node;
+};
+
+/** Waits for something in the table, which is locked. @return false when the time is over. */
+template <typename Predicate> bool WaitFor(PerfMutexLock& lock, std::chrono::milliseconds timeout, Predicate isSo)
+{
+    return NodeTable::Get().changed.WaitUntil(lock, PerfTime::Now() + timeout, isSo);
 }
 
 /** Under the lock, so that no half of a write is seen. The streams of the C++ library do not come through our open. */
@@ -136,7 +141,7 @@ std::string Sandbox::WritePlain(std::string const& name, std::string const& cont
 {
     std::string path = Path(name);
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    TableLock const lock = LockTable();
+    PerfMutexLock const lock(NodeTable::Get().mutex);
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file << content << std::flush;
     if (!file) {
@@ -148,10 +153,10 @@ std::string Sandbox::WritePlain(std::string const& name, std::string const& cont
 std::string Sandbox::AddNode(std::string const& name, std::string const& initialContent)
 {
     std::string path = WritePlain(name, initialContent);
-    TableLock const lock = LockTable();
+    PerfMutexLock const lock(NodeTable::Get().mutex);
     bool const isSysctl = path.compare(root.size(), 6, "/proc/") == 0;
-    NodeTable::Get().nodes.try_emplace(path, std::make_shared<SandboxNode>(SandboxNode{name, isSysctl, journal}));
-    NodeTable::Get().changed.notify_all();
+    NodeTable::Get().nodes.try_emplace(path, std::make_shared<SandboxNode>(name, isSysctl, journal));
+    NodeTable::Get().changed.NotifyAll();
     return path;
 }
 
@@ -163,20 +168,20 @@ std::string Sandbox::AddFile(std::string const& name, std::string const& content
 std::string Sandbox::Read(std::string const& name) const
 {
     std::string const path = Path(name);
-    TableLock const lock = LockTable();
+    PerfMutexLock const lock(NodeTable::Get().mutex);
     return ReadLocked(path);
 }
 
 std::vector<NodeWrite> Sandbox::Writes() const
 {
-    TableLock const lock = LockTable();
+    PerfMutexLock const lock(NodeTable::Get().mutex);
     return journal->writes;
 }
 
 std::vector<NodeWrite> Sandbox::Writes(std::string const& name) const
 {
-    auto const locked = LockNode(Path(name));
-    std::string const& node = locked.second->name;
+    LockedNode const locked(Path(name));
+    std::string const& node = locked.node->name;
     std::vector<NodeWrite> matching;
     std::copy_if(journal->writes.begin(), journal->writes.end(), std::back_inserter(matching),
                  [&](NodeWrite const& write) { return write.node == node; });
@@ -185,85 +190,85 @@ std::vector<NodeWrite> Sandbox::Writes(std::string const& name) const
 
 std::vector<NodeWrite> Sandbox::TakeWrites()
 {
-    TableLock const lock = LockTable();
+    PerfMutexLock const lock(NodeTable::Get().mutex);
     return std::exchange(journal->writes, {});
 }
 
 std::size_t Sandbox::WriteCount() const
 {
-    TableLock const lock = LockTable();
+    PerfMutexLock const lock(NodeTable::Get().mutex);
     return journal->writes.size();
 }
 
 bool Sandbox::WaitForWrites(std::size_t count, std::chrono::milliseconds timeout) const
 {
-    TableLock lock = LockTable();
-    return NodeTable::Get().changed.wait_for(lock, timeout, [&] { return journal->writes.size() >= count; });
+    PerfMutexLock lock(NodeTable::Get().mutex);
+    return WaitFor(lock, timeout, [&] { return journal->writes.size() >= count; });
 }
 
 bool Sandbox::WaitForContent(std::string const& name, std::string const& content,
                              std::chrono::milliseconds timeout) const
 {
     std::string const path = Path(name);
-    auto locked = LockNode(path);
-    return NodeTable::Get().changed.wait_for(locked.first, timeout, [&] { return ReadLocked(path) == content; });
+    LockedNode locked(path);
+    return WaitFor(locked.lock, timeout, [&] { return ReadLocked(path) == content; });
 }
 
 void Sandbox::FailNode(std::string const& name, Fault const& fault)
 {
-    auto const locked = LockNode(Path(name));
+    LockedNode const locked(Path(name));
     if (fault.kind == Fault::Kind::STALE) {
-        locked.second->staleBefore = ++NodeTable::Get().lastStamp;
+        locked.node->staleBefore = ++NodeTable::Get().lastStamp;
     } else {
-        locked.second->faults.insert_or_assign(fault.kind, fault);
+        locked.node->faults.insert_or_assign(fault.kind, fault);
     }
 }
 
 void Sandbox::ClearFaults(std::string const& name)
 {
-    auto const locked = LockNode(Path(name));
-    locked.second->faults.clear();
-    locked.second->staleBefore = 0;
+    LockedNode const locked(Path(name));
+    locked.node->faults.clear();
+    locked.node->staleBefore = 0;
 }
 
 int Sandbox::OpenDescriptors(std::string const& name) const
 {
-    auto const locked = LockNode(Path(name));
-    return CountDescriptorsLocked([&](SandboxNode const& node) { return &node == locked.second.get(); });
+    LockedNode const locked(Path(name));
+    return CountDescriptorsLocked([&](SandboxNode const& node) { return &node == locked.node.get(); });
 }
 
 int Sandbox::OpenDescriptors() const
 {
-    TableLock const lock = LockTable();
+    PerfMutexLock const lock(NodeTable::Get().mutex);
     return CountDescriptorsLocked([&](SandboxNode const& node) { return node.journal == journal; });
 }
 
 void Sandbox::OnWrite(Observer observer)
 {
     auto next = observer ? std::make_shared<Observer const>(std::move(observer)) : nullptr;
-    TableLock const lock = LockTable();
+    PerfMutexLock const lock(NodeTable::Get().mutex);
     journal->observer.swap(next);
 }
 
 NodeGate::NodeGate(Sandbox& sandbox, std::string const& name)
 {
-    auto locked = LockNode(sandbox.Path(name));
-    node = std::move(locked.second);
+    LockedNode const locked(sandbox.Path(name));
+    node = locked.node;
     ++node->gates;
 }
 
 bool NodeGate::WaitBlocked(std::chrono::milliseconds timeout) const
 {
-    TableLock lock = LockTable();
-    return NodeTable::Get().changed.wait_for(lock, timeout, [&] { return node != nullptr && node->heldWriters > 0; });
+    PerfMutexLock lock(NodeTable::Get().mutex);
+    return WaitFor(lock, timeout, [&] { return node != nullptr && node->heldWriters > 0; });
 }
 
 void NodeGate::Release()
 {
     auto const held = std::exchange(node, nullptr);
-    TableLock const lock = LockTable();
+    PerfMutexLock const lock(NodeTable::Get().mutex);
     if (held != nullptr && held->gates > 0) { // the end of the sandbox has opened every gate
         --held->gates;
-        NodeTable::Get().changed.notify_all();
+        held->released.NotifyAll();
     }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <corvane/PerfTypes.h>
+
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
@@ -17,14 +19,14 @@ struct SandboxNode;
 
 /** One write or pwrite on a node, as it was attempted. */
 struct NodeWrite {
-    std::string node;                             ///< the name given to AddNode
-    std::string bytes;                            ///< everything the caller offered, also where less was taken
-    std::chrono::steady_clock::time_point time{}; ///< when the outcome was settled: after a delay or a gate
-    std::uint64_t sequence = 0;                   ///< 1, 2, 3 … over all nodes of the sandbox
-    ssize_t result = 0;                           ///< what write returned: the bytes taken, or -1
-    int error = 0;                                ///< errno of a failed write, else 0
-    std::int64_t position = 0;                    ///< where it was written; only nodes below /proc/ mind
-    bool ignored = false;                         ///< not taken because of its position, although the result is good
+    std::string node;           ///< the name given to AddNode
+    std::string bytes;          ///< everything the caller offered, also where less was taken
+    PerfTimePoint time{};       ///< when the outcome was settled: after a delay or a gate
+    std::uint64_t sequence = 0; ///< 1, 2, 3 … over all nodes of the sandbox
+    ssize_t result = 0;         ///< what write returned: the bytes taken, or -1
+    int error = 0;              ///< errno of a failed write, else 0
+    std::int64_t position = 0;  ///< where it was written; only nodes below /proc/ mind
+    bool ignored = false;       ///< not taken because of its position, although the result is good
 
     /** The bytes as text; what cannot be printed becomes \xNN. */
     std::string Text() const;

@@ -1,3 +1,269 @@
 #include "sandbox/VirtualTime.h"
 
-#include <gtest/gtest.h>
+#include "sys/PerfMutex.h"
+#include "sys/PerfTime.h"
+#include "tests/frontend/PlatformFixture.h"
+
+#include <algorithm>
+#include <future>
+#include <set>
+#include <thread>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/** Threads that say what they do and when, in milliseconds since the start. */
+class VirtualTimeTest : public testing::Test {
+protected:
+    void TearDown() override { JoinAll(); }
+
+    void Say(std::string const& what)
+    {
+        auto const since = time.Now() - start;
+        said.push_back(std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(since).count()) + what);
+    }
+    Strings Said() { return std::exchange(said, {}); }
+
+    void Spawn(std::function<void()> body)
+    {
+        threads.emplace_back();
+        threads.back().Start("spawned", std::move(body));
+    }
+    /** A thread that waits once, so long at the most. */
+    void SpawnWaiter(std::string const& name, PerfTimePoint::duration patience)
+    {
+        Spawn([=] {
+            PerfMutexLock lock(mutex);
+            condition.WaitUntil(lock, time.Now() + patience);
+            Say(name);
+        });
+    }
+    void JoinAll()
+    {
+        for (PerfThread& thread : threads) {
+            thread.Join();
+        }
+        threads.clear();
+    }
+
+    VirtualTime time;
+    PerfTimePoint const start = time.Now();
+    Sandbox sandbox;
+    PerfMutex mutex;
+    PerfCondition condition;
+    std::deque<PerfThread> threads;
+    Strings said;
+};
+
+} // namespace
+
+TEST_F(VirtualTimeTest, ThreadsAreWokenInTheOrderOfTheirDeadlinesAndNotBeforeTimeReachesThem)
+{
+    EXPECT_EQ(start, PerfTimePoint{1h});
+    EXPECT_EQ(PerfTime::Now(), start);
+    auto const wall = PerfTime::WallNow();
+    for (auto const& [name, patience] :
+         {std::pair{" c", 30ms}, {" a", 10ms}, {" d", 30ms}, {" b", 20ms}, {" e", 0ms}}) {
+        SpawnWaiter(name, patience);
+    }
+    EXPECT_EQ(Said(), Strings{}) << "nobody runs while the owner does";
+    time.Settle();
+    EXPECT_EQ(Said(), Strings{"0 e"});
+    time.AdvanceBy(20ms - 1ns);
+    EXPECT_EQ(Said(), Strings{"10 a"});
+    time.AdvanceTo(start + 20ms);
+    EXPECT_EQ(Said(), Strings{"20 b"});
+    time.AdvanceTo(start);
+    EXPECT_EQ(time.Now(), start + 20ms) << "time never goes back";
+    time.AdvanceBy(1h);
+    EXPECT_EQ(Said(), (Strings{"30 c", "30 d"})) << "equal ones in the order in which they came to wait";
+    EXPECT_EQ(PerfTime::WallNow() - wall, 1h + 20ms);
+    JoinAll();
+    EXPECT_EQ(time.Now(), start + 1h + 20ms);
+}
+
+TEST_F(VirtualTimeTest, ANotificationWakesTheFirstWhoWaitsForItWhenItIsGiven)
+{
+    SpawnWaiter(" a", 1h);
+    SpawnWaiter(" b", 5ms);
+    SpawnWaiter(" c", 1h);
+    PerfCondition other;
+    other.NotifyOne();
+    condition.NotifyOne(); // nobody waits yet: it is lost
+    time.Settle();
+    other.NotifyOne();
+    condition.NotifyOne();
+    EXPECT_EQ(Said(), Strings{});
+    time.AdvanceBy(7ms);
+    EXPECT_EQ(Said(), (Strings{"0 a", "5 b"}));
+    Spawn([&] {
+        Say(" notifies");
+        condition.NotifyOne();
+        condition.NotifyOne(); // lost again
+        Say(" goes on");
+    });
+    SpawnWaiter(" d", 1ms);
+    time.Settle();
+    EXPECT_EQ(Said(), (Strings{"7 notifies", "7 goes on", "7 c"})) << "a turn lasts until its thread waits";
+    JoinAll();
+    EXPECT_EQ(Said(), Strings{"8 d"}) << "a join lets time go on until the thread has ended";
+}
+
+TEST_F(VirtualTimeTest, TheOwnersOwnWaitLetsTheOthersRunUntilItIsOver)
+{
+    PerfCondition answered;
+    Spawn([&] {
+        PerfMutexLock lock(mutex);
+        condition.WaitUntil(lock, time.Now() + 40ms);
+        Say(" answers");
+        answered.NotifyOne();
+    });
+    SpawnWaiter(" late", 50ms);
+    PerfMutexLock lock(mutex);
+    answered.WaitUntil(lock, start + 30ms);
+    Say(" owner");
+    answered.Wait(lock);
+    Say(" owner");
+    EXPECT_EQ(Said(), (Strings{"30 owner", "40 answers", "40 owner"}));
+}
+
+TEST_F(VirtualTimeTest, ALockHeldByAThreadThatWaitsIsWaitedForInVirtualTime)
+{
+    int const fd = open(sandbox.AddNode("slow").c_str(), O_WRONLY);
+    sandbox.FailNode("slow", Fault::Delay(250ms));
+    auto const writeLocked = [&](std::string const& name) {
+        return [&, name] {
+            PerfMutexLock const lock(mutex);
+            EXPECT_EQ(write(fd, name.data(), 1), 1);
+            Say(name);
+        };
+    };
+    Spawn(writeLocked(" a"));
+    Spawn(writeLocked(" b"));
+    time.AdvanceBy(100ms);
+    EXPECT_EQ(Said(), Strings{});
+    {
+        PerfMutexLock const lock(mutex);
+        Say(" owner");
+    }
+    time.Settle();
+    EXPECT_EQ(Said(), (Strings{"250 a", "250 owner"}));
+    time.AdvanceBy(250ms);
+    EXPECT_EQ(Said(), Strings{"500 b"});
+    close(fd);
+}
+
+TEST_F(VirtualTimeTest, DelaysAndGatesOfNodesAreWaitsInVirtualTime)
+{
+    int const fd = open(sandbox.AddNode("node").c_str(), O_WRONLY);
+    sandbox.FailNode("node", Fault::Delay(70ms, 1));
+    NodeGate gate(sandbox, "node");
+    for (std::string const text : {"1", "2"}) {
+        Spawn([=] { EXPECT_EQ(write(fd, text.data(), 1), 1); });
+    }
+    ASSERT_TRUE(gate.WaitBlocked());
+    EXPECT_EQ(time.Now(), start) << "the second is not delayed";
+    EXPECT_FALSE(sandbox.WaitForWrites(1, 100ms));
+    EXPECT_EQ(time.Now(), start + 100ms);
+    gate.Release();
+    EXPECT_EQ(sandbox.WriteCount(), 0U);
+    EXPECT_TRUE(sandbox.WaitForContent("node", "1"));
+    EXPECT_EQ(Lines(sandbox.Writes()), (Strings{"node <- 2", "node <- 1"}));
+    for (NodeWrite const& write : sandbox.Writes()) {
+        EXPECT_EQ(write.time, start + 100ms);
+    }
+    close(fd);
+}
+
+TEST_F(VirtualTimeTest, ThreadsStartAndJoinOthersAndCarryTheirNames)
+{
+    Spawn([&] {
+        PerfThread child;
+        child.Start("a_name_of_twenty_one", [&] {
+            char name[32];
+            pthread_getname_np(pthread_self(), name, sizeof(name));
+            PerfMutexLock lock(mutex);
+            condition.WaitUntil(lock, time.Now() + 5ms);
+            Say(std::string(" ") + name);
+        });
+        EXPECT_TRUE(child.IsStarted());
+        Say(" joins");
+        child.Join();
+        child.Join();
+        EXPECT_FALSE(child.IsStarted());
+        Say(" joined");
+    });
+    Spawn([&] { Say(" beside"); });
+    JoinAll();
+    EXPECT_EQ(Said(), (Strings{"0 joins", "0 beside", "5 a_name_of_twent", "5 joined"}));
+}
+
+TEST_F(VirtualTimeTest, AThreadOfSomebodyElsesIsWokenButNeitherMovesTimeNorRunsOthers)
+{
+    bool answered = false;
+    auto client = std::async(std::launch::async, [&] {
+        PerfMutexLock lock(mutex);
+        while (!answered) {
+            condition.Wait(lock);
+        }
+        return time.Now();
+    });
+    Spawn([&] {
+        PerfMutexLock lock(mutex);
+        PerfCondition never;
+        never.WaitUntil(lock, start + 3ms);
+        answered = true;
+        condition.NotifyOne();
+    });
+    EXPECT_EQ(client.wait_for(20ms), std::future_status::timeout);
+    EXPECT_EQ(time.Now(), start);
+    time.AdvanceBy(3ms);
+    EXPECT_EQ(client.get(), start + 3ms);
+
+    // It wakes the owner as well, who waits for nothing else.
+    answered = false;
+    client = std::async(std::launch::async, [&] {
+        PerfMutexLock const lock(mutex);
+        answered = true;
+        condition.NotifyOne();
+        return time.Now();
+    });
+    PerfMutexLock lock(mutex);
+    while (!answered) {
+        condition.Wait(lock);
+    }
+    EXPECT_EQ(time.Now(), start + 3ms);
+}
+
+TEST(VirtualTime, TheDevicesTimeHoldsBeforeAndAfter)
+{
+    auto const runsBy = [](PerfTimePoint const& limit) {
+        PerfMutex mutex;
+        PerfCondition condition;
+        PerfTimePoint woken{};
+        PerfThread thread;
+        thread.Start("device", [&] {
+            PerfMutexLock lock(mutex);
+            while (PerfTime::Now() < limit) {
+                condition.WaitUntil(lock, limit);
+            }
+            woken = PerfTime::Now();
+        });
+        thread.Join();
+        return woken;
+    };
+    auto const before = std::chrono::steady_clock::now();
+    EXPECT_GE(runsBy(before + 3ms), before + 3ms);
+    {
+        VirtualTime const time;
+        EXPECT_THROW(VirtualTime{}, std::logic_error);
+        EXPECT_EQ(runsBy(time.Now() + 3h), PerfTimePoint{4h});
+    }
+    EXPECT_GE(runsBy(before + 6ms), before + 6ms);
+    EXPECT_GE(PerfTime::WallNow(), std::chrono::system_clock::now() - 1min);
+}
