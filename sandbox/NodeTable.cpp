@@ -256,7 +256,7 @@ __attribute__((visibility("default"))) int open(char const* path, int flags, ...
     if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {
         va_list arguments;
         va_start(arguments, flags);
-        mode = va_arg(arguments, mode_t);
+        mode = static_cast<mode_t>(va_arg(arguments, int)); // a short one arrives widened
         va_end(arguments);
     }
     bool const concerned = std::strstr(path, NodeTable::FOLDER_MARK) != nullptr;

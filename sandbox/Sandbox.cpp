@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
@@ -65,6 +65,17 @@ template <typename Member> std::vector<std::string> Collect(std::vector<NodeWrit
 
 } // namespace
 
+std::string ErrorName(int error)
+{
+    static std::map<int, char const*> const names = {
+        {EACCES, "EACCES"}, {EAGAIN, "EAGAIN"}, {EBADF, "EBADF"},   {EBUSY, "EBUSY"},   {EFAULT, "EFAULT"},
+        {EINTR, "EINTR"},   {EINVAL, "EINVAL"}, {EIO, "EIO"},       {EISDIR, "EISDIR"}, {EMFILE, "EMFILE"},
+        {ENODEV, "ENODEV"}, {ENOENT, "ENOENT"}, {ENOMEM, "ENOMEM"}, {ENOSPC, "ENOSPC"}, {ENOTSUP, "ENOTSUP"},
+        {ENXIO, "ENXIO"},   {EPERM, "EPERM"},   {ERANGE, "ERANGE"}, {EROFS, "EROFS"}};
+    auto const found = names.find(error);
+    return found != names.end() ? found->second : "errno " + std::to_string(error);
+}
+
 std::string NodeWrite::Text() const
 {
     static constexpr char DIGITS[] = "0123456789abcdef";
@@ -84,8 +95,7 @@ std::string NodeWrite::Line() const
 {
     std::string line = node + " <- " + Text();
     if (result < 0) {
-        char const* const errorName = strerrorname_np(error);
-        return line + ": " + (errorName != nullptr ? errorName : "errno " + std::to_string(error));
+        return line + ": " + ErrorName(error);
     }
     if (ignored) {
         return line + ": ignored at " + std::to_string(position);

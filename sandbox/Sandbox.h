@@ -17,6 +17,9 @@
 struct SandboxJournal;
 struct SandboxNode;
 
+/** @return the name of an errno that a node may answer with, such as "ENODEV"; "errno 4711" of any other. */
+std::string ErrorName(int error);
+
 /** One write or pwrite on a node, as it was attempted. */
 struct NodeWrite {
     std::string node;           ///< the name given to AddNode

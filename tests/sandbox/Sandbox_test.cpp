@@ -22,7 +22,7 @@ std::string Put(int fd, std::string const& text, off_t position = -1)
     errno = UNTOUCHED;
     auto const result =
         position < 0 ? write(fd, text.data(), text.size()) : pwrite(fd, text.data(), text.size(), position);
-    return std::to_string(result) + (errno == UNTOUCHED ? "" : std::string(" ") + strerrorname_np(errno));
+    return std::to_string(result) + (errno == UNTOUCHED ? "" : " " + ErrorName(errno));
 }
 
 int OpenFile(std::string const& path, int flags = 0)
@@ -122,7 +122,7 @@ TEST(Sandbox, FaultsStrikeAsLongAsTheySay)
         EXPECT_EQ((Strings{Put(fd, "1234"), Put(fd, "1234")}), row.onOldDescriptor);
         close(fd);
         fd = OpenFile(path);
-        Strings const outcome = fd < 0 ? Strings{strerrorname_np(errno)} : Strings{Put(fd, "1234"), Put(fd, "1234")};
+        Strings const outcome = fd < 0 ? Strings{ErrorName(errno)} : Strings{Put(fd, "1234"), Put(fd, "1234")};
         EXPECT_EQ(outcome, row.afterReopening);
         EXPECT_EQ(sandbox.Read("node"), row.content);
         close(fd);

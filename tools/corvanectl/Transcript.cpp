@@ -4,7 +4,6 @@
 #include "tools/corvanectl/LogLines.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iomanip>
 #include <sstream>
 
@@ -76,7 +75,7 @@ void Transcript::ShowWriteLocked(NodeWrite const& write)
     line << std::fixed << std::setprecision(3) << std::setw(9) << time.count() << "s  " << write.node << " <- "
          << ReadableBytes(write.bytes);
     if (write.result < 0) {
-        line << ": " << strerrorname_np(write.error);
+        line << ": " << ErrorName(write.error);
     } else if (static_cast<std::size_t>(write.result) < write.bytes.size()) {
         line << ": only " << write.result << " of " << write.bytes.size() << " bytes taken";
     }
