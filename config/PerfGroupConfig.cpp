@@ -44,6 +44,27 @@ PerfGroupConfig::PerfGroupConfig(unsigned int id, std::string const& groupName, 
     DeriveRangeFromLevels();
 }
 
+PerfGroupConfig::PerfGroupConfig(unsigned int id, char const* groupName, int baseMin, std::vector<std::string> nodes,
+                                 ChipTypeAvailableValue chip)
+    : name(groupName), groupId(id), boostBase(baseMin), nodePathVec(std::move(nodes)), chipType(chip)
+{
+}
+
+PerfGroupConfig::PerfGroupConfig(unsigned int id, char const* groupName, int avlMin, int avlMax, int baseMin,
+                                 int baseMax, std::vector<std::string> nodes, ChipTypeAvailableValue chip)
+    : name(groupName), groupId(id), availableMin(avlMin), availableMax(avlMax), boostBase(baseMin), limitBase(baseMax),
+      nodePathVec(std::move(nodes)), chipType(chip)
+{
+}
+
+PerfGroupConfig::PerfGroupConfig(unsigned int id, char const* groupName, int baseMin, std::vector<std::string> nodes,
+                                 LevelToValueMap const& levels, ChipTypeAvailableValue chip)
+    : name(groupName), groupId(id), boostBase(baseMin), nodePathVec(std::move(nodes)), level2ValueMap(levels),
+      chipType(chip)
+{
+    DeriveRangeFromLevels();
+}
+
 PerfGroupConfig::~PerfGroupConfig() = default;
 
 void PerfGroupConfig::DeriveRangeFromLevels()

@@ -24,9 +24,6 @@ using LevelToValueMap = std::map<int, std::vector<std::string>>;
  * Values are in the unit of the node (kHz, a level, ...). A group is built only if every node path is non-empty,
  * availableMin <= boostBase <= limitBase <= availableMax. A description may hold several variants of one group for
  * different chips; GetGroupConfigByChipType selects among them.
- *
- * A literal 0 as group id beside a literal name could as well be a null name, and does not compile: give one of them a
- * variable.
  */
 class CORVANE_EXPORT PerfGroupConfig {
 public:
@@ -51,6 +48,15 @@ public:
     PerfGroupConfig(unsigned int groupId, std::string const& name, int boostBase,
                     std::vector<std::string> const& nodePathVec, LevelToValueMap const& level2ValueMap,
                     ChipTypeAvailableValue chipType);
+
+    // The same three for a literal name: beside a literal 0 as id it could be taken for a flag behind a null name. The
+    // paths come by value, so that a list in braces does not speak for the constructor that takes it as a temporary.
+    PerfGroupConfig(unsigned int groupId, char const* name, int boostBase, std::vector<std::string> nodePathVec,
+                    ChipTypeAvailableValue chipType);
+    PerfGroupConfig(unsigned int groupId, char const* name, int availableMin, int availableMax, int boostBase,
+                    int limitBase, std::vector<std::string> nodePathVec, ChipTypeAvailableValue chipType);
+    PerfGroupConfig(unsigned int groupId, char const* name, int boostBase, std::vector<std::string> nodePathVec,
+                    LevelToValueMap const& level2ValueMap, ChipTypeAvailableValue chipType);
 
     PerfGroupConfig(PerfGroupConfig const&) = default;
     PerfGroupConfig(PerfGroupConfig&&) = default;

@@ -30,7 +30,11 @@ PerfGroupConfig Group(int availableMin, int availableMax, int boostBase, int lim
 TEST(PerfGroupConfig, LevelsGiveTheRange)
 {
     EXPECT_EQ(Shown({"g", 5, {"/n"}, LEVELS, CHIP_2}), "1~7 base 5~7 1:a 3:c 7:g");
-    EXPECT_EQ(Shown({4U, "g", 5, {"/n"}, LEVELS, CHIP_2}), "1~7 base 5~7 1:a 3:c 7:g");
+    // A literal name stands beside any literal id, 0 included.
+    EXPECT_EQ(Shown({4, "g", 5, {"/n"}, LEVELS, CHIP_2}), "1~7 base 5~7 1:a 3:c 7:g");
+    EXPECT_EQ(Shown({0, "g", 5, {"/n"}, CHIP_2}), "0~0 base 5~0");
+    PerfGroupConfig const literal(0, "g", 1, 9, 2, 8, {"/n"}, CHIP_2);
+    EXPECT_EQ(literal.name + " " + Shown(literal) + " " + literal.nodePathVec.at(0), "g 1~9 base 2~8 /n");
 
     PerfQosConfig config(QOS, {Group(50, 60, 55, 58), Group(50, 60, 55, 58)});
     config.groupConfigs[0].level2ValueMap = LEVELS;
