@@ -25,8 +25,9 @@ int CommandManager::RequestHandle(int pid, PerfTimePoint const& now, CommandWrap
         return 0;
     }
 
+    ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(now);
+    ClearExpiredHandle(now, expired);
     auto process = pidHandleMap.end();
     handle = AllocHandleByPid(pid, process);
     if (handle == INVALID_HANDLE) {
@@ -50,8 +51,9 @@ int CommandManager::RequestHandle(int pid, PerfTimePoint const& now, CommandWrap
 
 int CommandManager::RequestEventHandle(PerfEventId eventId, PerfTimePoint const& now, CommandWrapper& wrapper)
 {
+    ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(now);
+    ClearExpiredHandle(now, expired);
     auto process = pidHandleMap.end();
     unsigned long long const handle = AllocHandleByPid(limits.eventPid, process);
     if (handle == INVALID_HANDLE) {
@@ -65,8 +67,9 @@ int CommandManager::RequestEventHandle(PerfEventId eventId, PerfTimePoint const&
 
 int CommandManager::RequestProbeHandle(int tid, PerfTimePoint const& now, CommandWrapper& wrapper)
 {
+    ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(now);
+    ClearExpiredHandle(now, expired);
     if (probeHandleMap.count(tid) != 0) {
         return PROBE_DUPLICATE;
     }
@@ -136,8 +139,9 @@ int CommandManager::BuildReleaseCommand(int pid, unsigned long long handle, Comm
         PF_LOGE("[%s:%d] invalid pid: %d", pid);
         return -1;
     }
+    ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(PerfTime::Now());
+    ClearExpiredHandle(PerfTime::Now(), expired);
     if (ComposeReleaseCommand(pid, handle, out) != 0) {
         PF_LOGD("[%s:%d] ComposeReleaseCommand failed");
         return -1;
@@ -147,8 +151,9 @@ int CommandManager::BuildReleaseCommand(int pid, unsigned long long handle, Comm
 
 int CommandManager::BuildEventReleaseCommand(PerfEventId eventId, std::vector<CommandWrapper>& out)
 {
+    ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(PerfTime::Now());
+    ClearExpiredHandle(PerfTime::Now(), expired);
     auto const [first, last] = eventHandleMap.equal_range(eventId);
     if (first == last) {
         PF_LOGD("[%s:%d] invalid event id: %u", eventId);
@@ -173,8 +178,9 @@ int CommandManager::BuildEventReleaseCommand(PerfEventId eventId, std::vector<Co
 
 int CommandManager::BuildProbeReleaseCommand(int tid, CommandWrapper& out)
 {
+    ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(PerfTime::Now());
+    ClearExpiredHandle(PerfTime::Now(), expired);
     auto const probe = probeHandleMap.find(tid);
     if (probe == probeHandleMap.end()) {
         PF_LOGD("[%s:%d] invalid tid: %d", tid);
@@ -260,8 +266,9 @@ int CommandManager::DeleteFromShortTermEndtimeMap(PerfTimePoint const& endTime, 
 
 int CommandManager::BuildReleaseAllCommand(PidHandleMap& out)
 {
+    ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(PerfTime::Now());
+    ClearExpiredHandle(PerfTime::Now(), expired);
     NoteRelease();
     shortTermEndtimeMap.clear();
     probeHandleMap.clear();
@@ -288,8 +295,9 @@ int CommandManager::BuildReleaseAllCommand(int pid, HandleWrapperMap& out)
         PF_LOGE("[%s:%d] invalid pid: %d", pid);
         return -1;
     }
+    ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(PerfTime::Now());
+    ClearExpiredHandle(PerfTime::Now(), expired);
     auto const process = pidHandleMap.find(pid);
     if (process == pidHandleMap.end()) {
         PF_LOGD("[%s:%d] ignore invalid pid: %d", pid);
@@ -330,20 +338,28 @@ unsigned int CommandManager::TotalHandleNum()
 
 void CommandManager::ClearExpiredHandle(PerfTimePoint const& now)
 {
+    ExpiredRecords expired;
+    ClearExpiredHandle(now, expired);
+}
+
+void CommandManager::ClearExpiredHandle(PerfTimePoint const& now, ExpiredRecords& out)
+{
     auto const running = shortTermEndtimeMap.upper_bound(now);
     for (auto it = shortTermEndtimeMap.begin(); it != running; ++it) {
-        ForgetExpired(__func__, it->second);
+        ForgetExpired(__func__, it->second, out);
     }
     shortTermEndtimeMap.erase(shortTermEndtimeMap.begin(), running);
 }
 
-void CommandManager::ForgetExpired(char const* method, ShortCmdInfo const& info)
+void CommandManager::ForgetExpired(char const* method, ShortCmdInfo const& info, ExpiredRecords& out)
 {
     if (info.eventId == PROBE_EVENT_ID) {
         probeHandleMap.erase(info.pid);
     }
     auto const process = pidHandleMap.find(info.pid);
-    if (process != pidHandleMap.end() && process->second.erase(info.handle) != 0) {
+    auto record = process != pidHandleMap.end() ? process->second.extract(info.handle) : HandleWrapperMap::node_type();
+    if (record) {
+        out.push_back(std::move(record));
         --totalHandleNum;
         if (process->second.empty()) {
             pidHandleMap.erase(process);

@@ -17,13 +17,15 @@
  * Any thread may call; one mutex serialises the maps and the counters. Expired handles are forgotten at the next
  * request or release: no stop is built for them, because the groups let timed commands go by themselves. Nothing is
  * called from under the mutex but the log and the wrapper's own FillInHandle. Operations return 0, or -1 after a log
- * line (in normal running, such as for an unknown handle, a debug line), unless said otherwise; an out argument is
- * unspecified after -1.
+ * line (in normal running, such as for an unknown handle, a debug line), unless said otherwise. After -1 an out
+ * argument is unspecified, except the handle of RequestHandle: it is untouched if the process id was refused,
+ * INVALID_HANDLE if there was none to be had.
  */
 class CommandManager {
 public:
     using HandleWrapperMap = std::unordered_map<unsigned long long, CommandWrapper>;
     using PidHandleMap = std::unordered_map<int, HandleWrapperMap>;
+    using ExpiredRecords = std::vector<HandleWrapperMap::node_type>;
 
     /** Result of RequestProbeHandle. */
     enum ProbeResult : int { PROBE_DUPLICATE = 0, PROBE_MADE = 1, PROBE_NO_HANDLE = 2 };
@@ -63,6 +65,8 @@ public:
     unsigned int TotalHandleNum();
 
     void ClearExpiredHandle(PerfTimePoint const& now) CORVANE_REQUIRES(mutex);
+    /** The same, but hands over what has been forgotten, so that it can be freed with the mutex given up. */
+    void ClearExpiredHandle(PerfTimePoint const& now, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
     /** @return the new, counted handle or INVALID_HANDLE. */
     unsigned long long AllocHandleByPid(int pid) CORVANE_REQUIRES(mutex);
     int ComposeReleaseCommand(int pid, unsigned long long handle, CommandWrapper& out) CORVANE_REQUIRES(mutex);
@@ -70,7 +74,7 @@ public:
     /** Turns a start into its stop. */
     int UpdateReleaseCommandType(CommandWrapper& wrapper) const;
 
-    /** Guards everything below; public so that the five steps above can be called one by one. */
+    /** Guards what is marked so below; public so that the steps above can be called one by one. */
     PerfMutex mutex;
 
 private:
@@ -88,7 +92,7 @@ private:
                     CommandWrapper& wrapper) CORVANE_REQUIRES(mutex);
     int ComposeFromProcess(char const* method, PidHandleMap::iterator process, unsigned long long handle,
                            CommandWrapper& out) CORVANE_REQUIRES(mutex);
-    void ForgetExpired(char const* method, ShortCmdInfo const& info) CORVANE_REQUIRES(mutex);
+    void ForgetExpired(char const* method, ShortCmdInfo const& info, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
     void NoteRelease() { releaseCount.fetch_add(1, std::memory_order_release); }
 
     CommandLimits const limits; // constant after construction
