@@ -46,11 +46,12 @@ int PerfThreadBinder::Init(std::string const& text)
 int PerfThreadBinder::AddThreadInfo(ThreadInfo const& info)
 {
     PerfMutexLock lock(mutex);
-    if (!threads.emplace(info.tid, info).second) {
+    if (threads.count(info.tid) != 0) {
         PF_LOGD("[%s:%d] duplicate probe");
         return 0;
     }
     PF_LOGD("[%s:%d] add probe tid = %d", info.tid);
+    threads.emplace(info.tid, info);
     waitingQue.emplace(info.startTime, info);
     condition.NotifyOne();
     return 0;
@@ -61,21 +62,6 @@ void PerfThreadBinder::DeleteThreadInfo(int tid)
     PerfMutexLock lock(mutex);
     PF_LOGD("[%s:%d] del probe tid = %d", tid);
     if (DeleteFromQue(tid)) {
-        condition.NotifyOne();
-    }
-}
-
-void PerfThreadBinder::DeleteThreadInfo(ThreadInfo const& info)
-{
-    PerfMutexLock lock(mutex);
-    auto const known = threads.find(info.tid);
-    bool const isSame =
-        known != threads.end() && known->second.startTime == info.startTime && known->second.endTime == info.endTime;
-    if (!isSame) {
-        return;
-    }
-    PF_LOGD("[%s:%d] del probe tid = %d", info.tid);
-    if (DeleteFromQue(info.tid)) {
         condition.NotifyOne();
     }
 }
@@ -158,8 +144,10 @@ void PerfThreadBinder::WorkThread()
             break;
         }
         WaitForWorkLocked(lock);
+        WriteLocked(false, expired); // left by stops: the thread of one may be bound anew in this very pass
         BuildExpiredList(PerfTime::Now());
-        WritePendingLocked();
+        WriteLocked(true, toBind);
+        WriteLocked(false, expired);
     }
     PF_LOGI("[%s:%d] Perf Thread Binder thread stop");
 }
@@ -178,16 +166,12 @@ void PerfThreadBinder::WaitForWorkLocked(PerfMutexLock& lock)
     }
 }
 
-void PerfThreadBinder::WritePendingLocked()
+void PerfThreadBinder::WriteLocked(bool bind, std::vector<ThreadInfo>& infos)
 {
-    for (ThreadInfo const& info : toBind) {
-        DoConfig(true, info);
+    for (ThreadInfo const& info : infos) {
+        DoConfig(bind, info);
     }
-    toBind.clear();
-    for (ThreadInfo const& info : expired) {
-        DoConfig(false, info);
-    }
-    expired.clear();
+    infos.clear();
 }
 
 int PerfThreadBinder::DoConfig(bool bind, ThreadInfo const& info)

@@ -40,8 +40,6 @@ public:
 
     /** Forgets a request; a binding in force is undone at once by the worker. */
     void DeleteThreadInfo(int tid);
-    /** The same, but only if exactly this request stands for the thread: a newer one stays. */
-    void DeleteThreadInfo(ThreadInfo const& info);
 
     /** Writes one line to the node. Worker thread. @return the result of the write, 0 or -1. */
     int DoConfig(bool bind, ThreadInfo const& info) CORVANE_REQUIRES(mutex);
@@ -58,11 +56,11 @@ public:
     bool DeleteFromQue(int tid) CORVANE_REQUIRES(mutex);
     bool DeleteFromEffectiveQue(int tid, PerfTimePoint const& endTime) CORVANE_REQUIRES(mutex);
 
-    /** Guards everything below; public so that the steps above can be called one by one. */
+    /** Guards what is marked so below; public so that the steps above can be called one by one. */
     PerfMutex mutex;
 
 private:
-    void WritePendingLocked() CORVANE_REQUIRES(mutex);
+    void WriteLocked(bool bind, std::vector<ThreadInfo>& infos) CORVANE_REQUIRES(mutex);
     void WaitForWorkLocked(PerfMutexLock& lock) CORVANE_REQUIRES(mutex);
 
     // constant after Init
