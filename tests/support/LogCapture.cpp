@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <mutex>
 #include <regex>
+#include <utility>
 
 namespace {
 
 using Lock = std::lock_guard<std::mutex>;
 
-// Never destroyed: a thread may log until the process ends. The mutex is held while a line is handed out, so that no
-// capture ends then.
+// Never destroyed: a thread may log until the process ends. The mutex is held while captures take a line, so that none
+// ends then.
 std::mutex& mutex = *new std::mutex;
 std::vector<LogCapture*>& active = *new std::vector<LogCapture*>; ///< guarded by mutex
 
@@ -28,10 +29,16 @@ LogLine Parse(int priority, char const* tag, char const* message)
 
 void HandOut(__android_logger_data const* data, char const* message)
 {
-    Lock const lock(mutex);
     LogLine const line = Parse(data->priority, data->tag, message);
-    for (LogCapture* capture : active) {
-        capture->Add(line);
+    std::vector<LogCapture::Observer> observers;
+    {
+        Lock const lock(mutex);
+        for (LogCapture* capture : active) {
+            capture->Add(line, observers);
+        }
+    }
+    for (LogCapture::Observer const& observer : observers) {
+        observer(line);
     }
 }
 
@@ -60,6 +67,20 @@ LogCapture::~LogCapture()
     __android_log_set_minimum_priority(previousPriority);
     Lock const lock(mutex);
     active.erase(std::remove(active.begin(), active.end(), this), active.end());
+}
+
+void LogCapture::OnLine(Observer newObserver)
+{
+    Lock const lock(mutex);
+    observer = std::move(newObserver);
+}
+
+void LogCapture::Add(LogLine const& line, std::vector<Observer>& observers)
+{
+    entries.push_back(line);
+    if (observer) {
+        observers.push_back(observer);
+    }
 }
 
 std::vector<LogLine> LogCapture::Entries() const

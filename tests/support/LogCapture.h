@@ -3,6 +3,7 @@
 #include <corvane/PfLogon.h>
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,8 @@ struct LogLine {
  */
 class LogCapture {
 public:
+    using Observer = std::function<void(LogLine const&)>;
+
     LogCapture();
     LogCapture(LogCapture const&) = delete;
     ~LogCapture();
@@ -44,12 +47,20 @@ public:
     std::size_t Count(int priority) const;
     void Clear();
 
+    /**
+     * Calls back after every line, on the thread that prints it and at that point of what it does: there a test can
+     * bring in another thread's call. The observer's own lines come to it as well. A call that has begun may outlast
+     * the observer's replacement (nullptr for none) and the capture.
+     */
+    void OnLine(Observer observer);
+
     /** Called by the logger, one line at a time. */
-    void Add(LogLine const& line) { entries.push_back(line); }
+    void Add(LogLine const& line, std::vector<Observer>& observers);
 
 private:
     int const previousPriority;
-    std::vector<LogLine> entries; ///< guarded by the lock that every capture shares
+    std::vector<LogLine> entries; ///< guarded by the lock that every capture shares, as is the observer
+    Observer observer;
 };
 
 /** Sets the log switch while it lives: bit 0 lets the info lines through, bit 1 the debug lines. */
