@@ -26,6 +26,11 @@ ConfigManager::Members::Members(ConfigManagerOptions const& options)
 {
 }
 
+ConfigManager::Members::~Members()
+{
+    resourceManager.TellWorkersToExit(); // or they would go on while the binder, which goes first, is waited for
+}
+
 int ConfigManager::Init(PerfDefaultConfig const& config, std::vector<ConfigurableEvent> const& events,
                         std::vector<ConfigurableScenario> const& scenarios, ProbeEvent const& probe) noexcept
 {
@@ -119,9 +124,9 @@ void ConfigManager::Reset() noexcept
     CommandManager::PidHandleMap released;
     my.commandManager.BuildReleaseAllCommand(released);
     for (auto& [pid, wrappers] : released) {
-        for (auto& [handle, wrapper] : wrappers) {
-            if (ReleaseCommand(pid, handle, wrapper) != 0) {
-                PF_LOGE("[%s:%d] ReleaseCommand failed for pid %d, handle %llu", pid, handle);
+        for (auto* const record : my.InReleaseOrder(wrappers)) {
+            if (ReleaseCommand(pid, record->first, record->second) != 0) {
+                PF_LOGE("[%s:%d] ReleaseCommand failed for pid %d, handle %llu", pid, record->first);
             }
         }
     }

@@ -156,6 +156,7 @@ int ConfigManager::StartProbe(int tid) noexcept
     CommandWrapper wrapper(PERF_COMMAND_SHORT_START, start, end, 0);
     wrapper.InsertProbeCommand(start, end, probe.cpuM, probe.cpuB, probe.gpu);
 
+    PerfMutexLock lock(my.probeLock);
     CommandStart commandStart(my.commandManager, tid);
     switch (my.commandManager.RequestProbeHandle(tid, now, wrapper)) {
     case CommandManager::PROBE_DUPLICATE:
@@ -167,22 +168,22 @@ int ConfigManager::StartProbe(int tid) noexcept
     default:
         break;
     }
-    ThreadInfo const info{tid, wrapper.startTime, wrapper.endTime};
     int const result = commandStart.Send(my.resourceManager, wrapper, [&, method = __func__](bool sent) {
         if (!sent) {
             PF_LOGE_AS(method, "[%s:%d] SendCmdToResources failed");
             return -1;
         }
-        return my.threadBinder.AddThreadInfo(info);
+        return my.threadBinder.AddThreadInfo({tid, wrapper.startTime, wrapper.endTime});
     });
     if (commandStart.WasReleased()) {
-        my.threadBinder.DeleteThreadInfo(info); // a stop that came before the request for a binding found none to undo
+        my.threadBinder.DeleteThreadInfo(tid);
     }
     return result;
 }
 
 void ConfigManager::StopProbe(int tid) noexcept
 {
+    PerfMutexLock lock(my.probeLock);
     CommandWrapper wrapper;
     if (my.commandManager.BuildProbeReleaseCommand(tid, wrapper) != 0) {
         PF_LOGD("[%s:%d] BuildEventReleaseCommand failed");

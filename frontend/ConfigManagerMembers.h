@@ -16,11 +16,21 @@
 /** What a facade is made of; built inside the object, so that services need not know of it. */
 struct ConfigManager::Members {
     explicit Members(ConfigManagerOptions const& options);
+    Members(Members const&) = delete;
+    Members& operator=(Members const&) = delete;
+    ~Members();
 
     /** Records a request or a scenario under a new handle and sends it, logging as method. @return 0 or -1. */
     int RecordAndSend(char const* method, int pid, PerfTimePoint const& now, CommandWrapper& wrapper,
                       unsigned long long& handle);
     int ReleaseWorkModeCommand(char const* method, unsigned long long handle, CommandWrapper& wrapper);
+
+    /**
+     * The records of one process, by their handles, but those that cannot be sent last: a release of all of them stops
+     * at the first failure, and nobody would find the rest again.
+     */
+    std::vector<CommandManager::HandleWrapperMap::value_type*>
+    InReleaseOrder(CommandManager::HandleWrapperMap& records) const;
 
     // lock for themselves
     CommandManager commandManager;
@@ -30,8 +40,9 @@ struct ConfigManager::Members {
     ScenarioManager scenarioManager;
     PerfThreadBinder threadBinder;
 
-    // Lock order: debug, mode, dump; each may be held when a manager or a queue takes its own.
-    PerfMutex modeLock; ///< serialises every change of the work mode, its recording included
+    // Lock order: debug, mode, probe, dump; each may be held when a manager or a queue takes its own.
+    PerfMutex modeLock;  ///< serialises every change of the work mode, its recording included
+    PerfMutex probeLock; ///< serialises starts and stops of probes: handle and binding change together
     PerfMutex debugLock;
     std::vector<unsigned long long> debugHandles CORVANE_GUARDED_BY(debugLock); ///< NO_HANDLE: nothing in effect
     PerfMutex dumpLock; ///< held from sending the orders to collecting the answers

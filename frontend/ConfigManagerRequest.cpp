@@ -95,20 +95,24 @@ int ConfigManager::PreHandleEasBaseCommand(unsigned int duration, PerfCommandTyp
 
 std::vector<QosInfoInt> ConfigManager::RequestFilter(std::vector<PerfRequestInfo> const& infos) const noexcept
 {
-    std::vector<QosInfoInt> request; // by ascending id; requests name a handful of resources
-    request.reserve(infos.size());
+    std::vector<std::pair<PerfQosId, PerfRequestInfo const*>> byId;
+    byId.reserve(infos.size());
     for (PerfRequestInfo const& info : infos) {
-        PerfGroupTable table = BuildGroupInfo(info.groupInfos);
+        byId.emplace_back(info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId, &info);
+    }
+    std::sort(byId.begin(), byId.end()); // infos of one id by their place in the request
+
+    std::vector<QosInfoInt> request;
+    request.reserve(infos.size());
+    for (auto const& [qosId, info] : byId) {
+        PerfGroupTable table = BuildGroupInfo(info->groupInfos);
         if (table.empty()) {
             continue;
         }
-        PerfQosId const qosId = info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId;
-        auto const place = std::lower_bound(request.begin(), request.end(), qosId,
-                                            [](QosInfoInt const& entry, PerfQosId id) { return entry.qosId < id; });
-        if (place == request.end() || place->qosId != qosId) {
-            request.insert(place, {qosId, std::move(table)});
+        if (request.empty() || request.back().qosId != qosId) {
+            request.push_back({qosId, std::move(table)});
         } else {
-            FoldInto(place->groupInfo, std::move(table));
+            FoldInto(request.back().groupInfo, std::move(table));
         }
     }
     return request;
@@ -201,13 +205,32 @@ int ConfigManager::PerfReleaseAll(int pid) noexcept
         PF_LOGD("[%s:%d] no command need to release");
         return 0;
     }
-    for (auto& [handle, wrapper] : released) {
-        if (ReleaseCommand(pid, handle, wrapper) != 0) {
-            PF_LOGE("[%s:%d] ReleaseCommand failed for pid %d, handle %llu", pid, handle);
+    for (auto* const record : my.InReleaseOrder(released)) {
+        if (ReleaseCommand(pid, record->first, record->second) != 0) {
+            PF_LOGE("[%s:%d] ReleaseCommand failed for pid %d, handle %llu", pid, record->first);
             return -1;
         }
     }
     return 0;
+}
+
+std::vector<CommandManager::HandleWrapperMap::value_type*>
+ConfigManager::Members::InReleaseOrder(CommandManager::HandleWrapperMap& records) const
+{
+    // How much of it is sent: all, a part, nothing. A mode goes to every resource, whatever its item names.
+    auto const rank = [this](CommandWrapper const& wrapper) {
+        bool const whole = wrapper.cmdType == PERF_COMMAND_MODE_START || resourceManager.CanSendCmdToResources(wrapper);
+        return whole ? 0 : wrapper.commands.empty() ? 2 : 1;
+    };
+    std::vector<CommandManager::HandleWrapperMap::value_type*> ordered;
+    ordered.reserve(records.size());
+    for (auto& record : records) {
+        ordered.push_back(&record);
+    }
+    std::sort(ordered.begin(), ordered.end(), [&rank](auto const* left, auto const* right) {
+        return std::pair(rank(left->second), left->first) < std::pair(rank(right->second), right->first);
+    });
+    return ordered;
 }
 
 int ConfigManager::ReleaseCommand(int pid, unsigned long long handle, CommandWrapper& wrapper) noexcept

@@ -16,14 +16,17 @@ PerfResource::~PerfResource()
     StopThread();
 }
 
+void PerfResource::TellToExit()
+{
+    PerfMutexLock lock(queueMutex);
+    exitFlag = true;
+    queue.Push({}); // only wakes the worker, which sees the flag before it would dispatch this
+    queueCondition.NotifyOne();
+}
+
 void PerfResource::StopThread()
 {
-    {
-        PerfMutexLock lock(queueMutex);
-        exitFlag = true;
-        queue.Push({}); // only wakes the worker, which sees the flag before it would dispatch this
-        queueCondition.NotifyOne();
-    }
+    TellToExit();
     worker.Join();
 }
 
@@ -76,10 +79,10 @@ void PerfResource::WorkThread()
         {
             PerfMutexLock lock(queueMutex);
             status = WaitForStatusLocked(lock, wakeUp);
-        }
-        if (status == STATUS_EXIT) {
-            PF_LOGI("[%s:%d] [%s] work thread exit", name.c_str());
-            return;
+            if (status == STATUS_EXIT) {
+                PF_LOGI("[%s:%d] [%s] work thread exit", name.c_str());
+                return;
+            }
         }
         HandleCommand(status);
         wakeUp = FindMinTime();

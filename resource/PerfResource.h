@@ -67,6 +67,8 @@ public:
 
     /** Starts the worker, once. Failing to is fatal for the process. */
     int InitThread();
+    /** Lets the worker end after the command in progress, without waiting for it. What is queued is dropped. */
+    void TellToExit();
 
     /**
      * Queues a command and wakes the worker once. Behind more than PerfCommandQueue::BOUND of them what would come to
@@ -111,7 +113,7 @@ public:
     PerfMutex logMutex;
 
 protected:
-    /** Ends and joins the worker; harmless when repeated. */
+    /** Ends and joins the worker; harmless when repeated, as after TellToExit. */
     void StopThread();
     /**
      * Builds one group of a kind for each configuration, with the resource's work mode and the extra arguments.

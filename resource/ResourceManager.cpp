@@ -12,9 +12,23 @@
 #include "resource/SingleNodeValueResource.h"
 #include "sys/Log.h"
 
+#include <algorithm>
+
 ResourceManager::ResourceManager(std::size_t slots) : resources(slots) {}
 
-ResourceManager::~ResourceManager() = default;
+ResourceManager::~ResourceManager()
+{
+    TellWorkersToExit();
+}
+
+void ResourceManager::TellWorkersToExit()
+{
+    for (auto const& resource : resources) {
+        if (resource != nullptr) {
+            resource->TellToExit();
+        }
+    }
+}
 
 int ResourceManager::Init(PerfDefaultConfig const& config)
 {
@@ -38,10 +52,6 @@ int ResourceManager::Init(PerfDefaultConfig const& config)
 int ResourceManager::InitEntry(char const* method, PerfQosId qosId, PerfQosConfig* config,
                                PerfConfigControlInfo const& controlInfo)
 {
-    if (qosId >= resources.size()) {
-        PF_LOGE_AS(method, "[%s:%d] invalid qos id: %u", qosId);
-        return -1;
-    }
     if (config == nullptr) {
         PF_LOGE_AS(method, "[%s:%d] config is NULL for qos id %u", qosId);
         return -1;
@@ -50,6 +60,10 @@ int ResourceManager::InitEntry(char const* method, PerfQosId qosId, PerfQosConfi
     if (!IsSupportQos(config->groupConfigs)) {
         PF_LOGI_AS(method, "[%s:%d] not support %s on this platform", qosName);
         return 0;
+    }
+    if (qosId >= resources.size()) {
+        PF_LOGE_AS(method, "[%s:%d] invalid qos id: %u", qosId);
+        return -1;
     }
     ResConstructParam param{qosId, config->qosName, controlInfo.workMode};
     bool handled = false;
@@ -151,6 +165,12 @@ int ResourceManager::SendCmdToResources(CommandWrapper const& wrapper) const
     return 0;
 }
 
+bool ResourceManager::CanSendCmdToResources(CommandWrapper const& wrapper) const
+{
+    auto const hasResource = [this](auto const& item) { return item != nullptr && HasResource(item->qosId); };
+    return !wrapper.commands.empty() && std::all_of(wrapper.commands.begin(), wrapper.commands.end(), hasResource);
+}
+
 int ResourceManager::SendWorkModeCmd(CommandWrapper const& wrapper) const
 {
     if (wrapper.commands.empty()) {
@@ -182,7 +202,7 @@ std::shared_ptr<PerfResource> const& ResourceManager::GetResourcePtr(PerfQosId q
 void ResourceManager::GetResourceIds(unsigned long long mask, std::vector<PerfQosId>& out) const
 {
     for (PerfQosId id = 0; id < resources.size() && id < 64; ++id) {
-        if (((mask >> id) & 1) != 0 && resources[id] != nullptr) {
+        if (((mask >> id) & 1) != 0 && HasResource(id)) {
             out.push_back(id);
         }
     }

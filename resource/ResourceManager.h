@@ -24,7 +24,10 @@ public:
     explicit ResourceManager(std::size_t slots = PERF_QOS_ID_COUNT);
     ResourceManager(ResourceManager const&) = delete;
     ResourceManager& operator=(ResourceManager const&) = delete;
+    /** Ends every worker: all are told before the first is waited for. */
     ~ResourceManager();
+    /** Lets every worker end after the command in progress, without waiting for it. Nothing may be sent any more. */
+    void TellWorkersToExit();
 
     /**
      * Builds every resource, then starts every worker. An entry that this platform does not have is skipped; a faulty
@@ -42,6 +45,8 @@ public:
 
     /** Queues each item for its resource. Items before a failing one stay queued. */
     int SendCmdToResources(CommandWrapper const& wrapper) const;
+    /** @return whether SendCmdToResources would queue every item; logs nothing. */
+    bool CanSendCmdToResources(CommandWrapper const& wrapper) const;
     /** Queues the first item for every resource. */
     int SendWorkModeCmd(CommandWrapper const& wrapper) const;
 
@@ -51,6 +56,7 @@ public:
     void GetResourceIds(unsigned long long mask, std::vector<PerfQosId>& out) const;
 
 private:
+    bool HasResource(PerfQosId qosId) const { return qosId < resources.size() && resources[qosId] != nullptr; }
     /** Builds one entry into its slot, logging as method. @return 0 also for one that is skipped. */
     int InitEntry(char const* method, PerfQosId qosId, PerfQosConfig* config, PerfConfigControlInfo const& controlInfo);
 

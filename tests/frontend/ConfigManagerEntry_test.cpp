@@ -4,6 +4,9 @@
 
 #include <corvane/PfLogon.h>
 
+#include <functional>
+#include <tuple>
+
 namespace {
 
 using std::chrono::milliseconds;
@@ -200,6 +203,31 @@ TEST_F(ConfigManagerEntryTest, ProbeStoppedWhileBoundIsUnboundAtOnce)
     manager->StopProbe(TID);
     EXPECT_EQ(log.Lines(), (Strings{"E PF_RES_MGR SendCmdToResources: empty command wrapper",
                                     "E PF_CFG_MGR StopProbe: SendCmdToResources failed."}));
+}
+
+TEST_F(ConfigManagerEntryTest, AStartThatCannotBeSentSaysSoAndThenLooksWhetherItWasReleasedMeanwhile)
+{
+    std::string const empty = "E PF_RES_MGR SendCmdToResources: empty command wrapper";
+    std::tuple<std::function<int()>, std::function<void()>, std::string> const rows[] = {
+        {[this] { return TryRequest(LONG, {Boost(0, 1)}); }, [this] { manager->PerfReleaseAll(PID); },
+         "E PF_CFG_MGR PerfRequest: SendCmdToResources failed for pid 100"},
+        {[this] { return manager->StartProbe(TID); }, [this] { manager->PerfReleaseAll(TID); },
+         "E PF_CFG_MGR StartProbe: SendCmdToResources failed"},
+    };
+    AddProbe(0, MINUTE);
+    probe.cpuM = probe.gpu = 0; // asks for nothing, as the request asks for what the platform lacks
+    Start();
+    for (auto const& [start, release, failed] : rows) {
+        LogCapture log;
+        log.OnLine([&, release = release](LogLine const&) {
+            log.OnLine(nullptr);
+            release(); // the handle is recorded, and its command is just being sent
+        });
+        EXPECT_EQ(start(), -1);
+        Strings const lines = log.Lines();
+        ASSERT_GT(lines.size(), 2u) << failed;
+        EXPECT_EQ(Strings(lines.end() - 2, lines.end()), (Strings{failed, empty}));
+    }
 }
 
 TEST_F(ConfigManagerEntryTest, SuspendSkipsMemoryLatencyAndRepeatsOnlyOneResource)

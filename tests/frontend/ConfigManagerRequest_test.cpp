@@ -76,6 +76,56 @@ TEST_F(ConfigManagerRequestTest, ResourcesThatThePlatformLacksAreLeftOut)
     EXPECT_EQ(manager->PerfReleaseAll(7), 0);
 }
 
+TEST_F(ConfigManagerRequestTest, ReleasingAProcessSendsAllThatCanBeSent)
+{
+    AddEvent(0, CPU_M, {{20, 400}});
+    probe = {1700, 1700, 0, 0, MINUTE, ""}; // of its two items the platform has the first only
+    qosConfigs.erase(CPU_B);
+    Start();
+    std::string const idle = Dump("--task");
+    for (int position = 0; position < 10; ++position) {
+        for (bool const probed : {false, true}) {
+            for (int i = 0; i < 10; ++i) {
+                EXPECT_EQ(TryRequest(LONG, {Boost(i == position ? CPU_B
+                                                  : i % 2 == 0  ? GPU
+                                                                : CPU_M,
+                                                  20 + 280 * (i % 2))}),
+                          i == position ? -1 : 0);
+            }
+            unsigned long long mode = 0;
+            EXPECT_EQ(manager->PerfSetMode(PID, PERF_WORK_MODE_BOOST_FIRST, mode), 0);
+            EXPECT_TRUE(!probed || manager->StartProbe(PID) == -1);
+            LogCapture const log;
+            EXPECT_EQ(manager->PerfReleaseAll(PID), -1) << position;
+            std::string const handle = std::to_string(probed ? mode + 1 : mode - 10 + position);
+            EXPECT_EQ(log.Lines("PF_CFG_MGR"),
+                      (Strings{"E PF_CFG_MGR ReleaseCommand: SendCmdToResources failed for handle " + handle,
+                               "E PF_CFG_MGR PerfReleaseAll: ReleaseCommand failed for pid 100, handle " + handle}));
+            EXPECT_EQ(Dump("--task"), idle) << position;
+            EXPECT_EQ(Dump("--workMode"), "\ncurrent mode = 0, modeNum(1) <value, handle>:\n<0,*>\n");
+            EXPECT_EQ(manager->PerfReleaseAll(PID), 0) << "the process has no record any more";
+            manager->StopProbe(PID);
+        }
+    }
+}
+
+TEST_F(ConfigManagerRequestTest, InfosInFallingOrderFoldAsFastAsInAnyOther)
+{
+    constexpr unsigned int IDS = 50'000;
+    std::vector<PerfRequestInfo> infos;
+    for (unsigned int i = 0; i < 2 * IDS; ++i) {
+        infos.push_back(Boost(PERF_QOS_ID_COUNT + IDS - 1 - i % IDS, static_cast<int>(i)));
+    }
+    auto const before = std::chrono::steady_clock::now();
+    auto const request = ConfigManager().RequestFilter(infos);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+    ASSERT_EQ(request.size(), IDS);
+    for (unsigned int id = 0; id < IDS; ++id) {
+        ASSERT_EQ(request[id].qosId, PERF_QOS_ID_COUNT + id);
+        ASSERT_EQ(request[id].groupInfo.at(0).at(PERF_OPERATION_BOOST), static_cast<int>(IDS - 1 - id));
+    }
+}
+
 TEST_F(ConfigManagerRequestTest, RefusedRequestsSayWhyAndLeaveNothingBehind)
 {
     struct Row {

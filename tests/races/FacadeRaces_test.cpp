@@ -224,18 +224,53 @@ TEST_F(FacadeRaces, ConsoleAgainstReset)
     ExpectIdle();
 }
 
-TEST_F(FacadeRaces, DestructionDropsWhatIsQueuedBehindASlowNode)
+TEST_F(FacadeRaces, StoppedAndStartedAtOnceAThreadIsBoundInTheEnd)
 {
+    AddEvent(0, CPU_M, {{20, 400}});
+    probe = {1500, 0, 0, 0, MINUTE, "0F"};
+    StartIdle();
+    sandbox.FailNode("binder", Fault::Delay(milliseconds(1))); // calls gather while the binder writes
+    auto const restart = [this](int) {
+        EXPECT_EQ(manager->StartProbe(7), 0);
+        manager->StopProbe(7);
+        EXPECT_EQ(manager->StartProbe(7), 0);
+    };
+    for (std::size_t const threads : {1u, 3u}) {
+        for (int round = 0; round < ROUNDS / 3; ++round) {
+            AtOnce(std::vector<Action>(threads, restart), {}, 1);
+            ASSERT_TRUE(sandbox.WaitForContent("binder", "0F|7")) << threads << " threads, round " << round;
+        }
+    }
+    manager->StopProbe(7);
+    EXPECT_TRUE(sandbox.WaitForContent("binder", "FF|7"));
+    ExpectIdle();
+}
+
+TEST_F(FacadeRaces, DestructionTellsEveryThreadToEndBeforeItWaitsForOne)
+{
+    AddEvent(0, CPU_M, {{20, 400}});
+    probe = {0, 0, 30, 0, MINUTE, "0F"};
     Start();
-    sandbox.FailNode("cpu_m/max", Fault::Delay(milliseconds(100)));
+    LogCapture const log;
+    std::future<void> destruction;
+    NodeGate binder(sandbox, "binder");
+    NodeGate cpu(sandbox, "cpu_m/max");
+    EXPECT_EQ(manager->StartProbe(7), 0);
     for (int i = 0; i < 500; ++i) {
         Request(LONG, {Boost(CPU_M, 1000 + i)});
     }
-    ASSERT_TRUE(sandbox.WaitForWrites(1));
-    auto const before = steady_clock::now();
-    manager.reset();
-    EXPECT_LT(steady_clock::now() - before, std::chrono::seconds(10)) << "all of them would take 100 s";
-    EXPECT_LT(sandbox.WriteCount(), 300u);
+    ASSERT_TRUE(binder.WaitBlocked() && cpu.WaitBlocked());
+    destruction = std::async(std::launch::async, [this] { manager.reset(); });
+    auto const hasEnded = [&log](std::string const& name) {
+        return log.Has(ANDROID_LOG_INFO, "PF_RES", "WorkThread", "[" + name + "] work thread exit");
+    };
+    EXPECT_TRUE(WaitUntil([&] { return hasEnded("cpu_b") && hasEnded("gpu"); })) << "they have nothing to do";
+    EXPECT_FALSE(hasEnded("cpu_m"));
+    binder.Release();
+    cpu.Release();
+    destruction.get();
+    EXPECT_EQ(Lines(sandbox.Writes("cpu_m/max")), (Strings{"cpu_m/max <- 2500", "cpu_m/max <- 2500"}))
+        << "the command in progress came to its end, and no other began";
     EXPECT_EQ(sandbox.OpenDescriptors(), 0);
 }
 

@@ -2,6 +2,8 @@
 
 #include "tests/resource/ResourceTestSupport.h"
 
+#include <future>
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -22,7 +24,7 @@ protected:
     }
 
     Sandbox sandbox;
-    LogCapture const log;
+    LogCapture log;
 };
 
 } // namespace
@@ -83,21 +85,20 @@ TEST_F(PerfResourceTest, TheNextWakeUpIsTheEarliestOfTheGroups)
     EXPECT_EQ(wakeUpWith(0, now + 4h), 2h);
 }
 
-TEST_F(PerfResourceTest, DestructionWaitsForTheCommandInProgressAndDropsTheQueue)
+TEST_F(PerfResourceTest, AWorkerSaysThatItEndsBeforeItGivesItsQueueUp)
 {
-    auto resource = Build(1);
+    auto const resource = Build(1);
+    std::promise<std::future<int>> sending;
+    log.OnLine([&](LogLine const& line) {
+        EXPECT_EQ(line.text, "[res] work thread exit");
+        auto sent = std::async(std::launch::async, [&] { return resource->SendCommandToFifoQ({}); });
+        EXPECT_EQ(sent.wait_for(100ms), std::future_status::timeout);
+        sending.set_value(std::move(sent));
+    });
     EXPECT_EQ(resource->InitThread(), 0);
-    sandbox.FailNode("n0", Fault::Delay(40ms));
-    for (int value = 11; value <= 60; ++value) {
-        auto const handle = static_cast<unsigned long long>(value);
-        resource->SendCommandToFifoQ({PERF_COMMAND_LONG_START, Item(handle, {{0, {{BOOST, value}}}})});
-    }
-    ASSERT_TRUE(sandbox.WaitForWrites(1));
-    resource.reset();
-    auto const writes = sandbox.Writes();
-    EXPECT_LT(writes.size(), 50u) << "two seconds of writes were queued";
-    EXPECT_EQ(writes.back().result, 2) << "the write in progress came to its end";
-    EXPECT_EQ(sandbox.OpenDescriptors(), 0);
+    resource->TellToExit();
+    EXPECT_EQ(sending.get_future().get().get(), 0);
+    log.OnLine(nullptr);
 }
 
 TEST_F(PerfResourceTest, AFloodBehindAHangingNodeComesDownToWhatIsOutstanding)

@@ -113,7 +113,9 @@ TEST_F(ResourceManagerTest, TheKindGoesByTheIdAndElseByTheShapeOfTheFirstGroup)
         ids.push_back(row.id);
         Add(row.id, row.config);
     }
-    Add(2, Plain({one, PlainGroup(1, "gone", {})})); // the platform does not have it
+    for (PerfQosId const id : {2u, 48u}) {                // beyond the table as well
+        Add(id, Plain({one, PlainGroup(1, "gone", {})})); // the platform does not have it
+    }
     ASSERT_EQ(Init(true), 0);
     for (Row const& row : rows) {
         PerfResource const& resource = *manager->GetResourcePtr(row.id);
@@ -130,6 +132,7 @@ TEST_F(ResourceManagerTest, AFaultyEntryStopsTheStartBeforeAnyWorkerRuns)
 {
     std::pair<PerfQosId, Config> const faults[] = {
         {12, nullptr},
+        {48, nullptr},
         {12, Plain({})},
         {12, Plain({three})}, // no kind has three nodes
         {12, Plain({one, PlainGroup(2, "gap", {"a"})})},
