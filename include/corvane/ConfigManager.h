@@ -26,11 +26,12 @@ struct ConfigManagerOptions {
  * Init comes first, once, and must have returned before anything else is called; after a failed Init nothing is to be
  * served. Everything else may be called from any thread, at once. No call waits for a node write, except the task dumps
  * (which wait for every worker) and the probe calls (which wait for a pass of the thread binder). Destroying the object
- * waits for the command in progress on each worker and drops the rest; nodes stay as they are.
+ * waits for the command in progress on each worker and drops the rest; nodes stay as they are. No call may be in
+ * progress then: a dump would wait for ever for a worker that has left.
  *
  * Values are in the unit of the node; durations are milliseconds. Operations return 0, or -1 after a log line under
- * "PF_CFG_MGR" or the module concerned (what can happen in normal running, such as an empty request or an unknown
- * handle, is a debug line only). Nothing is thrown.
+ * "PF_CFG_MGR" or the module concerned (what can happen in normal running, such as an empty request, is a debug line
+ * only). Nothing is thrown.
  *
  * A handle that a call sets stays untouched if the call fails before one was allocated, is INVALID_HANDLE if none could
  * be, and is a real one, to be released, if only the sending failed: as when a request names no resource of this
@@ -67,9 +68,12 @@ public:
      */
     CORVANE_EXPORT int PerfRequest(int pid, unsigned int duration, std::vector<PerfRequestInfo> const& infos,
                                    unsigned long long& handle) noexcept;
-    /** A handle that is unknown, or has expired, is not an error. */
+    /** A handle that is unknown, has expired or is another process's is no failure: 0 after a debug line. */
     CORVANE_EXPORT int PerfRelease(int pid, unsigned long long handle) noexcept;
-    /** Releases what a process holds, up to the first failure. */
+    /**
+     * Releases all that a process holds. After -1 (some of it could not be sent, as where a request named no resource
+     * of this platform) the process holds nothing any more all the same: what could be sent was sent first.
+     */
     CORVANE_EXPORT int PerfReleaseAll(int pid) noexcept;
 
     /** Holds a configured scenario until its handle is released. */
