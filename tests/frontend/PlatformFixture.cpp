@@ -1,7 +1,5 @@
 #include "tests/frontend/PlatformFixture.h"
 
-#include "tests/support/Wait.h"
-
 #include <corvane/PfLogon.h>
 
 #include <algorithm>
@@ -21,7 +19,28 @@ Strings Join(std::vector<Strings> const& parts)
     return all;
 }
 
-PlatformTest::PlatformTest()
+Strings At(int ms, Strings const& writes)
+{
+    Strings timed;
+    for (std::string const& write : writes) {
+        timed.push_back(std::to_string(ms) + " " + write);
+    }
+    return timed;
+}
+
+namespace {
+
+std::vector<NodeWrite> ByResource(std::vector<NodeWrite> writes)
+{
+    auto const resource = [](NodeWrite const& write) { return write.node.substr(0, write.node.find('/')); };
+    std::stable_sort(writes.begin(), writes.end(),
+                     [&](NodeWrite const& a, NodeWrite const& b) { return resource(a) < resource(b); });
+    return writes;
+}
+
+} // namespace
+
+RealTimePlatformTest::RealTimePlatformTest()
 {
     AddFrequency(CPU_M, "cpu_m", 300, 3000, 300, 2500);
     AddFrequency(CPU_B, "cpu_b", 400, 4000, 400, 4000, true);
@@ -32,8 +51,8 @@ PlatformTest::PlatformTest()
     probe.threadBinderPath = "0F";
 }
 
-PerfGroupConfig PlatformTest::Group(unsigned int id, std::string const& name, std::vector<int> const& range,
-                                    Strings const& nodes)
+PerfGroupConfig RealTimePlatformTest::Group(unsigned int id, std::string const& name, std::vector<int> const& range,
+                                            Strings const& nodes)
 {
     Strings paths;
     for (std::string const& node : nodes) {
@@ -42,22 +61,23 @@ PerfGroupConfig PlatformTest::Group(unsigned int id, std::string const& name, st
     return {id, name, range[0], range[1], range[2], range[3], paths, CHIP_TYPE_ANY};
 }
 
-void PlatformTest::AddResource(PerfQosId qosId, std::string const& name, std::vector<PerfGroupConfig> const& groups)
+void RealTimePlatformTest::AddResource(PerfQosId qosId, std::string const& name,
+                                       std::vector<PerfGroupConfig> const& groups)
 {
     names.push_back(name);
     owned.push_back(std::make_unique<PerfQosConfig>(names.back(), groups));
     qosConfigs[qosId] = owned.back().get();
 }
 
-void PlatformTest::AddFrequency(PerfQosId qosId, std::string const& name, int min, int max, int boostBase,
-                                int limitBase, bool clamp)
+void RealTimePlatformTest::AddFrequency(PerfQosId qosId, std::string const& name, int min, int max, int boostBase,
+                                        int limitBase, bool clamp)
 {
     auto group = Group(0, name, {min, max, boostBase, limitBase}, {name + "/min", name + "/max"});
     group.clampOutOfRange = clamp;
     AddResource(qosId, name, {group});
 }
 
-void PlatformTest::AddEas()
+void RealTimePlatformTest::AddEas()
 {
     std::vector<PerfGroupConfig> groups;
     for (unsigned int id = 0; id < 8; ++id) {
@@ -73,7 +93,7 @@ void PlatformTest::AddEas()
     qosConfigs[PERF_QOS_EAS] = owned.back().get();
 }
 
-void PlatformTest::AddMemoryLatency()
+void RealTimePlatformTest::AddMemoryLatency()
 {
     Strings const ratio{sandbox.AddNode("mem_lat/ratio")};
     Strings const monitor{sandbox.AddNode("mem_lat/monitor")};
@@ -82,8 +102,8 @@ void PlatformTest::AddMemoryLatency()
                  {1, "monitor", 0, monitor, LevelToValueMap{{0, {"off"}}, {1, {"on"}}}, CHIP_TYPE_ANY}});
 }
 
-void PlatformTest::AddEvent(PerfEventId eventId, PerfQosId qosId,
-                            std::vector<std::pair<unsigned int, int>> const& phases)
+void RealTimePlatformTest::AddEvent(PerfEventId eventId, PerfQosId qosId,
+                                    std::vector<std::pair<unsigned int, int>> const& phases)
 {
     QosCommand command{qosId, {}};
     for (auto const& [duration, value] : phases) {
@@ -97,7 +117,7 @@ void PlatformTest::AddEvent(PerfEventId eventId, PerfQosId qosId,
     known->qosCommands.push_back(command);
 }
 
-void PlatformTest::AddScenario(PerfScenarioId scenarioId, std::vector<PerfRequestInfo> const& items)
+void RealTimePlatformTest::AddScenario(PerfScenarioId scenarioId, std::vector<PerfRequestInfo> const& items)
 {
     ConfigurableScenario scenario{scenarioId, {}};
     for (PerfRequestInfo const& item : items) {
@@ -106,55 +126,52 @@ void PlatformTest::AddScenario(PerfScenarioId scenarioId, std::vector<PerfReques
     scenarios.push_back(scenario);
 }
 
-int PlatformTest::Init()
+int RealTimePlatformTest::Init()
 {
     manager = std::make_unique<ConfigManager>(options);
     return manager->Init(PerfDefaultConfig{0, qosConfigs, control}, events, scenarios, probe);
 }
 
-void PlatformTest::StartVerbose(LogCapture& log)
-{
-    verbose = std::make_unique<LogSwitch>(PfLogonNamespace::DEBUG_BIT);
-    Start();
-    auto const binderRuns = [&log] {
-        return log.Has(ANDROID_LOG_DEBUG, "PF_THREAD_BINDER", "WorkThread", "Perf Thread Binder WorkThread");
-    };
-    EXPECT_TRUE(WaitUntil(binderRuns));
-    log.Clear();
-}
-
-int PlatformTest::TryRequest(unsigned int ms, std::vector<PerfRequestInfo> const& infos, int pid)
+int RealTimePlatformTest::TryRequest(unsigned int ms, std::vector<PerfRequestInfo> const& infos, int pid)
 {
     unsigned long long handle = 0;
     return manager->PerfRequest(pid, ms, infos, handle);
 }
 
-unsigned long long PlatformTest::Request(unsigned int ms, std::vector<PerfRequestInfo> const& infos, int pid)
+unsigned long long RealTimePlatformTest::Request(unsigned int ms, std::vector<PerfRequestInfo> const& infos, int pid)
 {
     unsigned long long handle = 0;
     EXPECT_EQ(manager->PerfRequest(pid, ms, infos, handle), 0);
     return handle;
 }
 
-std::string PlatformTest::Dump(std::string const& option)
+std::string RealTimePlatformTest::Dump(std::string const& option)
 {
     std::ostringstream out;
     EXPECT_EQ(manager->Dump(out, {option}), 0);
     return out.str();
 }
 
-Strings PlatformTest::Wrote()
+Strings RealTimePlatformTest::Wrote()
 {
     Settle();
-    auto writes = sandbox.TakeWrites();
-    auto const resource = [](NodeWrite const& write) { return write.node.substr(0, write.node.find('/')); };
-    std::stable_sort(writes.begin(), writes.end(),
-                     [&](NodeWrite const& a, NodeWrite const& b) { return resource(a) < resource(b); });
-    return Lines(writes);
+    return Lines(ByResource(sandbox.TakeWrites()));
 }
 
-void PlatformTest::ExpectWrites(Strings const& expected)
+void PlatformTest::StartVerbose(LogCapture& log)
 {
-    EXPECT_TRUE(sandbox.WaitForWrites(expected.size()));
-    EXPECT_EQ(Wrote(), expected);
+    verbose = std::make_unique<LogSwitch>(PfLogonNamespace::DEBUG_BIT);
+    Start();
+    Settle();
+    log.Clear();
+}
+
+Strings RealTimePlatformTest::WroteSince(PerfTimePoint const& begin)
+{
+    Strings lines;
+    for (NodeWrite const& write : ByResource(sandbox.TakeWrites())) {
+        auto const since = std::chrono::duration_cast<std::chrono::milliseconds>(write.time - begin);
+        lines.push_back(std::to_string(since.count()) + " " + write.Line());
+    }
+    return lines;
 }

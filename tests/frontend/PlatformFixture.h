@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sandbox/Sandbox.h"
+#include "sandbox/VirtualTime.h"
 #include "tests/support/LogCapture.h"
 
 #include <corvane/ConfigManager.h>
@@ -39,6 +40,8 @@ inline PerfRequestInfo Limit(PerfQosId qosId, int value, unsigned int group = 0)
 /** The three writes of a frequency pair, the maximum before and after the minimum. */
 Strings Pair(std::string const& name, int boost, int limit);
 Strings Join(std::vector<Strings> const& parts);
+/** The same writes with the milliseconds at which they happen. */
+Strings At(int ms, Strings const& writes);
 
 /**
  * The whole library on a small platform in a sandbox, with real workers. Resources, each with one group unless said
@@ -48,13 +51,13 @@ Strings Join(std::vector<Strings> const& parts);
  *   3 gpu    two single nodes 0~100: gpu/floor with base 10, gpu/power with base 20
  * Tests change the platform, the catalogues and the options before Start.
  */
-class PlatformTest : public testing::Test {
+class RealTimePlatformTest : public testing::Test {
 protected:
     static constexpr int PID = 100;
     static constexpr unsigned int LONG = 0;
     static constexpr unsigned int MINUTE = 60000;
 
-    PlatformTest();
+    RealTimePlatformTest();
     void TearDown() override { manager.reset(); }
 
     /** @param range availableMin, availableMax, boostBase, limitBase. @param nodes made in the sandbox. */
@@ -73,8 +76,6 @@ protected:
     /** Makes the facade and initialises it. */
     int Init();
     void Start() { ASSERT_EQ(Init(), 0); }
-    /** Starts with debug lines switched on and lets those of the start pass, so that the log holds what follows. */
-    void StartVerbose(LogCapture& log);
 
     /** @return the handle of a request that must succeed. */
     unsigned long long Request(unsigned int ms, std::vector<PerfRequestInfo> const& infos, int pid = PID);
@@ -82,11 +83,11 @@ protected:
 
     std::string Dump(std::string const& option);
     /** Waits until every worker has done what was queued so far. */
-    void Settle() { Dump("--task"); }
+    virtual void Settle() { Dump("--task"); }
     /** What has been written since the last look once everything queued is done, resource by resource. */
     Strings Wrote();
-    /** Waits for that many writes, then compares all that there are. */
-    void ExpectWrites(Strings const& expected);
+    /** The same without waiting, each with the milliseconds since then. */
+    Strings WroteSince(PerfTimePoint const& begin);
 
     Sandbox sandbox;
     ConfigManagerOptions options;
@@ -98,7 +99,30 @@ protected:
     std::unique_ptr<ConfigManager> manager;
 
 private:
-    std::unique_ptr<LogSwitch> verbose;
     std::deque<std::string> names;
     std::deque<std::unique_ptr<PerfQosConfig>> owned;
+};
+
+/** Before everything that runs in it, and after it. */
+struct InVirtualTime {
+    VirtualTime time;
+};
+
+/** The same in virtual time: nobody waits for anything, and what happens when is exact. */
+class PlatformTest : protected InVirtualTime, public RealTimePlatformTest {
+protected:
+    /** Starts with debug lines switched on and lets those of the start pass, so that the log holds what follows. */
+    void StartVerbose(LogCapture& log);
+    /** Lets everybody, the binder too, do what is due. */
+    void Settle() override { time.Settle(); }
+    /** Lets time go on. @return what was written meanwhile as At() gives it, resource by resource. */
+    Strings Course(std::chrono::milliseconds duration)
+    {
+        PerfTimePoint const begin = time.Now();
+        time.AdvanceBy(duration);
+        return WroteSince(begin);
+    }
+
+private:
+    std::unique_ptr<LogSwitch> verbose;
 };

@@ -42,7 +42,7 @@ void AtOnce(std::vector<Action> const& actions, std::vector<Action> const& meanw
     }
 }
 
-class FacadeRaces : public PlatformTest {
+class FacadeRaces : public RealTimePlatformTest {
 protected:
     void StartIdle()
     {

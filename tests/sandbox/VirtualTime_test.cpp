@@ -60,6 +60,72 @@ protected:
     Strings said;
 };
 
+/** A few hundred calls of every kind, drawn from one number, while time goes on: all that comes of them. */
+class Play : RealTimePlatformTest {
+public:
+    Strings Run(VirtualTime& time, unsigned int calls)
+    {
+        LogCapture log;
+        LogSwitch const verbose(PfLogonNamespace::DEBUG_BIT | PfLogonNamespace::INFO_BIT);
+        AddScenario(1, {Boost(CPU_M, 1800), Limit(CPU_B, 3000)});
+        AddEvent(3, CPU_M, {{70, 1500}, {30, 1700}});
+        AddEvent(3, GPU, {{50, 60}});
+        probe = {1600, 2000, 40, 15, 90, "0F"};
+        Start();
+        Strings outcome;
+        for (unsigned int call = 0; call < calls; ++call) {
+            outcome.push_back(std::to_string(Call(Draw(9), static_cast<int>(Draw(5)) + 1)));
+            if (Draw(3) == 0) {
+                time.AdvanceBy(std::chrono::microseconds(Draw(40'000)));
+            }
+        }
+        time.AdvanceBy(2min);
+        outcome.push_back(Dump("--task") + Dump("--limit_history") + Dump("--workMode"));
+        manager.reset();
+        Strings writes;
+        for (NodeWrite const& write : sandbox.Writes()) {
+            writes.push_back(std::to_string(write.time.time_since_epoch().count()) + " " + write.Line());
+        }
+        return Join({outcome, writes, log.Lines()});
+    }
+
+private:
+    unsigned int Draw(unsigned int below)
+    {
+        random = random * 1664525U + 1013904223U;
+        return (random >> 16) % below;
+    }
+
+    int Call(unsigned int kind, int pid)
+    {
+        unsigned long long handle = 0;
+        switch (kind) {
+        case 0:
+            return TryRequest(20 + Draw(100), {Boost(CPU_M, 500 + static_cast<int>(Draw(2000))), Boost(GPU, 30)}, pid);
+        case 1:
+            return TryRequest(LONG, {Limit(CPU_M, 800 + static_cast<int>(Draw(2000))), Boost(CPU_B, 1000)}, pid);
+        case 2:
+            return manager->PerfSetScenario(pid, 1, handle);
+        case 3:
+            return manager->PerfSetMode(pid, Draw(3), handle);
+        case 4:
+            return manager->PerfEvent(3, {Draw(2)}, "");
+        case 5:
+            return manager->PerfEvent(PROBE_EVENT_ID, {Draw(4) % 3, 0, 500 + Draw(3)}, "");
+        case 6:
+            return manager->PerfSetSuspend({Draw(2), CPU_M, GPU});
+        case 7:
+            return static_cast<int>(Dump("--task").size());
+        default:
+            return manager->PerfReleaseAll(pid);
+        }
+    }
+
+    void TestBody() override {}
+
+    unsigned int random = 2024;
+};
+
 } // namespace
 
 TEST_F(VirtualTimeTest, ThreadsAreWokenInTheOrderOfTheirDeadlinesAndNotBeforeTimeReachesThem)
@@ -266,4 +332,24 @@ TEST(VirtualTime, TheDevicesTimeHoldsBeforeAndAfter)
     }
     EXPECT_GE(runsBy(before + 6ms), before + 6ms);
     EXPECT_GE(PerfTime::WallNow(), std::chrono::system_clock::now() - 1min);
+}
+
+TEST(VirtualTime, TwoRunsOfAPlayAreEqualAndAnotherSeedChangesTheOrderOnly)
+{
+    auto const run = [](std::uint64_t seed) {
+        VirtualTime time(seed);
+        return Play().Run(time, 400);
+    };
+    std::set<Strings> courses;
+    std::set<Strings> sorted;
+    for (std::uint64_t const seed : {0, 1, 2}) {
+        Strings course = run(seed);
+        EXPECT_GT(course.size(), 2000U);
+        EXPECT_EQ(run(seed), course) << seed;
+        courses.insert(course);
+        std::sort(course.begin(), course.end());
+        sorted.insert(course);
+    }
+    EXPECT_EQ(courses.size(), 3U);
+    EXPECT_EQ(sorted.size(), 1U);
 }
