@@ -56,6 +56,11 @@ class Tour(unittest.TestCase):
         self.assertEqual(result.returncode, 0, result.stderr)
         self.assertEqual(masked(result.stdout), golden("tour.golden"))
 
+    def test_the_linux_platform_ends_at_its_base(self):
+        result = run("run", "platforms/linux.json", "--sandbox", "--script", "platforms/linux.txt")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertTrue(result.stdout.endswith("each of 5 nodes is at its base\n"), result.stdout[-400:])
+
 
 class Demo(TemporaryFiles):
     def test_ends_with_every_node_at_its_base_and_leaves_a_trace(self):
