@@ -2,19 +2,14 @@
 
 #include "group/PerfGroup.h"
 
-#include "tests/support/LogCapture.h"
-
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
 
 using Strings = std::vector<std::string>;
 using Values = std::map<PerfOperationType, int>;
-
-constexpr int FOREVER = 1'000'000;
 
 inline PerfTimePoint At(int ms)
 {
@@ -60,48 +55,4 @@ public:
     }
 
     Strings actions;
-};
-
-/**
- * One group, available 100~2000, bases 300~1000, in the boost-first mode unless remade. Every verb returns its whole
- * outcome: "result: writes and log lines, in that order".
- */
-class GroupTest : public testing::Test {
-protected:
-    std::string Start(unsigned long long handle, Values const& values, int from = 0, int to = FOREVER)
-    {
-        return Outcome(group->ShortTermStart({handle, At(from), At(to), values}));
-    }
-    std::string Stop(unsigned long long handle, Values const& values, int from = 0, int to = FOREVER)
-    {
-        return Outcome(group->ShortTermStop({handle, At(from), At(to), values}));
-    }
-    std::string LongStart(unsigned long long handle, Values const& values)
-    {
-        return Outcome(group->LongTermStart({handle, {}, {}, values}));
-    }
-    std::string BaseSet(Values const& values) { return Outcome(group->BaseSet({NO_HANDLE, {}, {}, values})); }
-    std::string Mode(unsigned int mode) { return Outcome(group->SetWorkMode(static_cast<PerfWorkMode>(mode))); }
-    std::string Suspend(bool suspended) { return Outcome(group->SetSuspend(suspended)); }
-    std::string TimeOut(int ms) { return Outcome(group->ShortTermTimeOut(At(ms))); }
-
-    std::string Outcome(int result)
-    {
-        std::string outcome = std::to_string(result) + ":";
-        for (Strings const& happened : {group->actions, log.Lines()}) {
-            for (std::string const& one : happened) {
-                outcome += (outcome.back() == ':' ? " " : "; ") + one;
-            }
-        }
-        group->actions.clear();
-        log.Clear();
-        return outcome;
-    }
-
-    /** When the group wants to be woken, in ms. */
-    long long WakeUp() const { return (group->GetNextWakeUpTimePoint() - At(0)) / std::chrono::milliseconds(1); }
-
-    LogCapture log;
-    std::unique_ptr<RecordingGroup> group =
-        std::make_unique<RecordingGroup>(Range(100, 2000, 300, 1000), PERF_WORK_MODE_BOOST_FIRST);
 };

@@ -3,6 +3,7 @@
 #include "tests/group/GroupFixture.h"
 
 #include "sandbox/Sandbox.h"
+#include "tests/support/LogCapture.h"
 
 /** Groups of a kind on the nodes "a", "b", "c" of a sandbox, whose root is left out of everything that is compared. */
 class KindTest : public testing::Test {

@@ -3,7 +3,7 @@
 #include "group/PerfGroup.h"
 
 #include <algorithm>
-#include <set>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,41 +13,17 @@
  */
 class NaiveGroup {
 public:
-    NaiveGroup(PerfGroupConfig const& config, unsigned int mode)
+    NaiveGroup(PerfGroupConfig const& config, PerfWorkMode mode)
         : highest(config.availableMax), workMode(mode), baseFloor(config.boostBase), baseCeiling(config.limitBase)
     {
         boostBases.Add({NO_HANDLE, PERF_OPERATION_BOOST, baseFloor, {}, {}});
         limitBases.Add({NO_HANDLE, PERF_OPERATION_LIMIT, baseCeiling, {}, {}});
     }
 
-    int ShortTerm(bool starts, PerfGroupCommand const& command)
-    {
-        if (command.handle >= INVALID_HANDLE || command.endTime < command.startTime) {
-            return -1;
-        }
-        if (command.endTime <= now) {
-            return 0;
-        }
-        if (!starts) { // the one that waits first goes by its handle alone
-            auto& items = waiting.items;
-            auto const goes = [&](Item const& item) {
-                return item.handle == command.handle && (&item == &items[0] || item.startTime == command.startTime);
-            };
-            items.erase(std::remove_if(items.begin(), items.end(), goes), items.end());
-        }
-        return ChangeEach(command, boosts, limits, [&](Item const& item, Side& side) {
-            starts ? (item.startTime > now ? waiting : side).Add(item) : side.Remove(item);
-        });
-    }
-
-    int LongTerm(bool starts, PerfGroupCommand const& command)
-    {
-        if (command.handle >= INVALID_HANDLE) {
-            return -1;
-        }
-        return ChangeEach(command, boostBases, limitBases,
-                          [&](Item const& item, Side& side) { starts ? side.Add(item) : side.Remove(item); });
-    }
+    int ShortTermStart(PerfGroupCommand const& command) { return ShortTerm(true, command); }
+    int ShortTermStop(PerfGroupCommand const& command) { return ShortTerm(false, command); }
+    int LongTermStart(PerfGroupCommand const& command) { return LongTerm(true, command); }
+    int LongTermStop(PerfGroupCommand const& command) { return LongTerm(false, command); }
 
     int BaseSet(PerfGroupCommand const& command)
     {
@@ -69,9 +45,12 @@ public:
         });
     }
 
-    int TimeOut()
+    void UpdateCurrTimePoint(PerfTimePoint const& time) { now = time; }
+
+    int ShortTermTimeOut(PerfTimePoint const& time)
     {
-        std::string const before = boosts.Outcome() + limits.Outcome();
+        now = time;
+        auto const before = Outcome(boosts, limits);
         for (Side* side : {&boosts, &limits}) {
             while (!side->items.empty() && side->items[0].endTime <= now) {
                 side->items.erase(side->items.begin());
@@ -87,10 +66,10 @@ public:
             items.erase(items.begin());
             arrived = !items.empty() && (items[0].endTime <= now || items[0].startTime <= now);
         }
-        return before == boosts.Outcome() + limits.Outcome() ? 0 : Finish();
+        return before == Outcome(boosts, limits) ? 0 : Finish();
     }
 
-    int SetMode(unsigned int mode)
+    int SetWorkMode(PerfWorkMode mode)
     {
         workMode = mode;
         return FinishBases(true);
@@ -103,11 +82,13 @@ public:
         return 0;
     }
 
-    PerfTimePoint WakeUp() const
+    PerfTimePoint GetNextWakeUpTimePoint() const
     {
-        std::set<PerfTimePoint> times{boosts.First().endTime, limits.First().endTime, waiting.First().startTime};
-        times.erase(PerfTimePoint{});
-        return times.empty() ? PerfTimePoint{} : *times.begin();
+        PerfTimePoint first{};
+        for (PerfTimePoint const time : {boosts.First().endTime, limits.First().endTime, waiting.First().startTime}) {
+            first = time == PerfTimePoint{} || (first != PerfTimePoint{} && first < time) ? first : time;
+        }
+        return first;
     }
 
     std::string Dumped() const
@@ -120,11 +101,11 @@ public:
                "final: " + Pair(finalFloor, finalCeiling) + "\n";
     }
 
-    PerfTimePoint now{};
     std::vector<std::string> actions; ///< "boost~limit" for a write, "close"
 
 private:
     using Item = PerfGroupQueItem;
+    using Seen = std::pair<std::optional<int>, std::optional<int>>;
 
     static bool IsDefault(Item const& item) { return item.handle == NO_HANDLE; }
     static long long Value(Item const& item) { return item.value; }
@@ -158,7 +139,7 @@ private:
             }
         }
         Item First() const { return items.empty() ? Item{} : items[0]; }
-        std::string Outcome() const { return items.empty() ? "none" : std::to_string(items[0].value); }
+        std::optional<int> Best() const { return items.empty() ? std::nullopt : std::optional(items[0].value); }
         static std::string Shown(Item const& item, char const* between)
         {
             return std::to_string(item.value) + between + (IsDefault(item) ? "*" : std::to_string(item.handle % 1024));
@@ -177,7 +158,38 @@ private:
         }
     };
 
+    int ShortTerm(bool starts, PerfGroupCommand const& command)
+    {
+        if (command.handle >= INVALID_HANDLE || command.endTime < command.startTime) {
+            return -1;
+        }
+        if (command.endTime <= now) {
+            return 0;
+        }
+        if (!starts) { // the one that waits first goes by its handle alone
+            auto& items = waiting.items;
+            auto const goes = [&](Item const& item) {
+                return item.handle == command.handle && (&item == &items[0] || item.startTime == command.startTime);
+            };
+            items.erase(std::remove_if(items.begin(), items.end(), goes), items.end());
+        }
+        return ChangeEach(command, boosts, limits, [&](Item const& item, Side& side) {
+            starts ? (item.startTime > now ? waiting : side).Add(item) : side.Remove(item);
+        });
+    }
+
+    int LongTerm(bool starts, PerfGroupCommand const& command)
+    {
+        if (command.handle >= INVALID_HANDLE) {
+            return -1;
+        }
+        return ChangeEach(command, boostBases, limitBases,
+                          [&](Item const& item, Side& side) { starts ? side.Add(item) : side.Remove(item); });
+    }
+
     static std::string Pair(int left, int right) { return std::to_string(left) + "~" + std::to_string(right); }
+
+    static Seen Outcome(Side const& boost, Side const& limit) { return {boost.Best(), limit.Best()}; }
 
     /** Changes the sides value by value and goes on where the value of either one's current item has changed. */
     template <typename Step> int ChangeEach(PerfGroupCommand const& command, Side& boost, Side& limit, Step const& step)
@@ -185,12 +197,12 @@ private:
         if (command.operationValueMap.empty() || command.operationValueMap.size() > 2) {
             return -1;
         }
-        std::string const before = boost.Outcome() + limit.Outcome();
+        auto const before = Outcome(boost, limit);
         for (auto const& [type, value] : command.operationValueMap) {
             step(Item{command.handle, type, value, command.startTime, command.endTime},
                  type == PERF_OPERATION_BOOST ? boost : limit);
         }
-        if (before == boost.Outcome() + limit.Outcome()) {
+        if (before == Outcome(boost, limit)) {
             return 0;
         }
         return &boost == &boosts ? Finish() : FinishBases(false);
@@ -204,10 +216,10 @@ private:
         if (conflict && workMode > 2) {
             return -1;
         }
-        std::string const before = Pair(baseFloor, baseCeiling);
+        auto const before = std::make_pair(baseFloor, baseCeiling);
         baseFloor = conflict && workMode != 1 ? limit : boost;
         baseCeiling = conflict && workMode == 1 ? boost : limit;
-        return evenIfUnchanged || before != Pair(baseFloor, baseCeiling) ? Finish() : 0;
+        return evenIfUnchanged || before != std::make_pair(baseFloor, baseCeiling) ? Finish() : 0;
     }
 
     int Finish()
@@ -229,8 +241,9 @@ private:
         return known ? 0 : -1;
     }
 
+    PerfTimePoint now{};
     int highest;
-    unsigned int workMode;
+    PerfWorkMode workMode;
     bool asleep = false;
     Side boosts{Value}, limits{Value}, boostBases{Value}, limitBases{Smallness}, waiting{Earliness};
     int baseFloor, baseCeiling;
