@@ -1,0 +1,64 @@
+// Asks the service, and may become another program, for which what was asked for lasts: the process stays the same.
+
+#include "Descriptor.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+/** Shows the answer up to its last line. @return whether that says "ok". */
+bool ShowAnswer(FILE* answers)
+{
+    char* line = nullptr;
+    size_t size = 0;
+    bool ok = false;
+    bool ended = false;
+    while (!ended && getline(&line, &size, answers) > 0) {
+        std::fputs(line, stdout);
+        ok = std::strncmp(line, "ok", 2) == 0;
+        ended = ok || std::strncmp(line, "error", 5) == 0;
+    }
+    std::fflush(stdout);
+    free(line);
+    return ok;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (argc < 3 || std::strlen(argv[1]) >= sizeof(address.sun_path)) {
+        std::fprintf(stderr, "usage: %s SOCKET LINE... [-- COMMAND [ARG...]]\n", argv[0]);
+        return 2;
+    }
+    std::strcpy(address.sun_path, argv[1]);
+    Descriptor const socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (connect(socket.Number(), reinterpret_cast<sockaddr const*>(&address), sizeof(address)) != 0) {
+        std::perror(argv[1]);
+        return 1;
+    }
+    FILE* const answers = fdopen(dup(socket.Number()), "r");
+    int next = 2;
+    for (; next < argc && std::strcmp(argv[next], "--") != 0; ++next) {
+        std::string const line = std::string(argv[next]) + "\n";
+        if (send(socket.Number(), line.data(), line.size(), MSG_NOSIGNAL) < 0 || !ShowAnswer(answers)) {
+            return 1;
+        }
+    }
+    std::fclose(answers);
+    if (next + 1 >= argc) {
+        return 0;
+    }
+    execvp(argv[next + 1], argv + next + 1);
+    std::perror(argv[next + 1]);
+    return 1;
+}
