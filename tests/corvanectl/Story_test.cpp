@@ -1,0 +1,134 @@
+#include "tools/corvanectl/session/Ledger.h"
+#include "tools/corvanectl/story/LogLines.h"
+#include "tools/corvanectl/story/NodeText.h"
+#include "tools/corvanectl/story/Trace.h"
+#include "tools/corvanectl/story/Transcript.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <chrono>
+#include <sstream>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+PerfTimePoint const START{1h};
+
+Wrote Write(PerfTimePoint time, std::uint64_t sequence, std::string const& node, std::string const& bytes,
+            int error = 0)
+{
+    NodeWrite write;
+    write.node = node;
+    write.bytes = bytes;
+    write.time = time;
+    write.sequence = sequence;
+    write.error = error;
+    write.result = error != 0 ? -1 : static_cast<ssize_t>(bytes.size());
+    return {write};
+}
+
+/** A short story of two resources and a thread binder, whose workers write as they please. */
+void Play(Story& story)
+{
+    story.Hide("/tmp/box");
+    story.Tell(START, Began{{{"/a", 0, "A", "1"}, {"/b", 1, "B", "2"}, {"/bind", 2, "", ""}}});
+    story.Tell(START, Marked{"Chapter"});
+    story.Tell(START + 1ms, Asked{"request 1 0 qos=B boost=3"});
+    story.Tell(START + 2ms, Write(START + 2ms, 1, "/bind", "0F|7"));
+    story.Tell(START + 2ms, Write(START + 2ms, 2, "/b", "3"));
+    story.Tell(START + 3ms, Answered{0, 12});
+    story.Tell(START + 4ms, Write(START + 4ms, 3, "/a", std::string("\1\2\0\0", 4), EBUSY));
+    story.Tell(START + 5ms, Settled{false});
+    story.Tell(START + 6ms, Logged{5, "TAG", "open /tmp/box/a failed"});
+    story.Tell(START + 6ms, Told{"node /tmp/box/a"});
+    story.Tell(START + 7ms, Answered{-1});
+    story.Tell(START + 60s, Settled{true});
+}
+
+} // namespace
+
+TEST(Story, IsReadByAPersonLiveOrWhenThingsHaveSettled)
+{
+    Story story;
+    std::ostringstream script;
+    std::ostringstream live;
+    std::ostringstream log;
+    Transcript inScript(script, {false, true});
+    Transcript atTerminal(live, {true, false});
+    LogLines logLines(log);
+    for (StoryListener* const listener : std::initializer_list<StoryListener*>{&inScript, &atTerminal, &logLines}) {
+        story.Add(*listener);
+    }
+    Play(story);
+    EXPECT_EQ(script.str(), "\n== Chapter\n> request 1 0 qos=B boost=3\n    ok, handle 12\n"
+                            "    0.004s  /a <- bytes 01 02 00 00 (513): EBUSY\n    0.002s  /b <- 3\n"
+                            "node /a\n    refused (-1)\n    0.002s  /bind <- 0F|7\n");
+    EXPECT_EQ(live.str(), "\n== Chapter\n    0.002s  /bind <- 0F|7\n    0.002s  /b <- 3\n    ok, handle 12\n"
+                          "    0.004s  /a <- bytes 01 02 00 00 (513): EBUSY\nnode /a\n    refused (-1)\n");
+    EXPECT_EQ(log.str(), "log: W TAG open /a failed\n");
+}
+
+TEST(Story, LeavesATraceOfNumbersAndInstants)
+{
+    Story story;
+    Trace trace;
+    story.Add(trace);
+    Play(story);
+    std::ostringstream out;
+    trace.Write(out);
+    std::string seen;
+    auto const written = nlohmann::json::parse(out.str());
+    for (auto const& event : written["traceEvents"]) {
+        if (event["ph"] != "M") {
+            seen += event["ph"].get<std::string>() + " " + event["name"].get<std::string>() + " " + event["ts"].dump() +
+                    (event.contains("args") ? " " + event["args"].dump() : "") + "\n";
+        }
+    }
+    EXPECT_EQ(seen, "i /bind <- 0F|7 2000\nC /b 2000 {\"value\":3}\ni /a <- \\x01\\x02\\x00\\x00: EBUSY 4000\n");
+}
+
+TEST(Story, TheLedgerKnowsWhatIsOutstanding)
+{
+    Story story;
+    Ledger ledger;
+    story.Add(ledger);
+    auto const hold = [&](unsigned long long handle, int pid, unsigned int duration, std::string const& name) {
+        story.Tell(START, Held{handle, pid, name, "request", 0, {}, duration});
+    };
+    auto const outstanding = [&](PerfTimePoint now) {
+        std::string handles;
+        for (Ledger::Entry const& entry : ledger.Outstanding(now)) {
+            handles += std::to_string(entry.held.handle) + " ";
+        }
+        return handles;
+    };
+    hold(1, 100, 0, "cam");
+    hold(2, 100, 50, "");
+    hold(3, 200, 0, "cam");
+    EXPECT_EQ(outstanding(START + 49ms), "1 2 3 ");
+    EXPECT_EQ(outstanding(START + 50ms), "1 3 ");
+    EXPECT_EQ(ledger.Named("cam"), 3U);
+    EXPECT_EQ(ledger.LastOf(100), 2U);
+    EXPECT_EQ(ledger.LastOf(300), std::nullopt);
+    story.Tell(START, Released{200, 1});
+    EXPECT_EQ(outstanding(START), "1 2 3 ") << "of another process";
+    story.Tell(START, Released{100, 1});
+    EXPECT_EQ(outstanding(START), "2 3 ");
+    story.Tell(START, Released{100});
+    EXPECT_EQ(outstanding(START), "3 ");
+    EXPECT_EQ(ledger.Named("cam"), 3U);
+    story.Tell(START, Released{});
+    EXPECT_EQ(outstanding(START), "");
+}
+
+TEST(NodeText, ReadsNumbersInTextAndInFourRawBytes)
+{
+    EXPECT_EQ(NumberOf("-12"), -12);
+    EXPECT_EQ(NumberOf(std::string("\360\31\0\0", 4)), 6640);
+    EXPECT_EQ(NumberOf("1234"), 1234) << "four bytes of text";
+    for (char const* const text : {"", "12a", "0F|7", "enabled"}) {
+        EXPECT_EQ(NumberOf(text), std::nullopt) << text;
+    }
+}

@@ -1,0 +1,28 @@
+#include "tools/corvanectl/language/Command.h"
+
+#include "tools/corvanectl/platform/Findings.h"
+
+#include <algorithm>
+
+std::vector<Command> const& AllCommands()
+{
+    static std::vector<Command> const all = [] {
+        std::vector<Command> commands;
+        for (auto const& topic : {ClientCommands(), ShowCommands(), NodeCommands(), ScriptCommands()}) {
+            commands.insert(commands.end(), topic.begin(), topic.end());
+        }
+        return commands;
+    }();
+    return all;
+}
+
+Command const& FindCommand(std::string const& name)
+{
+    auto const& all = AllCommands();
+    auto const found =
+        std::find_if(all.begin(), all.end(), [&](Command const& command) { return command.name == name; });
+    if (found == all.end()) {
+        throw InputError("unknown command \"" + name + "\"; \"help\" lists them");
+    }
+    return *found;
+}

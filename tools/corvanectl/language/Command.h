@@ -1,0 +1,31 @@
+#pragma once
+
+#include "tools/corvanectl/language/Words.h"
+
+#include <string>
+#include <vector>
+
+class Interpreter;
+
+/** One command of the language. */
+struct Command {
+    char const* name;
+    char const* arguments;
+    char const* meaning;
+    void (*run)(Interpreter&, Words&);
+    bool speaksForItself = false; ///< what it shows need not stand below the command
+};
+
+/** All commands, in the order in which help lists them: a list for each topic, one behind the other. */
+std::vector<Command> const& AllCommands();
+/** @return the command of this name. @throws InputError */
+Command const& FindCommand(std::string const& name);
+
+/** What a client may ask of the library. */
+std::vector<Command> ClientCommands();
+/** What the library and the tool say of themselves. */
+std::vector<Command> ShowCommands();
+/** What concerns the nodes. */
+std::vector<Command> NodeCommands();
+/** The course of a script. */
+std::vector<Command> ScriptCommands();

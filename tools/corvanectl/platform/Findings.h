@@ -1,0 +1,48 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+/** Input that cannot be worked with: the text says where and what, in one line. The tool ends with status 2. */
+class InputError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/** "1 node", "2 nodes" */
+inline std::string Count(std::size_t count, std::string const& what)
+{
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+/** One thing that is wrong with a platform file. */
+struct Finding {
+    std::string path; ///< the field, as in "qos[2].groups[0].limitBase"
+    std::string text;
+    bool unreadable; ///< the field has no value that a further rule could look at
+};
+
+/** Everything that is wrong with a platform file, in the order in which it was found. */
+class Findings {
+public:
+    void Add(std::string const& path, std::string const& text) { findings.push_back({path, text, false}); }
+    void AddUnreadable(std::string const& path, std::string const& text) { findings.push_back({path, text, true}); }
+
+    bool Empty() const { return findings.empty(); }
+    std::vector<Finding> const& All() const { return findings; }
+
+    /** @return whether a field is unreadable that stands under this path: rules on its neighbours would mislead. */
+    bool AnyUnreadableUnder(std::string const& path) const
+    {
+        for (Finding const& finding : findings) {
+            if (finding.unreadable && finding.path.compare(0, path.size(), path) == 0) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    std::vector<Finding> findings;
+};

@@ -1,0 +1,293 @@
+#include "tools/corvanectl/platform/JsonObject.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <system_error>
+#include <utility>
+
+namespace {
+
+std::string Place(std::string const& name, std::string const& text, std::size_t byte)
+{
+    std::size_t const end = std::min(byte == 0 ? 0 : byte - 1, text.size());
+    auto const line = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), '\n') + 1;
+    std::size_t const lineEnd = text.rfind('\n', end == 0 ? 0 : end - 1);
+    std::size_t const column = lineEnd == std::string::npos || end == 0 ? end + 1 : end - lineEnd;
+    return name + ":" + std::to_string(line) + ":" + std::to_string(column);
+}
+
+/** "[json.exception.parse_error.101] parse error at line 1, column 2: what" without all but the last. */
+std::string WhatOnly(std::string const& message)
+{
+    std::size_t const colon = message.find(": ");
+    return colon == std::string::npos ? message : message.substr(colon + 2);
+}
+
+/** Follows a parse, to notice keys that are given twice: the parsed value holds only one of them. */
+class DuplicateKeys {
+public:
+    explicit DuplicateKeys(Findings& list) : findings(list) {}
+
+    bool operator()(int, Json::parse_event_t event, Json const& parsed)
+    {
+        using Event = Json::parse_event_t;
+        switch (event) {
+        case Event::key:
+            frames.back().key = parsed.get<std::string>();
+            if (!frames.back().keys.insert(frames.back().key).second) {
+                findings.Add(Path(), "the key is given twice");
+            }
+            break;
+        case Event::object_start:
+        case Event::array_start:
+            EnterElement();
+            frames.push_back({event == Event::array_start, -1, {}, {}});
+            break;
+        case Event::object_end:
+        case Event::array_end:
+            frames.pop_back();
+            break;
+        case Event::value:
+            EnterElement();
+            break;
+        }
+        return true;
+    }
+
+private:
+    struct Frame {
+        bool isArray;
+        int index;
+        std::string key;
+        std::set<std::string> keys;
+    };
+
+    void EnterElement()
+    {
+        if (!frames.empty() && frames.back().isArray) {
+            ++frames.back().index;
+        }
+    }
+
+    std::string Path() const
+    {
+        std::string path;
+        for (Frame const& frame : frames) {
+            if (frame.isArray) {
+                path += "[" + std::to_string(frame.index) + "]";
+            } else {
+                path += (path.empty() ? "" : ".") + frame.key;
+            }
+        }
+        return path;
+    }
+
+    Findings& findings;
+    std::vector<Frame> frames;
+};
+
+bool IsNumber(Json const& json)
+{
+    return json.is_number_integer();
+}
+
+template <typename Number> bool Fits(Json const& json)
+{
+    if (json.is_number_unsigned()) {
+        return json.get<std::uint64_t>() <= static_cast<std::uint64_t>(std::numeric_limits<Number>::max());
+    }
+    auto const value = json.get<std::int64_t>();
+    return value >= static_cast<std::int64_t>(std::numeric_limits<Number>::min()) &&
+           value <= static_cast<std::int64_t>(std::numeric_limits<Number>::max());
+}
+
+std::optional<int> ToLevel(std::string const& text)
+{
+    int level = 0;
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), level);
+    if (error != std::errc{} || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return level;
+}
+
+} // namespace
+
+Json ParseJson(std::string const& name, std::string const& text, Findings& findings)
+{
+    auto duplicates = std::make_shared<DuplicateKeys>(findings);
+    try {
+        return Json::parse(text, [duplicates](int depth, Json::parse_event_t event, Json const& parsed) {
+            return (*duplicates)(depth, event, parsed);
+        });
+    } catch (Json::parse_error const& error) {
+        throw InputError(Place(name, text, error.byte) + ": " + WhatOnly(error.what()));
+    } catch (Json::exception const& error) {
+        throw InputError(name + ": " + error.what()); // a number beyond every range
+    }
+}
+
+JsonObject::JsonObject(Json const& object, std::string where, Findings& list)
+    : json(object), path(std::move(where)), findings(list)
+{
+    if (!json.is_object()) {
+        findings.AddUnreadable(path, std::string("must be an object, not ") + json.type_name());
+    }
+}
+
+void JsonObject::RejectUnknownKeys()
+{
+    if (!json.is_object()) {
+        return;
+    }
+    for (auto const& field : json.items()) {
+        if (known.count(field.key()) == 0) {
+            findings.Add(Path(field.key()), "unknown key");
+        }
+    }
+}
+
+std::string JsonObject::Path(std::string const& key) const
+{
+    return path.empty() ? key : path + "." + key;
+}
+
+bool JsonObject::Has(std::string const& key) const
+{
+    return json.is_object() && json.contains(key);
+}
+
+bool JsonObject::IsNull(std::string const& key)
+{
+    known.insert(key);
+    return Has(key) && json[key].is_null();
+}
+
+Json const* JsonObject::Field(std::string const& key, bool required, bool (Json::*accepts)() const noexcept,
+                              char const* type)
+{
+    known.insert(key);
+    if (!Has(key)) {
+        if (required && json.is_object()) {
+            findings.AddUnreadable(Path(key), std::string("missing; must be ") + type);
+        }
+        return nullptr;
+    }
+    Json const& field = json[key];
+    if (!(field.*accepts)()) {
+        findings.AddUnreadable(Path(key), std::string("must be ") + type + ", not " + field.type_name());
+        return nullptr;
+    }
+    return &field;
+}
+
+template <typename Number> Number JsonObject::WholeNumber(std::string const& key, std::optional<Number> fallback)
+{
+    Json const* const field = Field(key, !fallback, &Json::is_number, "a whole number");
+    if (field == nullptr) {
+        return fallback.value_or(Number{});
+    }
+    if (!IsNumber(*field) || !Fits<Number>(*field)) {
+        char const* const range =
+            std::is_signed_v<Number> ? " is no whole number of 32 bits" : " is no whole number of 32 bits from 0 up";
+        findings.AddUnreadable(Path(key), field->dump() + range);
+        return fallback.value_or(Number{});
+    }
+    return field->get<Number>();
+}
+
+int JsonObject::Int(std::string const& key, std::optional<int> fallback)
+{
+    return WholeNumber<int>(key, fallback);
+}
+
+unsigned int JsonObject::Unsigned(std::string const& key, std::optional<unsigned int> fallback)
+{
+    return WholeNumber<unsigned int>(key, fallback);
+}
+
+float JsonObject::Float(std::string const& key, float fallback)
+{
+    Json const* const field = Field(key, false, &Json::is_number, "a number");
+    return field == nullptr ? fallback : field->get<float>();
+}
+
+bool JsonObject::Bool(std::string const& key, bool fallback)
+{
+    Json const* const field = Field(key, false, &Json::is_boolean, "true or false");
+    return field == nullptr ? fallback : field->get<bool>();
+}
+
+std::string JsonObject::Text(std::string const& key, std::optional<std::string> const& fallback)
+{
+    Json const* const field = Field(key, !fallback, &Json::is_string, "a text");
+    return field == nullptr ? fallback.value_or("") : field->get<std::string>();
+}
+
+std::vector<std::string> JsonObject::Texts(std::string const& key)
+{
+    std::vector<std::string> texts;
+    Json const* const field = Field(key, true, &Json::is_array, "a list of texts");
+    for (std::size_t i = 0; field != nullptr && i < field->size(); ++i) {
+        Json const& element = (*field)[i];
+        if (element.is_string()) {
+            texts.push_back(element.get<std::string>());
+        } else {
+            findings.AddUnreadable(Path(key) + "[" + std::to_string(i) + "]",
+                                   std::string("must be a text, not ") + element.type_name());
+        }
+    }
+    return texts;
+}
+
+std::vector<int> JsonObject::Ints(std::string const& key)
+{
+    std::vector<int> numbers;
+    Json const* const field = Field(key, false, &Json::is_array, "a list of whole numbers");
+    for (std::size_t i = 0; field != nullptr && i < field->size(); ++i) {
+        Json const& element = (*field)[i];
+        if (IsNumber(element) && Fits<int>(element)) {
+            numbers.push_back(element.get<int>());
+        } else {
+            findings.AddUnreadable(Path(key) + "[" + std::to_string(i) + "]", "must be a whole number of 32 bits");
+        }
+    }
+    return numbers;
+}
+
+void JsonObject::Object(std::string const& key, std::function<void(JsonObject&)> const& visit)
+{
+    Json const* const field = Field(key, false, &Json::is_object, "an object");
+    if (field != nullptr) {
+        JsonObject object(*field, Path(key), findings);
+        visit(object);
+        object.RejectUnknownKeys();
+    }
+}
+
+void JsonObject::Objects(std::string const& key, std::function<void(JsonObject&)> const& visit)
+{
+    Json const* const field = Field(key, false, &Json::is_array, "a list of objects");
+    for (std::size_t i = 0; field != nullptr && i < field->size(); ++i) {
+        JsonObject object((*field)[i], Path(key) + "[" + std::to_string(i) + "]", findings);
+        visit(object);
+        object.RejectUnknownKeys();
+    }
+}
+
+void JsonObject::Levels(std::string const& key, std::function<void(JsonObject&, int, std::string const&)> const& visit)
+{
+    Object(key, [&](JsonObject& levels) {
+        for (auto const& entry : levels.json.items()) {
+            if (auto const level = ToLevel(entry.key())) {
+                visit(levels, *level, entry.key());
+            } else {
+                levels.known.insert(entry.key());
+                findings.AddUnreadable(levels.Path(entry.key()), "a level must be a whole number");
+            }
+        }
+    });
+}

@@ -1,0 +1,83 @@
+#include "tools/corvanectl/platform/Platform.h"
+
+#include <algorithm>
+#include <set>
+
+std::vector<std::size_t> SelectedGroups(QosEntry const& entry, PerfConfigControlInfo const& control)
+{
+    // The library selects; the names tell afterwards who is left.
+    std::vector<PerfGroupConfig> numbered = entry.groups;
+    for (std::size_t i = 0; i < numbered.size(); ++i) {
+        numbered[i].name = std::to_string(i);
+    }
+    PerfQosConfig config(entry.name, std::move(numbered));
+    if (KindOf(entry) != ResourceKind::EAS) {
+        config.GetGroupConfigByChipType(0, control);
+    }
+    std::vector<std::size_t> selected;
+    for (PerfGroupConfig const& group : config.groupConfigs) {
+        selected.push_back(std::stoul(group.name));
+    }
+    return selected;
+}
+
+bool IsBuilt(QosEntry const& entry, PerfConfigControlInfo const& control)
+{
+    if (entry.id == PERF_QOS_SINGLE_NODE && !control.singleNodeQosEnable) {
+        return false;
+    }
+    auto const selected = SelectedGroups(entry, control);
+    return !selected.empty() && std::all_of(selected.begin(), selected.end(), [&](std::size_t group) {
+        return !entry.groups[group].nodePathVec.empty();
+    });
+}
+
+PerfGroupConfig Revised(QosEntry const& entry, std::size_t group, std::vector<int> frequencies, unsigned int chipType)
+{
+    PerfGroupConfig revised = entry.groups[group];
+    if (KindOf(entry) == ResourceKind::EAS) {
+        for (auto const& [level, value] : entry.easLevels) {
+            revised.level2ValueMap[level] = {std::to_string(value.schedtuneBoost)};
+        }
+    }
+    revised.DeriveRangeFromLevels();
+    if (frequencies.empty()) {
+        return revised;
+    }
+    PerfQosFreqConfig config(entry.name, {revised}, "", entry.overwriteMaxFreq);
+    config.AdjustFreqsByProperty(chipType, frequencies);
+    config.AdjustMinMax(frequencies);
+    return config.groupConfigs.front();
+}
+
+std::vector<int> SortedFrequencies(QosEntry const& entry)
+{
+    std::set<int> const sorted(entry.frequencies.begin(), entry.frequencies.end());
+    return {sorted.begin(), sorted.end()};
+}
+
+QosEntry const* FindQos(Platform const& platform, PerfQosId id)
+{
+    auto const found =
+        std::find_if(platform.qos.begin(), platform.qos.end(), [id](QosEntry const& entry) { return entry.id == id; });
+    return found == platform.qos.end() ? nullptr : &*found;
+}
+
+std::vector<PlatformNode> NodesOf(Platform const& platform)
+{
+    std::vector<PlatformNode> nodes;
+    for (std::size_t i = 0; i < platform.qos.size(); ++i) {
+        for (PerfGroupConfig const& group : platform.qos[i].groups) {
+            for (std::string const& node : group.nodePathVec) {
+                nodes.push_back({node, i});
+            }
+        }
+        if (!platform.qos[i].globalBoostNode.empty()) {
+            nodes.push_back({platform.qos[i].globalBoostNode, i});
+        }
+    }
+    if (!platform.threadBinderNode.empty()) {
+        nodes.push_back({platform.threadBinderNode, platform.qos.size()});
+    }
+    return nodes;
+}

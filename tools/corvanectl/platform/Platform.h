@@ -1,0 +1,75 @@
+#pragma once
+
+#include "tools/corvanectl/platform/Kinds.h"
+
+#include <corvane/PerfCatalogue.h>
+#include <corvane/PerfConfig.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+/** One resource as the file describes it, with every chip variant and unrevised; node paths are those of the device. */
+struct QosEntry {
+    PerfQosId id = 0;
+    std::string name;
+    std::vector<PerfGroupConfig> groups; ///< in the order of the file
+    // frequency and DDR resources
+    bool freqListGiven = false;   ///< whether the file names the node or says that there is none
+    std::string freqListNode;     ///< empty: the range holds as it is written
+    std::vector<int> frequencies; ///< what freqListNode holds in a sandbox; empty: not told
+    bool overwriteMaxFreq = false;
+    float freqToBandwidthCoefficient = 0.0f;
+    // IPA power
+    int socThreshold = 0;
+    int boardThreshold = 0;
+    // EAS
+    std::map<int, EasValue> easLevels;
+    int boostMin = 0;
+    int boostMax = 0;
+    std::string globalBoostNode;
+};
+
+/** A platform file. */
+struct Platform {
+    std::string name;
+    PerfConfigControlInfo control;
+    std::vector<QosEntry> qos; ///< in the order of the file; ids may clash until checked
+    std::vector<ConfigurableEvent> events;
+    std::vector<ConfigurableScenario> scenarios;
+    ProbeEvent probe;
+    bool hasProbe = false;
+    std::string threadBinderNode;
+};
+
+inline ResourceKind KindOf(QosEntry const& entry)
+{
+    return KindOf(entry.id, entry.groups);
+}
+
+/** @return the positions in the file of the groups that are left for the running chip. */
+std::vector<std::size_t> SelectedGroups(QosEntry const& entry, PerfConfigControlInfo const& control);
+
+/** @return whether the library builds this resource: every selected group has nodes, and nothing switches it off. */
+bool IsBuilt(QosEntry const& entry, PerfConfigControlInfo const& control);
+
+/**
+ * @return the group as it is after the revision on a device with these frequencies.
+ * @param frequencies ascending; empty leaves a frequency range as it is written.
+ */
+PerfGroupConfig Revised(QosEntry const& entry, std::size_t group, std::vector<int> frequencies, unsigned int chipType);
+
+/** The known frequencies, ascending and each once; empty if the file does not tell them. */
+std::vector<int> SortedFrequencies(QosEntry const& entry);
+
+/** @return the resource of this id, or nullptr. */
+QosEntry const* FindQos(Platform const& platform, PerfQosId id);
+
+/** A node that the library writes for a platform. */
+struct PlatformNode {
+    std::string name;
+    std::size_t resource; ///< position in Platform::qos; behind the last one: the thread binder's
+};
+
+/** The nodes of all resources, in the order of the file, and then the thread binder's. */
+std::vector<PlatformNode> NodesOf(Platform const& platform);

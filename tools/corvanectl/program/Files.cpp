@@ -1,0 +1,38 @@
+#include "tools/corvanectl/program/Files.h"
+
+#include "tools/corvanectl/platform/Findings.h"
+
+#include <cerrno>
+#include <iostream>
+#include <sstream>
+#include <system_error>
+#include <utility>
+
+std::string ReadTextFile(std::string const& file)
+{
+    std::ifstream in(file, std::ios::binary);
+    std::ostringstream text;
+    if (in && in.peek() != std::ifstream::traits_type::eof()) {
+        text << in.rdbuf();
+    }
+    if (!in.eof() && !in) {
+        throw InputError(file + ": cannot be read: " + std::generic_category().message(errno));
+    }
+    return text.str();
+}
+
+OutputFile::OutputFile(std::string file) : name(std::move(file)), out(name)
+{
+    if (!out) {
+        throw InputError(name + ": cannot be written: " + std::generic_category().message(errno));
+    }
+}
+
+bool OutputFile::Finish()
+{
+    out.close();
+    if (out.fail()) {
+        std::cerr << "corvanectl: " << name << ": could not be written whole\n";
+    }
+    return !out.fail();
+}

@@ -1,0 +1,73 @@
+#include "tools/corvanectl/program/Files.h"
+#include "tools/corvanectl/program/Play.h"
+#include "tools/corvanectl/program/Program.h"
+#include "tools/corvanectl/session/RealNodes.h"
+#include "tools/corvanectl/session/RootNodes.h"
+#include "tools/corvanectl/session/SandboxNodes.h"
+
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <vector>
+
+#include <android-base/properties.h>
+#include <unistd.h>
+
+namespace {
+
+struct RunOptions : PlayOptions {
+    std::string scriptFile;
+    std::string root;
+    std::vector<std::string> properties;
+    bool sandbox = false;
+};
+
+void SetProperties(std::vector<std::string> const& properties)
+{
+    for (std::string const& property : properties) {
+        std::size_t const equals = property.find('=');
+        if (equals == std::string::npos || equals == 0) {
+            throw InputError("--property " + property + ": must be of the form KEY=VALUE");
+        }
+        android::base::SetProperty(property.substr(0, equals), property.substr(equals + 1));
+    }
+}
+
+std::unique_ptr<Nodes> NodesFor(RunOptions const& options)
+{
+    if (options.sandbox) {
+        return std::make_unique<SandboxNodes>();
+    }
+    if (!options.root.empty()) {
+        return std::make_unique<RootNodes>(options.root);
+    }
+    return std::make_unique<RealNodes>();
+}
+
+int Run(RunOptions const& options)
+{
+    std::string const platformText = ReadTextFile(options.platform.file);
+    SetProperties(options.properties);
+    if (options.scriptFile.empty()) {
+        return Play(options, platformText, NodesFor(options), {std::cin, "standard input", isatty(STDIN_FILENO) == 1});
+    }
+    std::istringstream script(ReadTextFile(options.scriptFile));
+    return Play(options, platformText, NodesFor(options), {script, options.scriptFile, false});
+}
+
+} // namespace
+
+Verb AddRun(CLI::App& app)
+{
+    auto* const verb = app.add_subcommand("run", R"(Take commands on a platform; "help" lists them)");
+    auto const options = std::make_shared<RunOptions>();
+    options->platform.AddTo(*verb);
+    verb->add_option("--script", options->scriptFile, "Take the commands from this file, not from standard input");
+    auto* const sandbox = verb->add_flag("--sandbox", options->sandbox, "Make every node in a temporary folder");
+    verb->add_option("--root", options->root, "Put this folder before every path")->excludes(sandbox);
+    verb->add_option("--property", options->properties, "Set a system property, KEY=VALUE, before the start");
+    verb->add_option("--log", options->logBits, "Show info (1) and debug (2) lines of the library");
+    verb->add_flag("--live", options->live, "Show writes as they happen, also when a script runs");
+    options->AddTrace(*verb);
+    return {verb, [options] { return Run(*options); }};
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "tools/corvanectl/story/Story.h"
+
+#include <mutex>
+#include <set>
+#include <string>
+
+/** Which threads are bound, as the lines say that the thread binder's node was given. */
+class BoundThreads : public StoryListener {
+public:
+    explicit BoundThreads(std::string binderNode) : node(std::move(binderNode)) {}
+
+    void Hear(StoryRecord const& record) override;
+    std::set<std::string> All() const;
+
+private:
+    std::string const node;
+    mutable std::mutex mutex;
+    std::set<std::string> bound; ///< guarded by mutex
+};

@@ -1,0 +1,60 @@
+#include "tools/corvanectl/session/Ledger.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iterator>
+
+namespace {
+
+template <typename Key>
+std::optional<unsigned long long> Find(std::map<Key, unsigned long long> const& handles, Key const& key)
+{
+    auto const found = handles.find(key);
+    return found == handles.end() ? std::nullopt : std::optional<unsigned long long>(found->second);
+}
+
+} // namespace
+
+void Ledger::Hear(StoryRecord const& record)
+{
+    record.Match([&](Held const& held) { Add(record.time, held); },
+                 [&](Released const& released) { Remove(released); });
+}
+
+void Ledger::Add(PerfTimePoint time, Held const& held)
+{
+    auto const until =
+        held.duration == 0 ? std::nullopt : std::optional(time + std::chrono::milliseconds(held.duration));
+    entries.push_back({held, time, until});
+    last[held.pid] = held.handle;
+    if (!held.name.empty()) {
+        named[held.name] = held.handle;
+    }
+}
+
+void Ledger::Remove(Released const& released)
+{
+    auto const isGone = [&released](Entry const& entry) {
+        return (!released.pid || *released.pid == entry.held.pid) &&
+               (!released.handle || *released.handle == entry.held.handle);
+    };
+    entries.erase(std::remove_if(entries.begin(), entries.end(), isGone), entries.end());
+}
+
+std::vector<Ledger::Entry> Ledger::Outstanding(PerfTimePoint now) const
+{
+    std::vector<Entry> outstanding;
+    std::copy_if(entries.begin(), entries.end(), std::back_inserter(outstanding),
+                 [now](Entry const& entry) { return !entry.until || now < *entry.until; });
+    return outstanding;
+}
+
+std::optional<unsigned long long> Ledger::LastOf(int pid) const
+{
+    return Find(last, pid);
+}
+
+std::optional<unsigned long long> Ledger::Named(std::string const& name) const
+{
+    return Find(named, name);
+}

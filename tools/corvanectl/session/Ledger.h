@@ -1,0 +1,36 @@
+#pragma once
+
+#include "tools/corvanectl/story/Story.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+/** What was asked for, by whom and until when: what the library holds, as its clients know it. */
+class Ledger : public StoryListener {
+public:
+    struct Entry {
+        Held held;
+        PerfTimePoint since;
+        std::optional<PerfTimePoint> until; ///< of what ends by itself
+    };
+
+    void Hear(StoryRecord const& record) override;
+
+    /** @return what is neither released nor over at this time, in the order of asking. */
+    std::vector<Entry> Outstanding(PerfTimePoint now) const;
+    /** @return the last handle that a process was given, be it still held or not. */
+    std::optional<unsigned long long> LastOf(int pid) const;
+    /** @return the last handle that was given this name. */
+    std::optional<unsigned long long> Named(std::string const& name) const;
+
+private:
+    void Add(PerfTimePoint time, Held const& held);
+    void Remove(Released const& released);
+
+    // Changed by what the session's own thread tells, and asked by that thread.
+    std::vector<Entry> entries;
+    std::map<int, unsigned long long> last;
+    std::map<std::string, unsigned long long> named;
+};

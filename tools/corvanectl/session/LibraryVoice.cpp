@@ -1,0 +1,67 @@
+#include "tools/corvanectl/session/LibraryVoice.h"
+
+#include "tools/corvanectl/session/SessionTime.h"
+
+#include <corvane/PfLogon.h>
+
+#include <atomic>
+#include <string>
+
+#include <android/log.h>
+#include <cutils/trace.h>
+
+namespace {
+
+std::atomic<Story*> story{nullptr};
+std::atomic<int> threshold{ANDROID_LOG_WARN};
+
+void TellLine(__android_logger_data const* data, char const* message)
+{
+    Story* const told = story;
+    if (told == nullptr || data->priority < threshold) {
+        return;
+    }
+    std::string text = message;
+    text.erase(text.find_last_not_of(" \n") + 1);
+    told->Tell(SessionTime::Now(), Logged{data->priority, data->tag == nullptr ? "" : data->tag, std::move(text)});
+}
+
+} // namespace
+
+extern "C" {
+
+// In an executable these stand before the platform library's own, and so receive its labels.
+__attribute__((visibility("default"))) void atrace_begin_body(char const* label)
+{
+    if (Story* const told = story) {
+        told->Tell(SessionTime::Now(), Labelled{label});
+    }
+}
+
+__attribute__((visibility("default"))) void atrace_end_body() {}
+
+} // extern "C"
+
+LibraryVoice::LibraryVoice(Story& told)
+{
+    story = &told;
+    atrace_enabled_tags = ATRACE_TAG_GRAPHICS;
+    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
+    __android_log_set_logger(TellLine);
+}
+
+LibraryVoice::~LibraryVoice()
+{
+    atrace_enabled_tags = 0;
+    story = nullptr;
+}
+
+void LibraryVoice::Switch(unsigned int bits)
+{
+    PfLogonNamespace::PfLogonSet(bits);
+    if ((bits & PfLogonNamespace::DEBUG_BIT) != 0) {
+        threshold = ANDROID_LOG_DEBUG;
+    } else {
+        threshold = (bits & PfLogonNamespace::INFO_BIT) != 0 ? ANDROID_LOG_INFO : ANDROID_LOG_WARN;
+    }
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "sandbox/Sandbox.h"
+#include "tools/corvanectl/platform/BaseState.h"
+#include "tools/corvanectl/platform/Platform.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+/**
+ * Where the nodes of a platform are, and what can be done with them there. A node is named as in the platform file; its
+ * place is the path that the library gets.
+ */
+class Nodes {
+public:
+    virtual ~Nodes() = default;
+
+    /** Text of the places that is not the device's own, to be cut out of what is shown; may be empty. */
+    virtual std::string Root() const = 0;
+    virtual std::string PlaceOf(std::string const& node) const = 0;
+
+    /** Gets the nodes ready, before anything is read from them. @throws InputError */
+    virtual void Prepare(Platform const& platform) = 0;
+    /** Gives each node what it holds while nobody asks, where nodes are ours. */
+    virtual void SetBase(std::vector<BaseNode> const& base) = 0;
+    /** Tells of every write that is seen from now on, by the node's name; any thread. */
+    virtual void Watch(Sandbox::Observer observer) = 0;
+    /** @return what the node holds, or nothing if it cannot be read. */
+    virtual std::optional<std::string> Read(std::string const& node) const = 0;
+
+    /** @throws InputError where nodes cannot be made to misbehave. */
+    virtual Sandbox& Box();
+};

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "tools/corvanectl/platform/Platform.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+/**
+ * The records that the library takes for a platform, fitted to the running device: selected by chip type and revised.
+ * Lives as long as the library uses them. The platform must outlive it.
+ */
+class PlatformConfigs {
+public:
+    /** Says where a node of the file is to be found. */
+    using Place = std::function<std::string(std::string const& node)>;
+
+    PlatformConfigs(Platform const& platform, Place const& place);
+    PlatformConfigs(PlatformConfigs const&) = delete;
+    PlatformConfigs& operator=(PlatformConfigs const&) = delete;
+
+    /** @throws InputError naming the resource that does not fit the device. */
+    void FitToDevice();
+
+    /** @return what the file calls the node at this place. */
+    std::string const& NameOf(std::string const& place) const { return names.at(place); }
+
+    /** Valid as long as this object. */
+    PerfDefaultConfig Config() const { return {0, byId, platform.control}; }
+
+private:
+    void Add(QosEntry const& entry, Place const& place);
+
+    Platform const& platform;
+    std::map<std::string, std::string> names; ///< by place
+    std::vector<std::unique_ptr<PerfQosConfig>> configs;
+    std::map<PerfQosId, PerfQosConfig*> byId;
+};

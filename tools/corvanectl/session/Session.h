@@ -1,0 +1,58 @@
+#pragma once
+
+#include "tools/corvanectl/platform/BaseState.h"
+#include "tools/corvanectl/platform/Platform.h"
+#include "tools/corvanectl/session/BoundThreads.h"
+#include "tools/corvanectl/session/Ledger.h"
+#include "tools/corvanectl/session/Nodes.h"
+#include "tools/corvanectl/session/PlatformConfigs.h"
+#include "tools/corvanectl/story/Story.h"
+
+#include <corvane/ConfigManager.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+/**
+ * A platform with the library running on it, as a service would have it, and the story of what happens there.
+ *
+ * Used by one thread; writes, log lines and labels reach the story from the library's own.
+ */
+class Session {
+public:
+    /** @throws InputError if a node is missing, or the library refuses the platform. */
+    Session(Platform platform, std::unique_ptr<Nodes> where, Story& told);
+    Session(Session const&) = delete;
+    Session& operator=(Session const&) = delete;
+
+    ConfigManager& Manager() { return *manager; }
+    Platform const& Described() const { return platform; }
+    Nodes& Where() { return *nodes; }
+    Ledger const& Claims() const { return ledger; }
+    BoundThreads const& Bound() const { return bound; }
+
+    /** Tells something that happens now. */
+    void Tell(StoryRecord::What what);
+
+    /** Waits until every worker has done what it was told so far. */
+    void Settle();
+    /** Lets time pass, for the thread binder too, which cannot be asked whether it is idle. */
+    void Sleep(std::chrono::milliseconds time);
+
+    /** What each node holds while nobody asks for anything, by its name. */
+    std::vector<BaseNode> Base() const;
+
+private:
+    Began Beginning() const;
+    void Start();
+
+    Platform const platform;
+    Story& story;
+    std::unique_ptr<Nodes> const nodes;
+    Ledger ledger;
+    BoundThreads bound;
+    PlatformConfigs configs;
+    std::unique_ptr<ConfigManager> manager; ///< last: its threads end before anything that they use
+};

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "tools/corvanectl/story/Story.h"
+
+#include <ostream>
+
+/** Shows the library's log lines as "log:", the priority, the tag and the text. */
+class LogLines : public StoryListener {
+public:
+    explicit LogLines(std::ostream& stream) : out(stream) {}
+
+    void Hear(StoryRecord const& record) override;
+
+private:
+    std::ostream& out;
+};

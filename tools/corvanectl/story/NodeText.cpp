@@ -1,0 +1,60 @@
+#include "tools/corvanectl/story/NodeText.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+std::int32_t RawNumber(std::string const& bytes)
+{
+    std::int32_t value = 0;
+    std::memcpy(&value, bytes.data(), sizeof(value));
+    return value;
+}
+
+bool IsText(std::string const& bytes)
+{
+    return std::all_of(bytes.begin(), bytes.end(), [](unsigned char byte) { return std::isprint(byte); });
+}
+
+} // namespace
+
+std::string ReadableBytes(std::string const& bytes)
+{
+    if (IsText(bytes)) {
+        return bytes;
+    }
+    static char const* const DIGITS = "0123456789abcdef";
+    std::string shown = "bytes";
+    for (unsigned char const byte : bytes) {
+        shown += std::string(" ") + DIGITS[byte / 16] + DIGITS[byte % 16];
+    }
+    if (bytes.size() == sizeof(std::int32_t)) {
+        shown += " (" + std::to_string(RawNumber(bytes)) + ")";
+    }
+    return shown;
+}
+
+std::optional<long long> NumberOf(std::string const& bytes)
+{
+    long long value = 0;
+    char const* const end = bytes.data() + bytes.size();
+    if (!bytes.empty() && std::from_chars(bytes.data(), end, value).ptr == end) {
+        return value;
+    }
+    if (bytes.size() == sizeof(std::int32_t) && !IsText(bytes)) {
+        return RawNumber(bytes);
+    }
+    return std::nullopt;
+}
+
+std::string Without(std::string text, std::string const& part)
+{
+    for (std::size_t at = 0; !part.empty() && (at = text.find(part, at)) != std::string::npos;) {
+        text.erase(at, part.size());
+    }
+    return text;
+}

@@ -1,0 +1,139 @@
+#pragma once
+
+#include "sandbox/Sandbox.h"
+
+#include <corvane/PerfRequest.h>
+#include <corvane/PerfTypes.h>
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+// What happens in a session, as records. Nodes go by the names of the platform file, wherever they really are.
+
+/** The platform is about to start: time is shown from here. */
+struct Began {
+    struct Node {
+        std::string name;
+        std::size_t resource;     ///< position in the platform file; behind the last one: the thread binder's
+        std::string resourceName; ///< empty for the thread binder
+        std::string bytes;        ///< what it holds
+    };
+    std::vector<Node> nodes;
+};
+
+/** Somebody gives a command. */
+struct Asked {
+    std::string line;
+};
+
+/** The library's answer to a call. */
+struct Answered {
+    int result = 0;
+    std::optional<unsigned long long> handle{}; ///< where the call gives one: a real one, or NO_HANDLE
+};
+
+/** The library has granted something that is held until it is released or ends by itself. */
+struct Held {
+    unsigned long long handle = NO_HANDLE;
+    int pid = 0;
+    std::string name;                     ///< as the script calls it, or empty
+    std::string what;                     ///< the command: request, scenario or mode
+    unsigned int id = 0;                  ///< of the scenario or mode
+    std::vector<PerfRequestInfo> infos{}; ///< of the request
+    unsigned int duration = 0;            ///< ms; 0: until it is released
+};
+
+/** Something was given back: one handle, all of a process, or without a process all of everybody. */
+struct Released {
+    std::optional<int> pid{};
+    std::optional<unsigned long long> handle{};
+};
+
+/** A node was written, or refused to be. */
+struct Wrote {
+    NodeWrite write;
+};
+
+/** The library has marked what it does for a system trace. On the thread that does it. */
+struct Labelled {
+    std::string label;
+};
+
+/** A line of the library's log. */
+struct Logged {
+    int priority;
+    std::string tag;
+    std::string text;
+};
+
+/** Text of any number of lines that a command shows: a dump, a report. */
+struct Told {
+    std::string text;
+};
+
+/** The script begins a chapter. */
+struct Marked {
+    std::string title;
+};
+
+/** What was asked so far is done, by the workers and, if so said, by the thread binder too. */
+struct Settled {
+    bool binderToo;
+};
+
+/** One record of a story. */
+struct StoryRecord {
+    using What = std::variant<Began, Asked, Answered, Held, Released, Wrote, Labelled, Logged, Told, Marked, Settled>;
+
+    PerfTimePoint time;
+    What what;
+
+    /** Calls the case that takes the kind of this record; without one, nothing. */
+    template <typename... Cases> void Match(Cases const&... cases) const
+    {
+        std::visit(Overloaded<Cases..., Otherwise>{cases..., {}}, what);
+    }
+
+private:
+    struct Otherwise {
+        template <typename Any> void operator()(Any const& /* ignored */) const {}
+    };
+    template <typename... Cases> struct Overloaded : Cases... {
+        using Cases::operator()...;
+    };
+    template <typename... Cases> Overloaded(Cases...) -> Overloaded<Cases...>;
+};
+
+/** Follows a story. It hears one record at a time, on the thread that tells it, and tells nothing itself. */
+class StoryListener {
+public:
+    virtual ~StoryListener() = default;
+    virtual void Hear(StoryRecord const& record) = 0;
+};
+
+/**
+ * What happens, told to everyone who listens: what is shown, kept or compared is made of these records alone. Any
+ * thread may tell at any time; each listener hears the records in one order, the same for all.
+ */
+class Story {
+public:
+    Story() = default;
+    Story(Story const&) = delete;
+    Story& operator=(Story const&) = delete;
+
+    /** Before anything else is told. The listener must outlive the telling. */
+    void Add(StoryListener& listener) { listeners.push_back(&listener); }
+    /** Cuts this text out of what the library says: the folder of a sandbox. */
+    void Hide(std::string text);
+
+    void Tell(PerfTimePoint time, StoryRecord::What what);
+
+private:
+    std::vector<StoryListener*> listeners; ///< constant once something is told
+    std::mutex mutex;
+    std::string hidden; ///< guarded by mutex
+};
