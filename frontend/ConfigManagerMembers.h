@@ -29,8 +29,8 @@ struct ConfigManager::Members {
      * The records of one process, by their handles, but those that cannot be sent last: a release of all of them stops
      * at the first failure, and nobody would find the rest again.
      */
-    std::vector<CommandManager::HandleWrapperMap::value_type*>
-    InReleaseOrder(CommandManager::HandleWrapperMap& records) const;
+    std::vector<CommandManager::HandleWrapperMap::value_type*> InReleaseOrder(
+        CommandManager::HandleWrapperMap& records) const;
 
     // lock for themselves
     CommandManager commandManager;

@@ -214,8 +214,8 @@ int ConfigManager::PerfReleaseAll(int pid) noexcept
     return 0;
 }
 
-std::vector<CommandManager::HandleWrapperMap::value_type*>
-ConfigManager::Members::InReleaseOrder(CommandManager::HandleWrapperMap& records) const
+std::vector<CommandManager::HandleWrapperMap::value_type*> ConfigManager::Members::InReleaseOrder(
+    CommandManager::HandleWrapperMap& records) const
 {
     // How much of it is sent: all, a part, nothing. A mode goes to every resource, whatever its item names.
     auto const rank = [this](CommandWrapper const& wrapper) {
