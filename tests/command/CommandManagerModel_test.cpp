@@ -1,5 +1,7 @@
 #include "command/CommandManager.h"
 
+#include "sys/PerfTime.h"
+
 #include "tests/support/LogCapture.h"
 
 #include <gtest/gtest.h>
@@ -110,7 +112,7 @@ protected:
     NaiveManager naive;
     CommandManager::HandleWrapperMap ofProcess; ///< replaced by each release
     // Far in the future: a release reads the clock, and must find nothing ended that the model still holds.
-    PerfTimePoint now = std::chrono::steady_clock::now() + 1h;
+    PerfTimePoint now = PerfTime::Now() + 1h;
 };
 
 } // namespace

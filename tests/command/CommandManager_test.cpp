@@ -1,5 +1,7 @@
 #include "command/CommandManager.h"
 
+#include "sys/PerfTime.h"
+
 #include "tests/support/LogCapture.h"
 
 #include <gtest/gtest.h>
@@ -22,7 +24,7 @@ protected:
         return wrapper;
     }
 
-    PerfTimePoint const start = std::chrono::steady_clock::now();
+    PerfTimePoint const start = PerfTime::Now();
     LogCapture const log;
     CommandManager manager{{8, 8, 99, 0, INVALID_HANDLE - 20}};
     unsigned long long handle = 0; ///< the last one that Request got

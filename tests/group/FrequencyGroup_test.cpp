@@ -1,11 +1,11 @@
 #include "tests/group/KindFixture.h"
 
 #include "group/FrequencyGroup.h"
-#include "sys/SysWrapper.h"
+#include "sandbox/VirtualTime.h"
 #include "tests/support/TraceCapture.h"
 
+#include <cstdlib>
 #include <ctime>
-#include <regex>
 
 #include <cutils/trace.h>
 
@@ -14,15 +14,14 @@ namespace {
 /** Minimum node "a", maximum node "b", available 0~9000, bases 300~8000. */
 class FrequencyTest : public KindTest {
 protected:
-    /** The history with "T" for each time. */
     std::string History()
     {
         std::ostringstream out;
         group.DumpLimitHistoryLog(out);
-        std::regex const time(R"(\d+-\d+ \d+:\d+:\d+\.(0|[1-9]\d{0,2})(?!\d))");
-        return std::regex_replace(out.str(), time, "T");
+        return out.str();
     }
 
+    VirtualTime time;
     FrequencyGroup group{Config({"a", "b"}), PERF_WORK_MODE_BOOST_FIRST};
 };
 
@@ -54,13 +53,17 @@ TEST_F(FrequencyTest, LimitsAreAnnouncedAndRecordedWhereTheyBeginAndEnd)
     };
     Row const rows[] = {
         {300, 9000, "", "limit history cmd log is empty\n\n"},
-        {300, 1200, "start limit freq 300 ~ 1200", "\nfreq=1200 T\n"},
-        {400, 1200, "", "\nfreq=1200 T\n"},
-        {400, 1000, "start limit freq 400 ~ 1000", "\nfreq=1200 T\nfreq=1000 T\n"}, // what it replaces stays open
-        {9000, 9000, "", "\nfreq=1200 T\nfreq=1000 T  T\n"}, // pinned to the top: announced by the next one
-        {300, 9000, "end limit freq 300 ~ 9000", "\nfreq=1200 T\nfreq=1000 T  T\n"},
-        {500, 500, "", "\nfreq=1200 T\nfreq=1000 T  T\nfreq=500 T\n"}, // pinned: recorded, not announced
-        {300, 9000, "", "\nfreq=1200 T\nfreq=1000 T  T\nfreq=500 T  T\n"},
+        {300, 1200, "start limit freq 300 ~ 1200", "\nfreq=1200 0-1 0:0:1.1\n"},
+        {400, 1200, "", "\nfreq=1200 0-1 0:0:1.1\n"},
+        // What it replaces stays open.
+        {400, 1000, "start limit freq 400 ~ 1000", "\nfreq=1200 0-1 0:0:1.1\nfreq=1000 0-1 0:0:3.3\n"},
+        // Pinned to the top: announced by the next one.
+        {9000, 9000, "", "\nfreq=1200 0-1 0:0:1.1\nfreq=1000 0-1 0:0:3.3  0-1 0:0:4.4\n"},
+        {300, 9000, "end limit freq 300 ~ 9000", "\nfreq=1200 0-1 0:0:1.1\nfreq=1000 0-1 0:0:3.3  0-1 0:0:4.4\n"},
+        // Pinned: recorded, not announced.
+        {500, 500, "", "\nfreq=1200 0-1 0:0:1.1\nfreq=1000 0-1 0:0:3.3  0-1 0:0:4.4\nfreq=500 0-1 0:0:6.6\n"},
+        {300, 9000, "",
+         "\nfreq=1200 0-1 0:0:1.1\nfreq=1000 0-1 0:0:3.3  0-1 0:0:4.4\nfreq=500 0-1 0:0:6.6  0-1 0:0:7.7\n"},
     };
     for (Row const& row : rows) {
         SCOPED_TRACE(&row - rows);
@@ -68,7 +71,11 @@ TEST_F(FrequencyTest, LimitsAreAnnouncedAndRecordedWhereTheyBeginAndEnd)
         std::string const begin = "I PF_FREQ_GRP RecordLimitCmd: [grp] ";
         EXPECT_EQ(Logged(), *row.announced == 0 ? Strings{} : Strings{begin + row.announced});
         EXPECT_EQ(History(), "*****grp: " + row.history);
+        time.AdvanceBy(std::chrono::milliseconds(1001));
     }
+    setenv("TZ", "HERE-5:45", 1);
+    tzset();
+    EXPECT_EQ(History().rfind("*****grp: \nfreq=1200 0-1 5:45:1.1\n", 0), 0U) << "the local time, whatever it is";
 }
 
 TEST_F(FrequencyTest, TheFiftyFirstLimitDropsTheOldest)
@@ -76,25 +83,9 @@ TEST_F(FrequencyTest, TheFiftyFirstLimitDropsTheOldest)
     std::string expected = "*****grp: \n";
     for (int limit = 1; limit <= 52; ++limit) {
         group.DoConfig(0, limit);
-        expected += limit > 2 ? "freq=" + std::to_string(limit) + " T\n" : "";
+        expected += limit > 2 ? "freq=" + std::to_string(limit) + " 0-1 0:0:0.0\n" : "";
     }
     EXPECT_EQ(History(), expected);
-}
-
-TEST_F(FrequencyTest, HistoryTimesAreLocalWallClockTimes)
-{
-    setenv("TZ", "HERE-5:45", 1);
-    tzset();
-    time_t const second = time(nullptr);
-    group.DoConfig(300, 1200);
-    tm local{};
-    localtime_r(&second, &local);
-    std::string const text = SysWrapper::PutTime(local);
-    std::ostringstream history;
-    group.DumpLimitHistoryLog(history);
-    EXPECT_EQ(history.str().rfind("*****grp: \nfreq=1200 " + text.substr(0, text.find(':')), 0), 0U) << history.str();
-    unsetenv("TZ");
-    tzset();
 }
 
 TEST_F(FrequencyTest, AWriteIsMarkedWhereItsCategoryIsTraced)

@@ -73,7 +73,7 @@ TEST_F(PerfResourceTest, TheNextWakeUpIsTheEarliestOfTheGroups)
 {
     auto const resource = Build(3);
     EXPECT_EQ(resource->FindMinTime(), PerfTimePoint{});
-    auto const now = std::chrono::steady_clock::now();
+    auto const now = PerfTime::Now();
     auto const wakeUpWith = [&](unsigned int group, PerfTimePoint const& end) {
         auto const item = Item(group + 1, {{group, {{BOOST, 50}}}});
         item->endTime = end;

@@ -2,6 +2,7 @@
 
 #include "command/CommandWrapper.h"
 #include "sandbox/Sandbox.h"
+#include "sys/PerfTime.h"
 #include "tests/support/LogCapture.h"
 
 #include <corvane/PerfConfig.h>
@@ -30,7 +31,7 @@ inline std::shared_ptr<PerfCommandItem> Item(unsigned long long handle, PerfGrou
                                              PerfQosId qosId = 0, unsigned int mode = PERF_WORK_MODE_DEFAULT)
 {
     PerfTimePoint const start{std::chrono::nanoseconds{1}};
-    PerfTimePoint const end = std::chrono::steady_clock::now() + std::chrono::hours{1};
+    PerfTimePoint const end = PerfTime::Now() + std::chrono::hours{1};
     return std::make_shared<PerfCommandItem>(
         PerfCommandItem{qosId, handle, static_cast<PerfWorkMode>(mode), start, end, groups});
 }
