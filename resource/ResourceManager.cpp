@@ -9,6 +9,7 @@
 #include "resource/IpaSwitchTempResource.h"
 #include "resource/LevelMapResource.h"
 #include "resource/MemLatTargetRatioResource.h"
+#include "resource/ResourceKind.h"
 #include "resource/SingleNodeValueResource.h"
 #include "sys/Log.h"
 
@@ -102,22 +103,21 @@ std::shared_ptr<PerfResource> ResourceManager::BuildSpecialResource(ResConstruct
                                                                     PerfConfigControlInfo const& controlInfo,
                                                                     bool& handled) const
 {
-    switch (param.qosId) {
-    case PERF_QOS_DDR:
+    switch (FixedKindOf(param.qosId)) {
+    case ResourceKind::DDR:
         return std::make_shared<DdrResource>(param);
-    case PERF_QOS_IPA_SUSTAINABLE_POWER:
+    case ResourceKind::IPA_POWER:
         return std::make_shared<IpaSustainablePowerResource>(param, controlInfo.ipaResourceFlag);
-    case PERF_QOS_IPA_SWITCH_TEMP:
+    case ResourceKind::IPA_SWITCH_TEMP:
         return std::make_shared<IpaSwitchTempResource>(param, controlInfo.ipaResourceFlag);
-    case PERF_QOS_SINGLE_NODE:
+    case ResourceKind::SINGLE_VALUE:
         handled = true;
         return controlInfo.singleNodeQosEnable ? std::make_shared<SingleNodeValueResource>(param) : nullptr;
-    case PERF_QOS_EAS:
+    case ResourceKind::EAS:
         return std::make_shared<EasResource>(param);
+    case ResourceKind::MEM_LAT:
+        return std::make_shared<MemLatTargetRatioResource>(param);
     default:
-        if (param.qosId >= PERF_QOS_MEM_LAT_FIRST && param.qosId <= PERF_QOS_MEM_LAT_LAST) {
-            return std::make_shared<MemLatTargetRatioResource>(param);
-        }
         return nullptr;
     }
 }
@@ -125,18 +125,12 @@ std::shared_ptr<PerfResource> ResourceManager::BuildSpecialResource(ResConstruct
 std::shared_ptr<PerfResource> ResourceManager::BuildSharedResource(ResConstructParam& param,
                                                                    PerfQosConfig& config) const
 {
-    if (config.groupConfigs.empty()) {
-        PF_LOGI("[%s:%d] invalid resource config: %s", config.qosName.c_str());
-        return nullptr;
-    }
-    PerfGroupConfig const& first = config.groupConfigs.front();
-    if (!first.level2ValueMap.empty()) {
+    switch (SharedKindOf(config.groupConfigs)) {
+    case ResourceKind::LEVEL_MAP:
         return std::make_shared<LevelMapResource>(param);
-    }
-    switch (first.nodePathVec.size()) {
-    case 1:
+    case ResourceKind::SINGLE_VALUE:
         return std::make_shared<SingleNodeValueResource>(param);
-    case 2:
+    case ResourceKind::FREQUENCY:
         return std::make_shared<FrequencyResource>(param);
     default:
         PF_LOGI("[%s:%d] invalid resource config: %s", config.qosName.c_str());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tools/corvanectl/platform/Kinds.h"
+#include "resource/ResourceKind.h"
 
 #include <corvane/PerfCatalogue.h>
 #include <corvane/PerfConfig.h>

@@ -6,10 +6,10 @@
 #include <cstddef>
 #include <vector>
 
-/** How a resource writes. Some ids have a fixed kind; the others take theirs from their first group. */
+/** How a resource arbitrates and writes; one class of resource each. */
 enum class ResourceKind { UNKNOWN, FREQUENCY, DDR, SINGLE_VALUE, LEVEL_MAP, IPA_POWER, IPA_SWITCH_TEMP, EAS, MEM_LAT };
 
-/** What the library expects of the resources of one kind. */
+/** What the resources of one kind are made of. */
 struct KindTraits {
     ResourceKind kind;
     char const* name;
@@ -25,5 +25,9 @@ inline char const* KindName(ResourceKind kind)
     return TraitsOf(kind).name;
 }
 
-/** @return the kind of resource that the library builds of these groups. */
+/** @return the kind that goes with an id, or UNKNOWN where it goes by the shape of the first group. */
+ResourceKind FixedKindOf(PerfQosId id);
+/** @return the kind that goes with the shape of the first group, or UNKNOWN where none does. */
+ResourceKind SharedKindOf(std::vector<PerfGroupConfig> const& groups);
+/** @return the kind of resource that is built of these groups. */
 ResourceKind KindOf(PerfQosId id, std::vector<PerfGroupConfig> const& groups);
