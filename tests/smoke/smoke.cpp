@@ -77,6 +77,10 @@ int main(int argc, char** argv)
     PfLogonNamespace::PfLogonSet(PfLogonNamespace::INFO_BIT);
     Check(PfLogonNamespace::PfLogonGet() == PfLogonNamespace::INFO_BIT, "log switch");
 
+    std::ostringstream version;
+    manager.DumpCoreVersion(version);
+    Check(version.str() == "core version: " CORVANE_VERSION "\n", "the library says the version that it is built as");
+
     unsigned long long handle = 0;
     Check(manager.PerfRequest(PID, 0, {{QOS_LEVEL, {{0, {{PERF_OPERATION_BOOST, 1}}}}}}, handle) == 0, "request");
     Check(WaitForContent(first, "<busy>") && WaitForContent(second, "<on>"), "the boost reaches both nodes");
