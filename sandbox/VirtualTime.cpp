@@ -391,7 +391,11 @@ PerfTimePoint PerfTime::Now()
 std::chrono::system_clock::time_point PerfTime::WallNow()
 {
     auto const* const turns = Current();
-    return turns != nullptr ? WALL_START + (turns->now.load() - START) : DeviceTime::WallNow();
+    if (turns == nullptr) {
+        return DeviceTime::WallNow();
+    }
+    // The wall clock may be the coarser one.
+    return WALL_START + std::chrono::duration_cast<std::chrono::system_clock::duration>(turns->now.load() - START);
 }
 
 void PerfThread::Start(std::string const& name, std::function<void()> body)
