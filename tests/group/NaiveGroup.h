@@ -93,11 +93,11 @@ public:
 
     std::string Dumped() const
     {
-        return "cpu: " + boostBases.DumpBest("boostBase") + limitBases.DumpBest("limitBase") +
-               "effectiveBase: " + Pair(baseFloor, baseCeiling) + " " + boosts.DumpBest("boost") +
-               limits.DumpBest("limit") + "effective: " + Pair(floor, ceiling) + "\n" +
-               boostBases.DumpRest("boostBaseList") + limitBases.DumpRest("limitBaseList") +
-               boosts.DumpRest("boostList") + limits.DumpRest("limitList") +
+        return "cpu: " + boostBases.DumpBest("boostBase(") + limitBases.DumpBest("limitBase(") +
+               "effectiveBase: " + Pair(baseFloor, baseCeiling) + " " + boosts.DumpBest("boost(") +
+               limits.DumpBest("limit(") + "effective: " + Pair(floor, ceiling) + "\n" +
+               boostBases.DumpRest("boostBaseList(") + limitBases.DumpRest("limitBaseList(") +
+               boosts.DumpRest("boostList(") + limits.DumpRest("limitList(") +
                "final: " + Pair(finalFloor, finalCeiling) + "\n";
     }
 
@@ -144,17 +144,17 @@ private:
         {
             return std::to_string(item.value) + between + (IsDefault(item) ? "*" : std::to_string(item.handle % 1024));
         }
-        std::string DumpBest(std::string const& label) const
+        std::string DumpBest(char const* label) const
         {
-            return items.empty() ? "" : label + "(" + Shown(items[0], ", ") + ")";
+            return items.empty() ? "" : label + Shown(items[0], ", ") + ")";
         }
-        std::string DumpRest(std::string const& label) const
+        std::string DumpRest(char const* label) const
         {
-            std::string text;
+            std::string text = label + std::to_string(std::max<std::size_t>(items.size(), 1) - 1) + ") ";
             for (std::size_t i = 1; i < items.size(); ++i) {
                 text += Shown(items[i], ":") + " ";
             }
-            return label + "(" + std::to_string(std::max<std::size_t>(items.size(), 1) - 1) + ") " + text;
+            return text;
         }
     };
 
