@@ -6,17 +6,21 @@
 
 TEST(ScenarioManager, OneFaultDiscardsEveryScenario)
 {
-    LogCapture const log;
+    LogCapture log;
     GroupInfo const plain{0, {{static_cast<PerfOperationType>(2), 300}}};
-    ConfigurableScenario const rows[] = {
-        {6, {{4, {plain}}}},
-        {1, {}}, // the id is taken
-        {0, {{4, {}}}},
-        {0, {{4, {plain}}, {3, {plain}}, {4, {plain}}}},
-        {0, {{4, {plain, {1, {}}, plain}}}},
+    GroupInfo const repeated{0, {{PERF_OPERATION_LIMIT, 5}, {PERF_OPERATION_LIMIT, 6}}};
+    std::pair<ConfigurableScenario, char const*> const rows[] = {
+        {{6, {{4, {plain}}}}, "Init: invalid scenario id: 6"},
+        {{1, {}}, "Init: duplicate scenario id: 1"},
+        {{0, {{4, {}}}}, "Init: LoadGroupInfo fail!"},
+        {{0, {{4, {plain}}, {3, {plain}}, {4, {plain}}}}, "Init: duplicate qos id: 4"},
+        {{0, {{4, {{1, {}}, plain, {1, {}}}}}}, "LoadGroupInfo: scenario init duplicate group id: 1"},
+        {{0, {{4, {repeated}}}}, "LoadGroupInfo: scenario init duplicate operation type: 1"},
     };
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        EXPECT_TRUE(ScenarioManager().Init({{1, {{4, {plain}}}}, rows[i], {2, {}}}).empty()) << i;
+    for (auto const& [scenario, reason] : rows) {
+        EXPECT_TRUE(ScenarioManager().Init({{1, {{4, {plain}}}}, scenario, {2, {}}}).empty()) << reason;
+        EXPECT_EQ(log.Lines().at(0), std::string("E PF_SCEN_MGR ") + reason);
+        log.Clear();
     }
     EXPECT_EQ(ScenarioManager().Init({{1, {{4, {plain}}, {3, {plain}}}}, {2, {}}}).size(), 2u);
 }

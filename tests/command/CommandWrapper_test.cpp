@@ -37,4 +37,11 @@ TEST(CommandWrapper, EventsWidenTheWrapperAndEveryItemKeepsItsOwnSpan)
                                  "{2: [0 (0:7)]}\n");
     EXPECT_EQ(wrapper.startTime, T0 - 7ms) << "a probe does not widen it";
     EXPECT_EQ(wrapper.endTime, T0 + 1000ms);
+
+    std::string words;
+    for (unsigned int type = PERF_COMMAND_SHORT_START; type <= PERF_COMMAND_BASE_SET; ++type) {
+        words += CommandWrapper(static_cast<PerfCommandType>(type), T0, T0, 0).GetCmdTypeString() + ";";
+    }
+    std::string const rest = "invalid command type;";
+    EXPECT_EQ(words, "ShortStart;ShortStop;LongStart;LongStop;ModeStart;" + rest + rest + rest + rest + rest);
 }

@@ -8,6 +8,7 @@
 #include "group/TargetRatioGroup.h"
 
 #include <limits>
+#include <regex>
 
 namespace {
 
@@ -19,17 +20,14 @@ TEST_F(KindTest, ASingleNodeReceivesTheFloorAndIsKeptOpenUntilASuspend)
     IpaSwitchTempGroup off(Config({"b"}), MODE, false);
     off.DoConfig(90, 0);
     EXPECT_EQ(Mapping(off), (Strings{"before,,,"}));
-    {
-        IpaSwitchTempGroup group(Config({"a"}), MODE, true);
-        group.LongTermStart({2, {}, {}, Both(400, 500)});
-        EXPECT_EQ(sandbox.OpenDescriptors(), 1);
-        group.SetSuspend(true);
-        EXPECT_EQ(sandbox.OpenDescriptors(), 0);
-        group.SetSuspend(false);
-        EXPECT_EQ(Writes(), (Strings{"a <- 400", "a <- 400"}));
-        EXPECT_EQ(Mapping(group), (Strings{"before,,,", "400,,a,"}));
-    }
+    IpaSwitchTempGroup group(Config({"a"}), MODE, true);
+    group.LongTermStart({2, {}, {}, Both(400, 500)});
+    EXPECT_EQ(sandbox.OpenDescriptors(), 1);
+    group.SetSuspend(true);
     EXPECT_EQ(sandbox.OpenDescriptors(), 0);
+    group.SetSuspend(false);
+    EXPECT_EQ(Writes(), (Strings{"a <- 400", "a <- 400"}));
+    EXPECT_EQ(Mapping(group), (Strings{"before,,,", "400,,a,"}));
 }
 
 TEST_F(KindTest, DdrWritesTheBandwidthAsRawBytesOrTheFrequencyAsText)
@@ -68,6 +66,8 @@ TEST_F(KindTest, IpaPowerSwitchesTheBoardWhereTheThresholdIsMetOrCrossed)
     }
     group.SetSuspend(true);
     EXPECT_EQ(sandbox.OpenDescriptors(), 1) << "the power node stays open";
+    group.DoConfig(5000, 9000);
+    EXPECT_EQ(Writes(), (Strings{"b <- disabled", "c <- enabled"}));
 
     IpaSustainablePowerGroup socOnly(Config({"a", "b", "c"}), MODE, false, 300, 5000);
     for (int const boost : {299, 300, 9000}) {
@@ -90,11 +90,18 @@ TEST_F(KindTest, ALevelWritesItsTextToEachNodeAndACommandMustNameOne)
     EXPECT_EQ(Mapping(group), (Strings{"low,,a,", "0,,b,"})) << "replaced, not appended to";
     group.CloseAllFds();
     EXPECT_EQ(sandbox.OpenDescriptors(), 0);
-    for (int const level : {1, 5, 6, 9, 10}) {
-        Values values = Boost(level);
-        EXPECT_EQ(group.GroupValueValidate(PERF_COMMAND_SHORT_START, values),
-                  TWO_NODE_LEVELS.count(level) == 1 ? 0 : -1);
+    EXPECT_EQ(Logged(), Strings{});
+    for (int level : {1, 5, 9}) {
+        EXPECT_EQ(group.OperationValueValidate(level), 0);
     }
+    for (int level : {6, 10}) {
+        EXPECT_EQ(group.OperationValueValidate(level), -1);
+    }
+    group.DoConfig(2, 1);
+    std::string const line = "E PF_LEVEL_MAP_GROUP ";
+    EXPECT_EQ(Logged(), (Strings{line + "OperationValueValidate: [grp] cmd value can't be found in levelMapping: 6",
+                                 line + "OperationValueValidate: [grp] OperationValueValidate failed!",
+                                 line + "DoConfig: [grp] invalid level: 2"}));
 }
 
 TEST_F(KindTest, OnlyTheRemainderSkipsANodeThatCannotBeOpened)
@@ -109,6 +116,7 @@ TEST_F(KindTest, OnlyTheRemainderSkipsANodeThatCannotBeOpened)
     sandbox.AddNode("gone");
     remainder.DoConfig(9, 0);
     EXPECT_EQ(Writes(), (Strings{"gone <- high", "b <- "}));
+    EXPECT_EQ(sandbox.OpenDescriptors("b"), 2) << "one each, however often it is written";
 }
 
 TEST_F(KindTest, MonitorAndRatioAreWrittenByARelatedGroupOnly)
@@ -133,26 +141,52 @@ TEST_F(KindTest, MonitorAndRatioAreWrittenByARelatedGroupOnly)
 TEST_F(KindTest, EveryKindChecksItsConfiguration)
 {
     LevelToValueMap const ragged = {{1, {"x", "y"}}, {2, {"z"}}};
-    std::tuple<bool (*)(PerfGroupConfig&), PerfGroupConfig, bool> const rows[] = {
-        {PerfGroup::GroupParametersValidate, Range(100, 100, 100, 100), true},
-        {PerfGroup::GroupParametersValidate, Range(1, -5, 1, 1), false},
-        {PerfGroup::GroupParametersValidate, Range(1, 9, 8, 7), false},
-        {PerfGroup::GroupParametersValidate, Range(1, 9, 0, 9), false},
-        {PerfGroup::GroupParametersValidate, Range(1, 9, 1, 10), false},
-        {PerfGroup::GroupParametersValidate, Config({"a", ""}), false},
-        {DdrGroup::GroupParametersValidate, Config({"a", "b"}), false},
-        {FrequencyGroup::GroupParametersValidate, Config({"a", "b", "c"}), false},
-        {IpaSustainablePowerGroup::GroupParametersValidate, Config({"a", "b"}), false},
-        {LevelMapGroup::GroupParametersValidate, Levels({"a"}, {}), false},
-        {TargetRatioGroup::GroupParametersValidate, Levels({"a", "b"}, ragged), false},
-        {MonitorEnableGroup::GroupParametersValidate, Levels({"a", "b"}, ragged), true},
-        {MonitorEnableGroup::GroupParametersValidate, Levels({}, ragged), false},
-        {MonitorEnableGroup::GroupParametersValidate, Levels({"a"}, {}), false},
+    std::string const mapped = "E PF_LEVEL_MAP_GROUP ";
+    std::string const monitor = "E PF_MONITOR_ENABLE_GRP ";
+    std::string const common = "E PF_GROUP ";
+    PerfGroupConfig inverted = Levels({"a"}, {{1, {"x"}}});
+    inverted.availableMin = 9;
+    // what a refusal says, its method and group left out
+    std::tuple<bool (*)(PerfGroupConfig&), PerfGroupConfig, Strings> const rows[] = {
+        {PerfGroup::GroupParametersValidate, Range(100, 100, 100, 100), {}},
+        {PerfGroup::GroupParametersValidate, Range(1, 0, 1, 1), {common + "available min(1) larger than max(0)"}},
+        {PerfGroup::GroupParametersValidate, Range(1, 9, 8, 7), {common + "boost base(8) larger than limit base(7)"}},
+        {PerfGroup::GroupParametersValidate,
+         Range(1, 9, 0, 9),
+         {common + "base range(0, 9) out of available range(1, 9)"}},
+        {PerfGroup::GroupParametersValidate,
+         Range(1, 9, 1, 10),
+         {common + "base range(1, 10) out of available range(1, 9)"}},
+        {PerfGroup::GroupParametersValidate, Config({"a", ""}), {common + "node path is empty!"}},
+        {DdrGroup::GroupParametersValidate,
+         Config({"a", "b"}),
+         {"E PF_SINGLE_NODE_VALUE_GRP SysNodePath num invalid: 2"}},
+        {FrequencyGroup::GroupParametersValidate, Config({"a"}), {"E PF_FREQ_GRP SysNodePath num invalid: 1"}},
+        {IpaSustainablePowerGroup::GroupParametersValidate,
+         Config({"a", "b"}),
+         {"E PF_IPA_POWER_GRP invalid path size 2"}},
+        {LevelMapGroup::GroupParametersValidate, Levels({"a"}, {}), {mapped + "level2value mapping is empty"}},
+        {LevelMapGroup::GroupParametersValidate,
+         inverted,
+         {common + "available min(9) larger than max(1)", mapped + "GroupParametersValidate failed!"}},
+        {TargetRatioGroup::GroupParametersValidate,
+         Levels({"a", "b"}, ragged),
+         {mapped + "invalid group value size 1, not equal to paths size 2"}},
+        {MonitorEnableGroup::GroupParametersValidate, Levels({"a", "b"}, ragged), {}},
+        {MonitorEnableGroup::GroupParametersValidate, Levels({}, ragged), {monitor + "nodePathVec is empty!"}},
+        {MonitorEnableGroup::GroupParametersValidate, Levels({"a"}, {}), {monitor + "level2value mapping is empty"}},
+        {MonitorEnableGroup::GroupParametersValidate,
+         inverted,
+         {common + "available min(9) larger than max(1)", monitor + "GroupParametersValidate failed!"}},
     };
-    for (auto const& [validate, original, accepted] : rows) {
+    for (auto const& [validate, original, said] : rows) {
         PerfGroupConfig config = original;
-        EXPECT_EQ(validate(config), accepted);
-        EXPECT_EQ(Logged().size(), accepted ? 0U : 1U);
+        EXPECT_EQ(validate(config), said.empty());
+        Strings lines;
+        for (std::string const& line : Logged()) {
+            lines.push_back(std::regex_replace(line, std::regex(R"(GroupParametersValidate: \[\w+\] )"), ""));
+        }
+        EXPECT_EQ(lines, said);
     }
 }
 

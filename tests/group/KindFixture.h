@@ -15,6 +15,8 @@ protected:
         }
     }
 
+    ~KindTest() override { EXPECT_EQ(sandbox.OpenDescriptors(), 0) << "the groups are gone by now"; }
+
     Strings Paths(Strings nodes) const
     {
         for (std::string& node : nodes) {
