@@ -115,6 +115,14 @@ std::size_t LogCapture::Count(int priority) const
     return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), fits));
 }
 
+std::string LogCapture::TakeReason()
+{
+    auto const lines = Lines();
+    bool const refused = Count(ANDROID_LOG_ERROR) == lines.size();
+    Clear();
+    return lines.empty() ? "" : refused ? lines[0].substr(2) : "not only errors: " + lines[0];
+}
+
 void LogCapture::Clear()
 {
     Lock const lock(mutex);

@@ -46,6 +46,11 @@ public:
     /** @return how many lines of a priority were printed, whatever their tag. */
     std::size_t Count(int priority) const;
     void Clear();
+    /**
+     * Forgets the lines. @return the first of them, as "TAG Method: text", if they are all errors: the reason of a
+     * refusal, of which each caller may have told on its own. "" where nothing was said.
+     */
+    std::string TakeReason();
 
     /**
      * Calls back after every line, on the thread that prints it and at that point of what it does: there a test can
