@@ -70,12 +70,12 @@ struct Letter {
 // Handle 1 asks for a boost and for a limit, apart, and stops both at once; so do the bases of handle 4.
 Letter const ALPHABET[] = {
     {SHORT_START, {1, At(0), At(3), Boost(8)}},
-    {SHORT_START, {1, At(0), At(2), Limit(9)}},
-    {SHORT_STOP, {1, At(0), At(3), Both(8, 9)}},
+    {SHORT_START, {1, At(0), At(2), Limit(8)}},
+    {SHORT_STOP, {1, At(0), At(3), Both(8, 8)}},
     {SHORT_START, {2, At(0), At(1), Boost(8)}}, // an equal value that ends first
     {SHORT_STOP, {2, At(0), At(1), Boost(8)}},
-    {SHORT_START, {3, At(1), At(2), Both(9, 10)}}, // waits
-    {SHORT_STOP, {3, At(1), At(2), Both(9, 10)}},
+    {SHORT_START, {3, At(1), At(2), Both(10, 9)}}, // waits, and is at odds with itself
+    {SHORT_STOP, {3, At(1), At(2), Both(10, 9)}},
     {LONG_START, {4, {}, {}, Boost(8)}}, // above the limit base
     {LONG_START, {4, {}, {}, Limit(2)}}, // below the boost base
     {LONG_STOP, {4, {}, {}, Both(8, 2)}},

@@ -1,9 +1,9 @@
 #include "resource/PerfCommandQueue.h"
 
 #include "tests/group/GroupFixture.h"
+#include "tests/support/Random.h"
 
 #include <optional>
-#include <random>
 
 namespace {
 
@@ -60,7 +60,7 @@ public:
     std::vector<std::shared_ptr<PerfCommandItem>> outstanding;
 
 private:
-    int Below(int bound) { return static_cast<int>(random() % static_cast<unsigned>(bound)); }
+    int Below(int bound) { return random.Below(bound); }
 
     void Fill(int count)
     {
@@ -141,7 +141,7 @@ private:
         }
     }
 
-    std::mt19937 random;
+    Random random;
     bool const defaultMode;
     PerfCommandQueue queue;
     PerfTimePoint now = At(0);
