@@ -88,7 +88,7 @@ int OpenNodeLocked(NodeTable& table, std::shared_ptr<SandboxNode> const& node, c
         errno = static_cast<int>(*error);
         return -1;
     }
-    int const fd = RealOpen(path, flags & ~(O_TRUNC | O_APPEND), mode);
+    int const fd = RealOpen(path, node->isReal ? flags : flags & ~(O_TRUNC | O_APPEND), mode);
     if (fd >= 0 && static_cast<std::size_t>(fd) < isNode.size()) {
         table.descriptors.insert_or_assign(fd, SandboxDescriptor{node, ++table.lastStamp});
         isNode[static_cast<std::size_t>(fd)].store(true, std::memory_order_relaxed);
@@ -209,12 +209,42 @@ std::shared_ptr<Sandbox::Observer const> Perform(int fd, Place place, NodeWrite&
     return descriptor.node->journal->observer;
 }
 
+/** @return the node of a NodeWatch that is open there, or null. */
+std::shared_ptr<SandboxNode> RealNode(int fd)
+{
+    NodeTable& table = NodeTable::Get();
+    PerfMutexLock const lock(table.mutex);
+    auto const found = table.descriptors.find(fd);
+    return found != table.descriptors.end() && found->second.node->isReal ? found->second.node : nullptr;
+}
+
+/** Passes a write on to the kernel, with nothing locked meanwhile. @return the observer to tell, or null. */
+std::shared_ptr<Sandbox::Observer const> PassOn(int fd, Place place, SandboxNode const& node, NodeWrite& write)
+{
+    std::string const& bytes = write.bytes;
+    errno = 0;
+    write.result =
+        place ? RealPwrite(fd, bytes.data(), bytes.size(), *place) : RealWrite(fd, bytes.data(), bytes.size());
+    write.error = write.result < 0 ? errno : 0;
+    write.position = place.value_or(0);
+    write.time = PerfTime::Now();
+    write.node = node.name;
+    PerfMutexLock const lock(NodeTable::Get().mutex);
+    bool const hasNoPosition = place && write.error == ESPIPE; // the writer tries again without
+    if (node.journal == nullptr || hasNoPosition) {
+        return nullptr;
+    }
+    write.sequence = ++node.journal->sequence;
+    return node.journal->observer;
+}
+
 ssize_t WriteNode(int fd, void const* data, std::size_t size, Place place)
 {
     int const savedErrno = errno;
     NodeWrite write;
     write.bytes.assign(static_cast<char const*>(data), size);
-    if (auto const observer = Perform(fd, place, write)) {
+    auto const real = RealNode(fd);
+    if (auto const observer = real != nullptr ? PassOn(fd, place, *real, write) : Perform(fd, place, write)) {
         (*observer)(write);
     }
     errno = write.result < 0 ? write.error : savedErrno;
@@ -259,7 +289,7 @@ __attribute__((visibility("default"))) int open(char const* path, int flags, ...
         mode = static_cast<mode_t>(va_arg(arguments, int)); // a short one arrives widened
         va_end(arguments);
     }
-    bool const concerned = std::strstr(path, NodeTable::FOLDER_MARK) != nullptr;
+    bool const concerned = std::strstr(path, NodeTable::FOLDER_MARK) != nullptr || NodeTable::watches > 0;
     return concerned ? OpenInSandbox(path, flags, mode) : RealOpen(path, flags, mode);
 }
 

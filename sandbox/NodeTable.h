@@ -4,6 +4,7 @@
 #include "sys/PerfMutex.h"
 #include "sys/PerfTime.h"
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <string>
@@ -44,13 +45,15 @@ struct SandboxJournal {
 
 /** One node. Guarded by NodeTable::mutex. */
 struct SandboxNode {
-    SandboxNode(std::string const& givenName, bool sysctl, std::shared_ptr<SandboxJournal> const& itsJournal)
-        : name(givenName), isSysctl(sysctl), journal(itsJournal)
+    SandboxNode(std::string const& givenName, bool sysctl, std::shared_ptr<SandboxJournal> const& itsJournal,
+                bool real = false)
+        : name(givenName), isSysctl(sysctl), isReal(real), journal(itsJournal)
     {
     }
 
     std::string const name;
     bool const isSysctl;                     ///< takes what is written at position 0 only
+    bool const isReal;                       ///< of a NodeWatch: a file of somebody else's, which is only looked at
     std::shared_ptr<SandboxJournal> journal; ///< null once the sandbox is gone: a writer may outlive it at a gate
     std::map<Fault::Kind, Fault> faults;     ///< all but Stale
     std::uint64_t staleBefore = 0;           ///< descriptors with a lower stamp fail with ENODEV
@@ -66,15 +69,16 @@ struct SandboxDescriptor {
 };
 
 /**
- * The nodes of all live sandboxes and the descriptors open on them.
+ * The nodes of all live sandboxes and watches, and the descriptors open on them.
  *
  * One for the process, made at first use and never destroyed: open, close and the writes may be called until the very
  * end. What concerns no node is told apart without the lock. Under the lock nothing of the caller's is called and no
  * other lock is taken.
  */
 struct NodeTable {
-    /** Begins the name of every sandbox folder; a path without it is no node's. */
+    /** Begins the name of every sandbox folder; a path without it is no node's, unless somebody watches. */
     static constexpr char const* FOLDER_MARK = "corvane-sandbox-";
+    static inline std::atomic<int> watches{0}; ///< how many live
 
     static NodeTable& Get();
 

@@ -1,9 +1,11 @@
+#include "sandbox/NodeWatch.h"
 #include "sandbox/Sandbox.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 #include <future>
 
 #include <fcntl.h>
@@ -156,4 +158,42 @@ TEST(Sandbox, AGateHoldsOneNodeBackAndTheEndLetsWritersGo)
     EXPECT_FALSE(std::filesystem::exists(root));
     close(held);
     close(other);
+}
+
+TEST(NodeWatch, SeesWhatIsWrittenToRealFilesAndLeavesItAlone)
+{
+    char path[] = "/tmp/corvane-watched-XXXXXX";
+    char other[] = "/tmp/corvane-unwatched-XXXXXX";
+    close(mkstemp(path));
+    close(mkstemp(other));
+    int const before = OpenFile(path);
+    std::vector<std::string> seen;
+    {
+        NodeWatch const watch({{path, "/sys/node"}, {"/dev/full", "/sys/full"}},
+                              [&](NodeWrite const& write) { seen.push_back(write.Line()); });
+        int const watched = OpenFile(path);
+        int const full = OpenFile("/dev/full");
+        int const unwatched = OpenFile(other);
+        EXPECT_EQ(Put(watched, "1200"), "4");
+        EXPECT_EQ(Put(watched, "7", 0), "1");
+        EXPECT_EQ(Put(full, "1"), "-1 ENOSPC");
+        EXPECT_EQ(Put(unwatched, "unseen"), "6");
+        EXPECT_EQ(Put(before, "9", 1), "1") << "opened before";
+        close(unwatched);
+        close(full);
+        close(watched);
+        EXPECT_EQ(OpenFile(other), watched) << "a number used again belongs to no node";
+        EXPECT_EQ(Put(watched, "unseen"), "6");
+        close(watched);
+    }
+    int const after = OpenFile(path);
+    EXPECT_EQ(Put(after, "8", 2), "1");
+    close(after);
+    close(before);
+    std::string content(8, '\0');
+    std::ifstream(path).read(content.data(), 8);
+    EXPECT_STREQ(content.c_str(), "9280");
+    EXPECT_EQ(seen, (Strings{"/sys/node <- 1200", "/sys/node <- 7", "/sys/full <- 1: ENOSPC"}));
+    unlink(path);
+    unlink(other);
 }

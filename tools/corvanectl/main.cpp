@@ -1,6 +1,7 @@
 #include "tools/corvanectl/platform/Findings.h"
 #include "tools/corvanectl/program/Program.h"
 
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -33,8 +34,14 @@ int Main(int argc, char** argv)
 
 int main(int argc, char** argv)
 {
+    std::signal(SIGPIPE, SIG_IGN); // a reader who leaves is a stream that fails
     try {
-        return Main(argc, argv);
+        int const status = Main(argc, argv);
+        if (std::cout << std::flush) {
+            return status;
+        }
+        std::cerr << "corvanectl: standard output cannot be written\n";
+        return STATUS_CANNOT_WRITE;
     } catch (InputError const& error) {
         std::cerr << "corvanectl: " << error.what() << "\n";
     } catch (std::exception const& error) {

@@ -1,4 +1,5 @@
 #include "tools/corvanectl/platform/Summary.h"
+#include "tools/corvanectl/platform/check/DeviceCheck.h"
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/PlatformInput.h"
 #include "tools/corvanectl/program/Program.h"
@@ -7,11 +8,19 @@
 
 #include <iostream>
 #include <memory>
+#include <string>
 
 namespace {
 
-int Check(PlatformInput const& input)
+struct CheckOptions {
+    PlatformInput platform;
+    std::string root;
+    bool device = false;
+};
+
+int Check(CheckOptions const& options)
 {
+    PlatformInput const& input = options.platform;
     Story story;
     LogLines log(std::cerr);
     story.Add(log);
@@ -23,7 +32,13 @@ int Check(PlatformInput const& input)
         return STATUS_BAD_INPUT;
     }
     SummarisePlatform(platform, std::cout);
-    return STATUS_OK;
+    if (!options.device) {
+        return STATUS_OK;
+    }
+    CheckDevice(
+        platform, [&](std::string const& node) { return options.root + node; }, findings);
+    input.Print(findings, std::cout);
+    return findings.Empty() ? STATUS_OK : STATUS_NOT_AS_EXPECTED;
 }
 
 } // namespace
@@ -31,7 +46,9 @@ int Check(PlatformInput const& input)
 Verb AddCheck(CLI::App& app)
 {
     auto* const verb = app.add_subcommand("check", "Say what is wrong with a platform file");
-    auto const input = std::make_shared<PlatformInput>();
-    input->AddTo(*verb);
-    return {verb, [input] { return Check(*input); }};
+    auto const options = std::make_shared<CheckOptions>();
+    options->platform.AddTo(*verb);
+    auto* const device = verb->add_flag("--device", options->device, "Say as well what is wrong with the nodes here");
+    verb->add_option("--root", options->root, "Put this folder before every path")->needs(device);
+    return {verb, [options] { return Check(*options); }};
 }

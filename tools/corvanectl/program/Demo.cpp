@@ -4,7 +4,15 @@
 #include "tools/corvanectl/session/SandboxNodes.h"
 
 #include <memory>
-#include <sstream>
+
+namespace {
+
+int Demo(PlayOptions const& options)
+{
+    return Play(options, SAMPLE_PLATFORM, std::make_unique<SandboxNodes>(), ScriptSource("demo script", DEMO_SCRIPT));
+}
+
+} // namespace
 
 Verb AddDemo(CLI::App& app)
 {
@@ -13,9 +21,5 @@ Verb AddDemo(CLI::App& app)
     options->platform.file = "sample platform";
     options->live = true;
     options->AddTrace(*verb);
-    return {
-        verb, [options] {
-            std::istringstream script(DEMO_SCRIPT);
-            return Play(*options, SAMPLE_PLATFORM, std::make_unique<SandboxNodes>(), {script, "demo script", false});
-        }};
+    return {verb, [options] { return Demo(*options); }};
 }

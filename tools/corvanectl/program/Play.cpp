@@ -2,6 +2,8 @@
 
 #include "tools/corvanectl/language/Interpreter.h"
 #include "tools/corvanectl/program/Files.h"
+#include "tools/corvanectl/program/Interrupts.h"
+#include "tools/corvanectl/program/LineReader.h"
 #include "tools/corvanectl/program/Program.h"
 #include "tools/corvanectl/session/LibraryVoice.h"
 #include "tools/corvanectl/session/Session.h"
@@ -11,7 +13,10 @@
 
 #include <iostream>
 #include <optional>
+#include <sstream>
 #include <utility>
+
+#include <unistd.h>
 
 namespace {
 
@@ -21,25 +26,49 @@ public:
     TraceFile(std::string const& name, Story& story) : file(name) { story.Add(trace); }
     TraceFile(TraceFile const&) = delete;
     TraceFile& operator=(TraceFile const&) = delete;
-    ~TraceFile()
+    ~TraceFile() { Finish(); }
+
+    /** Writes it, if that has not happened. @return whether it could be written. */
+    bool Finish()
     {
-        trace.Write(file.Stream());
-        file.Finish();
+        if (!finished) {
+            finished = true;
+            trace.Write(file.Stream());
+            whole = file.Finish();
+        }
+        return whole;
     }
 
 private:
     OutputFile file;
     Trace trace;
+    bool finished = false;
+    bool whole = true;
 };
 
-void RunCommands(CommandSource const& source, Interpreter& interpreter)
+/** While it lives, a second signal leaves the nodes in a hurry. */
+class LastResort {
+public:
+    LastResort(Interrupts& taking, Nodes& nodes) : interrupts(taking)
+    {
+        interrupts.SetLastResort([&nodes] { nodes.Abandon(); });
+    }
+    LastResort(LastResort const&) = delete;
+    LastResort& operator=(LastResort const&) = delete;
+    ~LastResort() { interrupts.SetLastResort({}); }
+
+private:
+    Interrupts& interrupts;
+};
+
+void RunCommands(CommandSource const& source, StopSignal const& stop, Interpreter& interpreter)
 {
     std::string line;
-    for (unsigned int number = 1; !interpreter.HasQuit(); ++number) {
+    for (unsigned int number = 1; !interpreter.HasQuit() && std::cout; ++number) {
         if (source.isTerminal) {
             std::cout << "> " << std::flush;
         }
-        if (!std::getline(source.lines, line)) {
+        if (stop.IsRaised() || !source.next(line, stop)) {
             return;
         }
         try {
@@ -60,9 +89,27 @@ void PlayOptions::AddTrace(CLI::App& verb)
     verb.add_option("--trace", traceFile, "Write a Chrome-JSON trace to this file");
 }
 
-int Play(PlayOptions const& options, std::string const& platformText, std::unique_ptr<Nodes> nodes,
+CommandSource ScriptSource(std::string const& name, std::string const& text)
+{
+    auto const script = std::make_shared<std::istringstream>(text);
+    return {name, false, [script](std::string& line, StopSignal const& /* stop */) {
+                return static_cast<bool>(std::getline(*script, line));
+            }};
+}
+
+CommandSource StandardInput()
+{
+    auto const lines = std::make_shared<LineReader>(STDIN_FILENO);
+    return {"standard input", isatty(STDIN_FILENO) == 1,
+            [lines](std::string& line, StopSignal const& stop) { return lines->Next(line, stop); }};
+}
+
+int Play(PlayOptions const& options, std::string const& platformText, std::unique_ptr<Nodes> given,
          CommandSource const& source)
 {
+    StopSignal stop;
+    Interrupts interrupts(stop); // outermost: a signal that came ends the process here
+    std::unique_ptr<Nodes> const nodes = std::move(given);
     Story story;
     LogLines log(std::cerr);
     story.Add(log);
@@ -80,8 +127,13 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
     }
     Transcript transcript(std::cout, {options.live || source.isTerminal, !source.isTerminal});
     story.Add(transcript);
-    Session session(std::move(platform), std::move(nodes), story);
+    LastResort const lastResort(interrupts, *nodes);
+    Session session(std::move(platform), *nodes, story, stop);
     Interpreter interpreter(session);
-    RunCommands(source, interpreter);
-    return interpreter.HasFailed() ? STATUS_NOT_AS_EXPECTED : STATUS_OK;
+    RunCommands(source, stop, interpreter);
+    bool const isAsExpected = session.End() && !interpreter.HasFailed();
+    if (trace && !trace->Finish()) {
+        return STATUS_CANNOT_WRITE;
+    }
+    return isAsExpected ? STATUS_OK : STATUS_NOT_AS_EXPECTED;
 }

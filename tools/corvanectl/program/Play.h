@@ -2,8 +2,9 @@
 
 #include "tools/corvanectl/program/PlatformInput.h"
 #include "tools/corvanectl/session/Nodes.h"
+#include "tools/corvanectl/session/StopSignal.h"
 
-#include <istream>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -19,13 +20,20 @@ struct PlayOptions {
 
 /** Where commands come from. */
 struct CommandSource {
-    std::istream& lines;
     std::string name;
     bool isTerminal;
+    /** Fetches the next line. @return false if there is none, or the signal has been raised meanwhile. */
+    std::function<bool(std::string& line, StopSignal const& stop)> next;
 };
 
+/** The commands of a script. */
+CommandSource ScriptSource(std::string const& name, std::string const& text);
+/** The commands of standard input, as they come. */
+CommandSource StandardInput();
+
 /**
- * Plays commands to their end or to "quit". From a terminal, a command that cannot be read is reported and the next one
+ * Plays commands to their end, to "quit" or until the process is asked to end; then the nodes are left, and the trace
+ * is written. From a terminal, a command that cannot be read is reported and the next one
  * awaited; from a script it ends the play.
  * @return the exit status. @throws InputError with name and line.
  */

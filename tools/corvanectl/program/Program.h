@@ -8,6 +8,7 @@
 constexpr int STATUS_OK = 0;
 constexpr int STATUS_NOT_AS_EXPECTED = 1;
 constexpr int STATUS_BAD_INPUT = 2;
+constexpr int STATUS_CANNOT_WRITE = 3;
 
 /** One verb of the command line, with its options in place. */
 struct Verb {

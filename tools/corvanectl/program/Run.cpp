@@ -5,13 +5,10 @@
 #include "tools/corvanectl/session/RootNodes.h"
 #include "tools/corvanectl/session/SandboxNodes.h"
 
-#include <iostream>
 #include <memory>
-#include <sstream>
 #include <vector>
 
 #include <android-base/properties.h>
-#include <unistd.h>
 
 namespace {
 
@@ -20,6 +17,7 @@ struct RunOptions : PlayOptions {
     std::string root;
     std::vector<std::string> properties;
     bool sandbox = false;
+    bool keep = false;
 };
 
 void SetProperties(std::vector<std::string> const& properties)
@@ -39,20 +37,19 @@ std::unique_ptr<Nodes> NodesFor(RunOptions const& options)
         return std::make_unique<SandboxNodes>();
     }
     if (!options.root.empty()) {
-        return std::make_unique<RootNodes>(options.root);
+        return std::make_unique<RootNodes>(options.root, options.keep);
     }
-    return std::make_unique<RealNodes>();
+    return std::make_unique<RealNodes>(options.keep);
 }
 
 int Run(RunOptions const& options)
 {
     std::string const platformText = ReadTextFile(options.platform.file);
     SetProperties(options.properties);
-    if (options.scriptFile.empty()) {
-        return Play(options, platformText, NodesFor(options), {std::cin, "standard input", isatty(STDIN_FILENO) == 1});
-    }
-    std::istringstream script(ReadTextFile(options.scriptFile));
-    return Play(options, platformText, NodesFor(options), {script, options.scriptFile, false});
+    CommandSource const source = options.scriptFile.empty()
+                                     ? StandardInput()
+                                     : ScriptSource(options.scriptFile, ReadTextFile(options.scriptFile));
+    return Play(options, platformText, NodesFor(options), source);
 }
 
 } // namespace
@@ -65,6 +62,7 @@ Verb AddRun(CLI::App& app)
     verb->add_option("--script", options->scriptFile, "Take the commands from this file, not from standard input");
     auto* const sandbox = verb->add_flag("--sandbox", options->sandbox, "Make every node in a temporary folder");
     verb->add_option("--root", options->root, "Put this folder before every path")->excludes(sandbox);
+    verb->add_flag("--keep", options->keep, "Leave real nodes with what they were written last")->excludes(sandbox);
     verb->add_option("--property", options->properties, "Set a system property, KEY=VALUE, before the start");
     verb->add_option("--log", options->logBits, "Show info (1) and debug (2) lines of the library");
     verb->add_flag("--live", options->live, "Show writes as they happen, also when a script runs");

@@ -20,6 +20,11 @@ public:
     virtual std::string Root() const = 0;
     virtual std::string PlaceOf(std::string const& node) const = 0;
 
+    /** Whether they are somebody else's: to be looked at before the start, and to be read back. */
+    virtual bool AreReal() const { return false; }
+    /** Whether Leave puts back what they held. */
+    virtual bool LeftAsFound() const { return false; }
+
     /** Gets the nodes ready, before anything is read from them. @throws InputError */
     virtual void Prepare(Platform const& platform) = 0;
     /** Gives each node what it holds while nobody asks, where nodes are ours. */
@@ -28,6 +33,16 @@ public:
     virtual void Watch(Sandbox::Observer observer) = 0;
     /** @return what the node holds, or nothing if it cannot be read. */
     virtual std::optional<std::string> Read(std::string const& node) const = 0;
+
+    /** How nodes were left. */
+    struct Leaving {
+        std::vector<std::string> lines; ///< what a person should know of it
+        bool asItShould = true;         ///< whether all was put back that was to be
+    };
+    /** Leaves the nodes, when nobody writes any more. */
+    virtual Leaving Leave() { return {}; }
+    /** The same in a hurry, and nothing is told: the process is about to end, whatever it is doing. Any thread. */
+    virtual void Abandon() {}
 
     /** @throws InputError where nodes cannot be made to misbehave. */
     virtual Sandbox& Box();

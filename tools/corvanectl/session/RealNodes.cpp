@@ -1,11 +1,86 @@
 #include "tools/corvanectl/session/RealNodes.h"
 
-#include <fstream>
-#include <iterator>
+#include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/platform/NodeFile.h"
+#include "tools/corvanectl/story/NodeText.h"
+
+#include <map>
+#include <utility>
+
+namespace {
+
+std::string Described(std::optional<std::string> const& content)
+{
+    return content ? ReadableBytes(SettingOf(*content)) : "something that cannot be read";
+}
+
+} // namespace
+
+void RealNodes::Prepare(Platform const& platform)
+{
+    for (PlatformNode const& node : NodesOf(platform)) {
+        bool const isNew = names.insert(node.name).second;
+        if (isNew && node.name != platform.threadBinderNode) { // which takes lines and holds nothing
+            saved.Save(node.name, PlaceOf(node.name));
+        }
+    }
+}
+
+void RealNodes::Watch(Sandbox::Observer observer)
+{
+    std::map<std::string, std::string> places;
+    for (std::string const& name : names) {
+        places[PlaceOf(name)] = name;
+    }
+    watch.emplace(places, [this, told = std::move(observer)](NodeWrite const& write) {
+        saved.NoteWrite(write.node);
+        AfterWrite(write);
+        told(write);
+    });
+}
 
 std::optional<std::string> RealNodes::Read(std::string const& node) const
 {
-    std::ifstream in(PlaceOf(node), std::ios::binary);
-    std::string const bytes(std::istreambuf_iterator<char>(in), {});
-    return in.is_open() && !in.bad() ? std::optional<std::string>(bytes) : std::nullopt;
+    return ReadNode(PlaceOf(node));
+}
+
+Nodes::Leaving RealNodes::Leave()
+{
+    watch.reset();
+    if (keeps) {
+        return Keep();
+    }
+    Leaving leaving;
+    std::size_t const changed = saved.Changed().size();
+    for (SavedNodes::Node const& node : saved.PutBack()) {
+        if (!node.bytes) {
+            leaving.lines.push_back(node.name + " cannot be read, and is left with what it was written last");
+            continue;
+        }
+        leaving.asItShould = false;
+        leaving.lines.push_back(node.name + " is left with " + Described(Read(node.name)) + ", and held " +
+                                Described(node.bytes) + " before");
+    }
+    std::size_t const restored = changed - leaving.lines.size();
+    if (restored != 0) {
+        leaving.lines.push_back("put back what " + Count(restored, "node") + " held before");
+    }
+    return leaving;
+}
+
+Nodes::Leaving RealNodes::Keep() const
+{
+    Leaving leaving;
+    for (SavedNodes::Node const& node : saved.Changed()) {
+        leaving.lines.push_back("kept: " + node.name + " holds " + Described(Read(node.name)) + ", and held " +
+                                Described(node.bytes) + " before");
+    }
+    return leaving;
+}
+
+void RealNodes::Abandon()
+{
+    if (!keeps) {
+        saved.PutBack();
+    }
 }

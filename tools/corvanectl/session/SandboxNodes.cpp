@@ -1,8 +1,10 @@
 #include "tools/corvanectl/session/SandboxNodes.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <set>
 #include <sstream>
+#include <system_error>
 
 namespace {
 
@@ -44,4 +46,10 @@ void SandboxNodes::SetBase(std::vector<BaseNode> const& base)
     for (BaseNode const& node : base) {
         sandbox.AddNode(node.node, node.bytes);
     }
+}
+
+void SandboxNodes::Abandon()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(sandbox.Root(), ignored);
 }

@@ -11,6 +11,7 @@ public:
     void SetBase(std::vector<BaseNode> const& base) override;
     void Watch(Sandbox::Observer observer) override { sandbox.OnWrite(std::move(observer)); }
     std::optional<std::string> Read(std::string const& node) const override { return sandbox.Read(node); }
+    void Abandon() override;
     Sandbox& Box() override { return sandbox; }
 
 private:

@@ -1,29 +1,51 @@
 #include "tools/corvanectl/session/Session.h"
 
 #include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/platform/check/DeviceCheck.h"
 #include "tools/corvanectl/session/SessionTime.h"
 
+#include <initializer_list>
 #include <utility>
 
-Session::Session(Platform described, std::unique_ptr<Nodes> where, Story& told)
-    : platform(std::move(described)), story(told), nodes(std::move(where)), bound(platform.threadBinderNode),
-      configs(platform, [this](std::string const& node) { return nodes->PlaceOf(node); })
+Session::Session(Platform described, Nodes& where, Story& told, StopSignal const& stopping)
+    : platform(std::move(described)), story(told), nodes(where), stop(stopping), bound(platform.threadBinderNode),
+      readBack(platform.threadBinderNode),
+      configs(platform, [this](std::string const& node) { return nodes.PlaceOf(node); })
 {
-    story.Hide(nodes->Root());
-    story.Add(ledger);
-    story.Add(bound);
-    nodes->Prepare(platform);
+    story.Hide(nodes.Root());
+    for (StoryListener* const listener : std::initializer_list<StoryListener*>{&ledger, &bound, &readBack}) {
+        story.Add(*listener);
+    }
+    nodes.Prepare(platform);
+    Warn();
     configs.FitToDevice();
-    nodes->SetBase(Base());
-    nodes->Watch([&told](NodeWrite const& write) { told.Tell(write.time, Wrote{write}); });
+    nodes.SetBase(Base());
+    nodes.Watch([&told](NodeWrite const& write) { told.Tell(write.time, Wrote{write}); });
     Tell(Beginning());
     Start();
+}
+
+Session::~Session()
+{
+    End();
+}
+
+void Session::Warn()
+{
+    Findings findings;
+    if (nodes.AreReal()) {
+        CheckDevice(
+            platform, [this](std::string const& node) { return nodes.PlaceOf(node); }, findings);
+    }
+    for (Finding const& finding : findings.All()) {
+        Tell(Warned{finding.path + ": " + finding.text});
+    }
 }
 
 void Session::Start()
 {
     ConfigManagerOptions options;
-    options.threadBinderNode = platform.threadBinderNode.empty() ? "" : nodes->PlaceOf(platform.threadBinderNode);
+    options.threadBinderNode = platform.threadBinderNode.empty() ? "" : nodes.PlaceOf(platform.threadBinderNode);
     manager = std::make_unique<ConfigManager>(options);
     if (manager->Init(configs.Config(), platform.events, platform.scenarios, platform.probe) != 0) {
         throw InputError("the library refuses the platform; the log says why");
@@ -36,7 +58,7 @@ Began Session::Beginning() const
     for (PlatformNode const& node : NodesOf(platform)) {
         bool const isBinder = node.resource == platform.qos.size();
         began.nodes.push_back({node.name, node.resource, isBinder ? "" : platform.qos[node.resource].name,
-                               nodes->Read(node.name).value_or("")});
+                               nodes.Read(node.name).value_or("")});
     }
     return began;
 }
@@ -46,17 +68,60 @@ void Session::Tell(StoryRecord::What what)
     story.Tell(SessionTime::Now(), std::move(what));
 }
 
+bool Session::End()
+{
+    if (manager == nullptr) {
+        return true;
+    }
+    if (nodes.LeftAsFound()) {
+        ReleaseEverything();
+    }
+    manager.reset();
+    Tell(Settled{true});
+    Nodes::Leaving const leaving = nodes.Leave();
+    for (std::string const& line : leaving.lines) {
+        Tell(Told{"    " + line});
+    }
+    return leaving.asItShould;
+}
+
+/** So that no thread stays bound, and a node that cannot be read, and so not put back, is at its base. */
+void Session::ReleaseEverything()
+{
+    manager->Reset();
+    SessionTime::Settle(*manager);
+    for (int tries = 0; tries < 100 && !bound.All().empty(); ++tries) {
+        SessionTime::Advance(std::chrono::milliseconds(10), StopSignal());
+    }
+}
+
 void Session::Settle()
 {
     SessionTime::Settle(*manager);
-    Tell(Settled{false});
+    TellSettled(false);
 }
 
 void Session::Sleep(std::chrono::milliseconds time)
 {
-    SessionTime::Advance(time);
+    SessionTime::Advance(time, stop);
     SessionTime::Settle(*manager);
-    Tell(Settled{true});
+    TellSettled(true);
+}
+
+void Session::TellSettled(bool binderToo)
+{
+    Tell(Settled{binderToo});
+    if (nodes.AreReal()) {
+        for (Strayed const& strayed : readBack.Compare(nodes)) {
+            Tell(strayed);
+        }
+    }
+}
+
+std::optional<std::string> Session::HeldBy(std::string const& node) const
+{
+    auto const held = nodes.Read(node);
+    return held ? held : readBack.LastTaken(node);
 }
 
 std::vector<BaseNode> Session::Base() const

@@ -6,12 +6,15 @@
 #include "tools/corvanectl/session/Ledger.h"
 #include "tools/corvanectl/session/Nodes.h"
 #include "tools/corvanectl/session/PlatformConfigs.h"
+#include "tools/corvanectl/session/ReadBack.h"
+#include "tools/corvanectl/session/StopSignal.h"
 #include "tools/corvanectl/story/Story.h"
 
 #include <corvane/ConfigManager.h>
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,13 +26,18 @@
 class Session {
 public:
     /** @throws InputError if a node is missing, or the library refuses the platform. */
-    Session(Platform platform, std::unique_ptr<Nodes> where, Story& told);
+    Session(Platform platform, Nodes& where, Story& told, StopSignal const& stopping);
     Session(Session const&) = delete;
     Session& operator=(Session const&) = delete;
+    /** Ends it, if that has not happened. */
+    ~Session();
+
+    /** Stops the library, and leaves the nodes as they are to be left. @return whether that came about. */
+    bool End();
 
     ConfigManager& Manager() { return *manager; }
     Platform const& Described() const { return platform; }
-    Nodes& Where() { return *nodes; }
+    Nodes& Where() { return nodes; }
     Ledger const& Claims() const { return ledger; }
     BoundThreads const& Bound() const { return bound; }
 
@@ -41,18 +49,25 @@ public:
     /** Lets time pass, for the thread binder too, which cannot be asked whether it is idle. */
     void Sleep(std::chrono::milliseconds time);
 
+    /** @return what the node holds; of one that cannot be read, what it took last, if anything. */
+    std::optional<std::string> HeldBy(std::string const& node) const;
     /** What each node holds while nobody asks for anything, by its name. */
     std::vector<BaseNode> Base() const;
 
 private:
+    void Warn();
     Began Beginning() const;
     void Start();
+    void ReleaseEverything();
+    void TellSettled(bool binderToo);
 
     Platform const platform;
     Story& story;
-    std::unique_ptr<Nodes> const nodes;
+    Nodes& nodes;
+    StopSignal const& stop;
     Ledger ledger;
     BoundThreads bound;
+    ReadBack readBack;
     PlatformConfigs configs;
     std::unique_ptr<ConfigManager> manager; ///< last: its threads end before anything that they use
 };

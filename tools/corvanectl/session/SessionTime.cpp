@@ -3,16 +3,10 @@
 #include <corvane/ConfigManager.h>
 
 #include <sstream>
-#include <thread>
 
 void SessionTime::Settle(ConfigManager& manager)
 {
     // Each worker answers a dump when it has done everything that was asked of it before.
     std::ostringstream nowhere;
     manager.TaskDump(false, nowhere);
-}
-
-void SessionTime::Advance(std::chrono::milliseconds time)
-{
-    std::this_thread::sleep_for(time);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sys/PerfTime.h"
+#include "tools/corvanectl/session/StopSignal.h"
 
 #include <corvane/PerfTypes.h>
 
@@ -15,5 +16,6 @@ public:
 
     /** Waits until every worker has done what it was told so far. */
     static void Settle(ConfigManager& manager);
-    static void Advance(std::chrono::milliseconds time);
+    /** @param stop ends it early. */
+    static void Advance(std::chrono::milliseconds time, StopSignal const& stop) { stop.WaitFor(time); }
 };

@@ -16,9 +16,12 @@ char Letter(int priority)
 
 void LogLines::Hear(StoryRecord const& record)
 {
-    record.Match([this](Logged const& logged) {
-        std::ostringstream line; // one insertion, so that the line stays whole beside other output
-        line << "log: " << Letter(logged.priority) << " " << logged.tag << " " << logged.text << "\n";
-        out << line.str() << std::flush;
-    });
+    record.Match(
+        [this](Logged const& logged) {
+            std::ostringstream line; // one insertion, so that the line stays whole beside other output
+            line << "log: " << Letter(logged.priority) << " " << logged.tag << " " << logged.text << "\n";
+            out << line.str() << std::flush;
+        },
+        [this](Warned const& warned) { out << "warning: " + warned.text + "\n"
+                                           << std::flush; });
 }

@@ -4,7 +4,7 @@
 
 #include <ostream>
 
-/** Shows the library's log lines as "log:", the priority, the tag and the text. */
+/** Shows warnings, and the library's log lines as "log:", the priority, the tag and the text. */
 class LogLines : public StoryListener {
 public:
     explicit LogLines(std::ostream& stream) : out(stream) {}

@@ -51,6 +51,30 @@ std::optional<long long> NumberOf(std::string const& bytes)
     return std::nullopt;
 }
 
+std::string SettingOf(std::string const& content)
+{
+    std::string setting = content.substr(0, content.find_last_not_of(" \n") + 1);
+    std::size_t const begin = setting.find('[');
+    std::size_t const end = setting.find(']');
+    bool const isChoice = begin != std::string::npos && end != std::string::npos && begin < end;
+    return isChoice ? setting.substr(begin + 1, end - begin - 1) : setting;
+}
+
+std::optional<long long> NumberAt(std::string const& content)
+{
+    auto const raw = NumberOf(content);
+    return raw ? raw : NumberOf(SettingOf(content));
+}
+
+bool Holds(std::string const& content, std::string const& written)
+{
+    if (content == written || SettingOf(content) == SettingOf(written)) {
+        return true;
+    }
+    auto const number = NumberAt(content);
+    return number && number == NumberOf(written);
+}
+
 std::string Without(std::string text, std::string const& part)
 {
     for (std::size_t at = 0; !part.empty() && (at = text.find(part, at)) != std::string::npos;) {

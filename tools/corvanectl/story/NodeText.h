@@ -9,5 +9,14 @@ std::string ReadableBytes(std::string const& bytes);
 /** The number that a node's bytes stand for: decimal text, or four raw bytes. */
 std::optional<long long> NumberOf(std::string const& bytes);
 
+/** What a node says that it is set to: without the line end, and of "a [b] c" the word that it has chosen. */
+std::string SettingOf(std::string const& content);
+
+/** The number that a node says, with or without a line end behind it. */
+std::optional<long long> NumberAt(std::string const& content);
+
+/** @return whether a node that says this holds what was written. */
+bool Holds(std::string const& content, std::string const& written);
+
 /** @return the text without any occurrence of the part. */
 std::string Without(std::string text, std::string const& part);

@@ -58,6 +58,13 @@ struct Wrote {
     NodeWrite write;
 };
 
+/** A node does not hold what was written to it, or what it should hold again. */
+struct Strayed {
+    std::string node;
+    std::string written;
+    std::string held; ///< instead
+};
+
 /** The library has marked what it does for a system trace. On the thread that does it. */
 struct Labelled {
     std::string label;
@@ -67,6 +74,11 @@ struct Labelled {
 struct Logged {
     int priority;
     std::string tag;
+    std::string text;
+};
+
+/** Something about the device that a person should know before anything is done. */
+struct Warned {
     std::string text;
 };
 
@@ -87,7 +99,8 @@ struct Settled {
 
 /** One record of a story. */
 struct StoryRecord {
-    using What = std::variant<Began, Asked, Answered, Held, Released, Wrote, Labelled, Logged, Told, Marked, Settled>;
+    using What = std::variant<Began, Asked, Answered, Held, Released, Wrote, Strayed, Labelled, Logged, Warned, Told,
+                              Marked, Settled>;
 
     PerfTimePoint time;
     What what;

@@ -41,6 +41,10 @@ void Transcript::Hear(StoryRecord const& record)
                          held.push_back(wrote.write);
                      }
                  },
+                 [&](Strayed const& strayed) {
+                     Say("    " + strayed.node + " was written " + ReadableBytes(strayed.written) + " and holds " +
+                         ReadableBytes(strayed.held));
+                 },
                  [&](Settled const& settled) { ShowHeld(binderPosition + (settled.binderToo ? 1 : 0)); });
 }
 

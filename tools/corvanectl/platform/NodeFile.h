@@ -1,0 +1,12 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+// Not by the calls that a NodeWatch sees, which are the library's: these must also work while whoever listens hangs.
+
+/** @return what the node says, or nothing if it cannot be read. */
+std::optional<std::string> ReadNode(std::string const& path);
+
+/** Replaces what a node or a file holds. @return whether it took all of it. */
+bool WriteNode(std::string const& path, std::string const& bytes);
