@@ -8,9 +8,11 @@ import json
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -248,11 +250,26 @@ class Run(TemporaryFiles):
                       result.stdout)
         self.assertIn("    thread 77 is still bound\n", result.stdout)
 
-    def test_writes_the_nodes_below_another_root(self):
-        platform = self.file("platform.json", self.SINGLE)
-        knob = pathlib.Path(self.file("device/knob", ""))
-        result = run("run", platform, "--root", str(self.folder / "device"), commands="request 100 0 qos=KNOB boost=7\n")
-        self.assertEqual((result.returncode, knob.read_text()), (0, "7"), result.stderr)
+    def test_leaves_the_nodes_below_another_root_as_they_were(self):
+        platform = self.file("platform.json", {"name": "pair", "qos": self.SINGLE["qos"] + [
+            {"id": 11, "name": "SINK", "groups": [{"nodes": ["/sink"], "levels": {"0": ["off"], "1": ["on"]}}]}]})
+        knob = pathlib.Path(self.file("device/knob", "12345\n"))
+        (self.folder / "device/sink").symlink_to("/dev/null")
+        arguments = ["run", platform, "--root", str(self.folder / "device")]
+        commands = "request 100 0 qos=KNOB boost=7 qos=SINK boost=1\n"
+
+        put_back = run(*arguments, commands=commands)
+        self.assertEqual((put_back.returncode, knob.read_text()), (0, "12345\n"), put_back.stderr)
+        self.assertIn("s  /knob <- 7\n", put_back.stdout)
+        self.assertIn("    /sink was written on and holds \n", put_back.stdout)
+        self.assertTrue(put_back.stdout.endswith("    left as found: 2 nodes\n"), put_back.stdout)
+        self.assertEqual(put_back.stderr, "warning: qos[0].groups[0].nodes[0]: %s holds 12345, which is outside 1 .. 9\n"
+                         "warning: qos[1].groups[0].nodes[0]: %s/device/sink holds \"\", which is none of the described "
+                         "texts\n" % (knob, self.folder))
+
+        kept = run(*arguments, "--keep", commands=commands + "quit\n")
+        self.assertEqual((kept.returncode, knob.read_text()), (0, "7"), kept.stderr)
+        self.assertTrue(kept.stdout.endswith("    kept: /knob holds 7, and held 12345 before\n"), kept.stdout)
 
     def test_fits_the_platform_to_the_chip_and_its_property(self):
         result = run("run", "platforms/sample.json", "--sandbox", "--chip-type", "2", "--property",
@@ -267,6 +284,164 @@ class Run(TemporaryFiles):
         told = run("run", "platforms/sample.json", "--sandbox", commands="log 1\nrequest 1 0 qos=10 boost=256\n")
         self.assertIn("log: I PF_SINGLE_NODE_VALUE_GRP [DoConfig:", told.stderr)
         self.assertIn("[READ_AHEAD_KB] final write (256)\n", told.stderr)
+
+
+class Processes(TemporaryFiles):
+    """Runs that are talked to, and may be ended from outside."""
+
+    def start(self, *args, **kwargs):
+        environment = dict(os.environ, TMPDIR=str(self.folder))
+        process = subprocess.Popen([CORVANECTL, *args], cwd=ROOT, env=environment, text=True, bufsize=1,
+                                   stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE, **kwargs)
+        self.addCleanup(self.bury, process)
+        return process
+
+    @staticmethod
+    def bury(process):
+        process.kill()
+        process.wait()
+        for stream in (process.stdin, process.stdout, process.stderr):
+            try:
+                stream.close()
+            except BrokenPipeError:
+                pass  # something was left to tell it
+
+    def await_line(self, process, text):
+        for line in process.stdout:
+            if text in line:
+                return
+        self.fail("no " + text)
+
+
+class Ends(Processes):
+    """Whatever ends a run, the trace is whole and the sandbox gone."""
+
+    def sandbox_run(self, *more):
+        self.trace = self.folder / "trace.json"
+        return self.start("run", "platforms/sample.json", "--sandbox", "--trace", str(self.trace), *more)
+
+    def assert_in_order(self):
+        events = json.loads(self.trace.read_text())["traceEvents"]
+        self.assertIn("/dev/memory_bandwidth", [e["name"] for e in events if e["ph"] == "C"])
+        self.assertEqual([p.name for p in self.folder.iterdir() if p.name.startswith("corvane-sandbox-")], [])
+
+    def test_by_a_signal_while_it_waits(self):
+        for number, command in [(signal.SIGINT, ""), (signal.SIGTERM, "sleep 600000\n"), (signal.SIGHUP, "")]:
+            with self.subTest(number):
+                process = self.sandbox_run()
+                process.stdin.write("request 1 0 qos=DDR boost=2133000\n" + command)
+                self.await_line(process, "/dev/memory_bandwidth <- ")
+                process.send_signal(number)
+                self.assertEqual(process.wait(PATIENCE_S), -number)
+                self.assert_in_order()
+
+    def test_by_a_second_signal_when_a_node_hangs(self):
+        process = self.sandbox_run()
+        process.stdin.write("node /dev/memory_bandwidth delay 600000\nrequest 1 0 qos=DDR boost=2133000\n")
+        self.await_line(process, "ok, handle")
+        process.send_signal(signal.SIGINT)
+        time.sleep(0.1)  # else the two would be one
+        process.send_signal(signal.SIGTERM)
+        self.assertEqual(process.wait(PATIENCE_S), 128 + signal.SIGTERM)
+        self.assertEqual([p for p in self.folder.iterdir() if p.is_dir()], [])
+
+    def test_by_a_reader_who_leaves(self):
+        process = self.sandbox_run()
+        process.stdin.write("request 1 0 qos=DDR boost=2133000\n")
+        self.await_line(process, "/dev/memory_bandwidth <- ")
+        process.stdout.close()
+        process.stdin.write("dump --task\n")
+        self.assertEqual(process.wait(PATIENCE_S), 3)
+        self.assertEqual(process.stderr.read(), "corvanectl: standard output cannot be written\n")
+        self.assert_in_order()
+
+    def test_with_what_cannot_be_written(self):
+        for command in [["check", "platforms/sample.json"], ["run", "platforms/sample.json", "--sandbox"], ["--help"]]:
+            with self.subTest(command), open("/dev/full", "w") as full:
+                result = subprocess.run([CORVANECTL, *command], cwd=ROOT, input="version\n", stdout=full, text=True,
+                                        stderr=subprocess.PIPE, timeout=PATIENCE_S)
+                self.assertEqual((result.returncode, result.stderr),
+                                 (3, "corvanectl: standard output cannot be written\n"))
+        result = run("run", "platforms/sample.json", "--sandbox", "--trace", "/dev/full")
+        self.assertEqual((result.returncode, result.stderr), (3, "corvanectl: /dev/full: could not be written whole\n"))
+
+
+class Kernel(Processes):
+    """On the nodes of a running kernel, in namespaces of its own: see scripts/in-namespaces."""
+
+    NODES = {"/proc/sys/kernel/msgmax": "8192\n", "/proc/sys/kernel/msgmnb": "20001\n",
+             "/proc/sys/kernel/shmmni": "4000\n", "/sys/class/net/lo/mtu": "65536\n"}
+    QUEUE = {"id": 0, "name": "QUEUE", "freqListNode": None, "groups": [
+        {"availableMin": 1024, "availableMax": 1048576, "boostBase": 8192, "limitBase": 16384,
+         "nodes": ["/proc/sys/kernel/msgmax", "/proc/sys/kernel/msgmnb"]}]}
+    SEGMENTS = {"id": 20, "name": "SEGMENTS", "groups": [
+        {"availableMin": 1, "availableMax": 40000, "boostBase": 4096, "nodes": ["/proc/sys/kernel/shmmni"]}]}
+    LOOPBACK = {"id": 21, "name": "LOOPBACK", "groups": [
+        {"nodes": ["/sys/class/net/lo/mtu"], "levels": {"0": ["65536"], "1": ["1500"]}}]}
+    BOOST = "request 1 0 qos=QUEUE boost=12000 qos=SEGMENTS boost=32768 qos=LOOPBACK boost=1\n"
+
+    def setUp(self):
+        super().setUp()
+        self.assertIn("CORVANE_IN_NAMESPACES", os.environ, "run this by scripts/in-namespaces")
+        self.platform = self.file("linux.json", {"name": "linux", "qos": [self.QUEUE, self.SEGMENTS, self.LOOPBACK]})
+        for node, text in self.NODES.items():
+            pathlib.Path(node).write_text(text)
+
+    def held(self):
+        return {node: pathlib.Path(node).read_text() for node in self.NODES}
+
+    def boosted(self):
+        process = self.start("run", self.platform, "--trace", str(self.folder / "trace.json"))
+        process.stdin.write(self.BOOST)
+        self.await_line(process, "/sys/class/net/lo/mtu <- 1500")
+        self.assertEqual(list(self.held().values()), ["12000\n", "16384\n", "32768\n", "1500\n"])
+        return process
+
+    def test_every_end_leaves_every_node_as_it_was(self):
+        for end, status in [("EOF", 0), ("quit\n", 0), ("bosot\n", 2), (signal.SIGINT, -signal.SIGINT),
+                            (signal.SIGTERM, -signal.SIGTERM)]:
+            with self.subTest(end):
+                process = self.boosted()
+                if isinstance(end, str):
+                    process.stdin.write("" if end == "EOF" else end)
+                    process.stdin.close()
+                else:
+                    process.send_signal(end)
+                self.assertEqual(process.wait(PATIENCE_S), status)
+                self.assertEqual(self.held(), self.NODES)
+                self.assertTrue(process.stdout.read().endswith("    left as found: 4 nodes\n"))
+                events = json.loads((self.folder / "trace.json").read_text())["traceEvents"]
+                mtu = [e["args"]["value"] for e in events if e["ph"] == "C" and e["name"] == "/sys/class/net/lo/mtu"]
+                self.assertEqual(mtu[0], 1500)
+
+    def test_the_base_and_what_the_kernel_refuses(self):
+        result = run("run", self.platform, commands=self.BOOST + "expect-base\nrequest 1 0 qos=SEGMENTS boost=40000\n")
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("    /sys/class/net/lo/mtu is at 1500, its base is 65536\n    3 of 4 nodes are not at their base\n",
+                      result.stdout)
+        self.assertIn("s  /proc/sys/kernel/shmmni <- 40000: EINVAL\n", result.stdout)
+        result = run("run", self.platform, commands=self.BOOST + "release-all 1\nexpect-base\n")
+        self.assertEqual(result.returncode, 0, result.stdout)
+        self.assertIn("    each of 4 nodes is at its base\n", result.stdout)
+        self.assertEqual(self.held(), self.NODES)
+
+    def test_the_device_is_compared_with_its_description(self):
+        self.assertEqual(run("check", "--device", self.platform).returncode, 0)
+        pathlib.Path("/proc/sys/kernel/msgmax").write_text("1000")
+        pathlib.Path("/sys/class/net/lo/mtu").write_text("9000")
+        lacking = {"id": 22, "name": "LACKING", "groups": [
+            {"nodes": ["/proc/sys/kernel/osrelease", "/proc/sys/kernel/no_such"], "levels": {"0": ["x", "y"]}}]}
+        faulty = self.file("faulty.json", {"name": "linux", "qos": [self.QUEUE, self.LOOPBACK, lacking]})
+        faults = ["qos[0].groups[0].nodes[0]: /proc/sys/kernel/msgmax holds 1000, which is outside 1024 .. 1048576",
+                  'qos[1].groups[0].nodes[0]: /sys/class/net/lo/mtu holds "9000", which is none of the described texts',
+                  "qos[2].groups[0].nodes[0]: /proc/sys/kernel/osrelease cannot be written: Permission denied",
+                  'qos[2].groups[0].nodes[0]: /proc/sys/kernel/osrelease holds "%s", which is none of the described texts'
+                  % os.uname().release,
+                  "qos[2].groups[0].nodes[1]: /proc/sys/kernel/no_such is missing: No such file or directory"]
+        checked = run("check", "--device", faulty)
+        self.assertEqual((checked.returncode, checked.stdout.splitlines()[5:]),
+                         (1, [faulty + ": " + fault for fault in faults]))
+        self.assertEqual(run("run", faulty).stderr, "".join("warning: %s\n" % fault for fault in faults))
 
 
 if __name__ == "__main__":

@@ -16,12 +16,22 @@ namespace {
 
 constexpr int STATUS_OF_SIGNALS = 128; // as a shell counts
 
+bool IsIgnored(int number)
+{
+    struct sigaction present {};
+    sigaction(number, nullptr, &present);
+    return present.sa_handler == SIG_IGN;
+}
+
+/** The signals to take: not those that whoever started the process keeps from it, as nohup does. */
 sigset_t Signals()
 {
     sigset_t signals;
     sigemptyset(&signals);
     for (int const number : {SIGINT, SIGTERM, SIGHUP}) {
-        sigaddset(&signals, number);
+        if (!IsIgnored(number)) {
+            sigaddset(&signals, number);
+        }
     }
     return signals;
 }

@@ -51,7 +51,6 @@ Nodes::Leaving RealNodes::Leave()
         return Keep();
     }
     Leaving leaving;
-    std::size_t const changed = saved.Changed().size();
     for (SavedNodes::Node const& node : saved.PutBack()) {
         if (!node.bytes) {
             leaving.lines.push_back(node.name + " cannot be read, and is left with what it was written last");
@@ -61,9 +60,9 @@ Nodes::Leaving RealNodes::Leave()
         leaving.lines.push_back(node.name + " is left with " + Described(Read(node.name)) + ", and held " +
                                 Described(node.bytes) + " before");
     }
-    std::size_t const restored = changed - leaving.lines.size();
-    if (restored != 0) {
-        leaving.lines.push_back("put back what " + Count(restored, "node") + " held before");
+    std::size_t const asFound = saved.CountWritten() - leaving.lines.size();
+    if (asFound != 0) {
+        leaving.lines.push_back("left as found: " + Count(asFound, "node"));
     }
     return leaving;
 }

@@ -33,17 +33,21 @@ void SavedNodes::NoteWrite(std::string const& name)
     written.insert(name);
 }
 
+std::vector<SavedNodes::Node> SavedNodes::Written() const
+{
+    std::lock_guard<std::mutex> const lock(mutex);
+    std::vector<Node> nodes;
+    std::copy_if(saved.begin(), saved.end(), std::back_inserter(nodes),
+                 [this](Node const& node) { return written.count(node.name) != 0; });
+    return nodes;
+}
+
 std::vector<SavedNodes::Node> SavedNodes::Changed() const
 {
-    std::vector<Node> touched;
-    {
-        std::lock_guard<std::mutex> const lock(mutex);
-        std::copy_if(saved.begin(), saved.end(), std::back_inserter(touched),
-                     [this](Node const& node) { return written.count(node.name) != 0; });
-    }
+    std::vector<Node> nodes = Written();
     auto const isAsBefore = [](Node const& node) { return node.bytes && ReadNode(node.place) == node.bytes; };
-    touched.erase(std::remove_if(touched.begin(), touched.end(), isAsBefore), touched.end());
-    return touched;
+    nodes.erase(std::remove_if(nodes.begin(), nodes.end(), isAsBefore), nodes.end());
+    return nodes;
 }
 
 std::vector<SavedNodes::Node> SavedNodes::PutBack()

@@ -24,12 +24,16 @@ public:
     /** Reads a node and keeps what it holds. */
     void Save(std::string const& name, std::string const& place);
     void NoteWrite(std::string const& name);
+    /** How many of the saved nodes were written. */
+    std::size_t CountWritten() const { return Written().size(); }
     /** The nodes that were written and hold something else than before, or cannot be read. */
     std::vector<Node> Changed() const;
     /** Puts back what can be. @return what is Changed() afterwards. */
     std::vector<Node> PutBack();
 
 private:
+    std::vector<Node> Written() const;
+
     mutable std::mutex mutex;
     // guarded by mutex
     std::vector<Node> saved;
