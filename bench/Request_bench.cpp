@@ -1,6 +1,5 @@
 // The request path as a client sees it: what a touch or a scroll pays in the calling thread.
 
-#include "bench/AllocationCounter.h"
 #include "bench/BenchPlatform.h"
 #include "command/CommandManager.h"
 
@@ -21,14 +20,11 @@ void BM_RequestAndRelease(benchmark::State& state)
         state.SkipWithError("Init failed");
         return;
     }
-    AllocationCounter const allocations;
     for (auto _ : state) {
         unsigned long long handle = 0;
         benchmark::DoNotOptimize(platform.Manager().PerfRequest(100, 0, infos, handle));
         platform.Manager().PerfRelease(100, handle);
     }
-    state.counters["allocs/pair"] =
-        benchmark::Counter(static_cast<double>(allocations.OfThisThread()), benchmark::Counter::kAvgIterations);
     platform.Settle();
 }
 BENCHMARK(BM_RequestAndRelease)->Arg(1)->Arg(3)->Arg(8);

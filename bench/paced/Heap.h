@@ -1,0 +1,15 @@
+#pragma once
+
+/** What operator new has handed out, over all threads and modules, while counting is on. */
+namespace Heap {
+
+struct Use {
+    long long allocations = 0;
+    long long bytes = 0; ///< still held, as the allocator rounds them
+};
+
+/** Starts from zero. */
+void StartCounting();
+Use StopCounting();
+
+} // namespace Heap
