@@ -19,7 +19,7 @@ bool IsCounting()
 
 long long SizeOf(void* memory)
 {
-    return static_cast<long long>(malloc_usable_size(memory));
+    return static_cast<long long>(malloc_usable_size(memory) + sizeof(std::size_t)); // with its header
 }
 
 void Free(void* memory)

@@ -5,7 +5,7 @@ namespace Heap {
 
 struct Use {
     long long allocations = 0;
-    long long bytes = 0; ///< still held, as the allocator rounds them
+    long long bytes = 0; ///< still held, with what the allocator adds and rounds up
 };
 
 /** Starts from zero. */

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <numeric>
+#include <random>
 #include <utility>
 
 namespace {
@@ -91,6 +93,9 @@ void MeasurePaced(Entries const& entries, Report& report, unsigned int rounds, u
         timedCrowds.push_back(add("timed.crowd", entry, 1, LONGEST));
     }
 
+    std::vector<std::size_t> order(cases.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::minstd_rand random;
     Pacer pacer;
     std::vector<std::array<double, Case::PARTS>> floors;
     for (unsigned int round = 0; round < rounds; ++round) {
@@ -98,8 +103,9 @@ void MeasurePaced(Entries const& entries, Report& report, unsigned int rounds, u
             track->Crowd(CROWD, LONGEST);
         }
         for (unsigned int repetition = 0; repetition < repetitions; ++repetition) {
-            for (std::size_t i = 0; i < cases.size(); ++i) {
-                Repeat(cases[(i + repetition) % cases.size()], pacer); // nobody always comes after the same one
+            std::shuffle(order.begin(), order.end(), random); // what ran before decides which code is still warm
+            for (std::size_t const i : order) {
+                Repeat(cases[i], pacer);
             }
         }
         CloseRound(cases, floors);
