@@ -1,11 +1,9 @@
 // The request path as a client sees it: what a touch or a scroll pays in the calling thread.
 
 #include "bench/BenchPlatform.h"
-#include "command/CommandManager.h"
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <memory>
 
 namespace {
@@ -56,40 +54,6 @@ void BM_UnknownHandleRelease(benchmark::State& state)
     }
 }
 BENCHMARK(BM_UnknownHandleRelease);
-
-/**
- * range(0) timed handles of 500 processes that are over at once: how long nobody else gets in while they are forgotten,
- * as a share of the time until their memory is free as well.
- */
-void BM_ForgetExpired(benchmark::State& state)
-{
-    using Clock = std::chrono::steady_clock;
-    Clock::duration locked{};
-    Clock::duration total{};
-    PerfTimePoint const now = Clock::now();
-    for (auto _ : state) {
-        CommandManager manager;
-        for (int i = 0; i < state.range(0); ++i) {
-            unsigned long long handle = 0;
-            CommandWrapper wrapper(PERF_COMMAND_SHORT_START, {}, now, 20);
-            wrapper.InsertRequestCommand(BenchPlatform::FIRST_ID, {{0, {{PERF_OPERATION_BOOST, 1500}}}});
-            manager.RequestHandle(1 + i % 500, now - std::chrono::hours(1), wrapper, handle);
-        }
-        auto const begin = Clock::now();
-        {
-            CommandManager::ExpiredRecords expired;
-            {
-                PerfMutexLock lock(manager.mutex);
-                manager.ClearExpiredHandle(now, expired);
-            }
-            locked += Clock::now() - begin;
-        }
-        total += Clock::now() - begin;
-        state.SetIterationTime(std::chrono::duration<double>(Clock::now() - begin).count());
-    }
-    state.counters["locked share"] = std::chrono::duration<double>(locked) / std::chrono::duration<double>(total);
-}
-BENCHMARK(BM_ForgetExpired)->Arg(100)->Arg(8000)->UseManualTime();
 
 std::unique_ptr<BenchPlatform> g_shared;
 

@@ -28,5 +28,5 @@ void MeasureExpiry(Entries const& entries, Report& report, unsigned int rounds, 
 void MeasureHeap(Entries const& entries, Report& report);
 /** How often the threads of 40 resources wake up in a second without a request. */
 void MeasureIdle(Entries const& entries, Report& report);
-/** For how many ms a client has to wait while another call meets 8,000 expired handles. */
+/** How many ms a call that meets 8,000 expired handles takes, and for how long it locks others out. */
 void MeasureExpiredCrowd(Entries const& entries, Report& report, unsigned int rounds);
