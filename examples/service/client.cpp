@@ -40,7 +40,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "usage: %s SOCKET LINE... [-- COMMAND [ARG...]]\n", argv[0]);
         return 2;
     }
-    std::strcpy(address.sun_path, argv[1]);
+    std::memcpy(address.sun_path, argv[1], std::strlen(argv[1]));
     Descriptor const socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (connect(socket.Number(), reinterpret_cast<sockaddr const*>(&address), sizeof(address)) != 0) {
         std::perror(argv[1]);
