@@ -60,6 +60,7 @@ struct Participant {
 /** Whose code this is, if it is a thread's that takes turns. */
 thread_local Participant* self = nullptr;
 
+// NOLINTBEGIN(concurrency-mt-unsafe): set and restored while there is no thread of the library
 /** Sets the local time to UTC while it lives. */
 class FixedZone {
 public:
@@ -72,15 +73,21 @@ public:
         tzset();
     }
     FixedZone(FixedZone const&) = delete;
+    FixedZone& operator=(FixedZone const&) = delete;
     ~FixedZone()
     {
-        previous ? setenv("TZ", previous->c_str(), 1) : unsetenv("TZ");
+        if (previous) {
+            setenv("TZ", previous->c_str(), 1);
+        } else {
+            unsetenv("TZ");
+        }
         tzset();
     }
 
 private:
     std::optional<std::string> previous;
 };
+// NOLINTEND(concurrency-mt-unsafe)
 
 } // namespace
 
