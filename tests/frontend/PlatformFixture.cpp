@@ -1,7 +1,5 @@
 #include "tests/frontend/PlatformFixture.h"
 
-#include <corvane/PfLogon.h>
-
 #include <algorithm>
 
 Strings Pair(std::string const& name, int boost, int limit)
@@ -156,14 +154,6 @@ Strings RealTimePlatformTest::Wrote()
 {
     Settle();
     return Lines(ByResource(sandbox.TakeWrites()));
-}
-
-void PlatformTest::StartVerbose(LogCapture& log)
-{
-    verbose = std::make_unique<LogSwitch>(PfLogonNamespace::DEBUG_BIT);
-    Start();
-    Settle();
-    log.Clear();
 }
 
 Strings RealTimePlatformTest::WroteSince(PerfTimePoint const& begin)

@@ -108,11 +108,20 @@ struct InVirtualTime {
     VirtualTime time;
 };
 
-/** The same in virtual time: nobody waits for anything, and what happens when is exact. */
+/**
+ * The same in virtual time: nobody waits for anything, and what happens when is exact. All of it stands here, so that
+ * tests in the device's time have nothing of it to link.
+ */
 class PlatformTest : protected InVirtualTime, public RealTimePlatformTest {
 protected:
     /** Starts with debug lines switched on and lets those of the start pass, so that the log holds what follows. */
-    void StartVerbose(LogCapture& log);
+    void StartVerbose(LogCapture& log)
+    {
+        verbose = std::make_unique<LogSwitch>(PfLogonNamespace::DEBUG_BIT);
+        Start();
+        Settle();
+        log.Clear();
+    }
     /** Lets everybody, the binder too, do what is due. */
     void Settle() override { time.Settle(); }
     /** Lets time go on. @return what was written meanwhile as At() gives it, resource by resource. */
