@@ -94,7 +94,7 @@ TEST_F(ConfigManagerConsoleTest, TaskDumpShowsEveryResource)
 
 TEST_F(ConfigManagerConsoleTest, BaseInfoShowsWhatTheBasesMeanOnTheNodes)
 {
-    AddMemoryLatency();
+    AddMemoryLatency(MEM_LAT);
     Start();
     Request(MINUTE, {Boost(CPU_M, 1500)}); // no base
     Request(LONG, {Boost(CPU_M, 500), Boost(MEM_LAT, 1)});
@@ -102,14 +102,14 @@ TEST_F(ConfigManagerConsoleTest, BaseInfoShowsWhatTheBasesMeanOnTheNodes)
               "1,cpu_m,0,cpu_m,500,2500,500,2500," + Path("cpu_m/min") + "," + Path("cpu_m/max") + "\n" +
                   "2,cpu_b,0,cpu_b,400,4000,400,4000," + Path("cpu_b/min") + "," + Path("cpu_b/max") + "\n" +
                   "3,gpu,0,gpu_floor,10,100,10,," + Path("gpu/floor") + ",\n" + "3,gpu,1,gpu_power,20,100,20,," +
-                  Path("gpu/power") + ",\n" + "15,mem_lat,0,ratio,1,1,400,," + Path("mem_lat/ratio") +
+                  Path("gpu/power") + ",\n" + "15,mem_lat,0,ratio,1,2,400,," + Path("mem_lat/ratio") +
                   ",\n"); // the monitor has no base
 }
 
 TEST_F(ConfigManagerConsoleTest, LimitHistoryShowsClosedAndOpenPeriods)
 {
-    AddFrequency(0, "cpu_l", 100, 900, 100, 900);
-    AddFrequency(10, "other", 100, 900, 100, 800);
+    AddFrequency(0, "cpu_l", {100, 900, 100, 900});
+    AddFrequency(10, "other", {100, 900, 100, 800});
     Start();
     auto const limit = Request(LONG, {Limit(CPU_M, 2000), Boost(10, 500)});
     Course(std::chrono::milliseconds(65'007));
@@ -218,7 +218,7 @@ TEST_F(ConfigManagerConsoleTest, OnlyTheFirstArgumentCountsAndOnlyToTheLetter)
 TEST_F(ConfigManagerConsoleTest, DumpsAfterAFailedInitReturn)
 {
     AddScenario(0, {Boost(5, 1)});
-    AddFrequency(12, "last", 100, 900, 500, 400); // a resource that cannot be built: no worker is started
+    AddFrequency(12, "last", {100, 900, 500, 400}); // a resource that cannot be built: no worker is started
     LogCapture log;
     EXPECT_EQ(Init(), -1);
     log.Clear();

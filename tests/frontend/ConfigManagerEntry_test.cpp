@@ -220,8 +220,8 @@ TEST_F(ConfigManagerEntryTest, AStartThatCannotBeSentSaysSoAndThenLooksWhetherIt
 
 TEST_F(ConfigManagerEntryTest, SuspendSkipsMemoryLatencyAndRepeatsOnlyOneResource)
 {
-    AddMemoryLatency();
-    AddFrequency(PERF_QOS_ALWAYS_SUSPEND, "always", 0, 10, 1, 9);
+    AddMemoryLatency(MEM_LAT);
+    AddFrequency(PERF_QOS_ALWAYS_SUSPEND, "always", {0, 10, 1, 9});
     Start();
     LogCapture log;
     LogSwitch const debug(PfLogonNamespace::DEBUG_BIT);

@@ -3,39 +3,19 @@
 #include "sandbox/Sandbox.h"
 #include "sandbox/VirtualTime.h"
 #include "tests/support/LogCapture.h"
-
-#include <corvane/ConfigManager.h>
+#include "tests/support/PlatformBuilder.h"
 
 #include <gtest/gtest.h>
 
-#include <deque>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
-using Strings = std::vector<std::string>;
-using Operations = std::vector<std::pair<PerfOperationType, int>>;
-
 constexpr PerfQosId CPU_M = PERF_QOS_CPU_M;
 constexpr PerfQosId CPU_B = PERF_QOS_CPU_B;
 constexpr PerfQosId GPU = PERF_QOS_GPU;
 constexpr PerfQosId MEM_LAT = 15;
-
-inline PerfRequestInfo Ask(PerfQosId qosId, Operations const& operations, unsigned int group = 0)
-{
-    return {qosId, {{group, operations}}};
-}
-
-inline PerfRequestInfo Boost(PerfQosId qosId, int value, unsigned int group = 0)
-{
-    return Ask(qosId, {{PERF_OPERATION_BOOST, value}}, group);
-}
-
-inline PerfRequestInfo Limit(PerfQosId qosId, int value, unsigned int group = 0)
-{
-    return Ask(qosId, {{PERF_OPERATION_LIMIT, value}}, group);
-}
 
 /** The three writes of a frequency pair, the maximum before and after the minimum. */
 Strings Pair(std::string const& name, int boost, int limit);
@@ -51,7 +31,7 @@ Strings At(int ms, Strings const& writes);
  *   3 gpu    two single nodes 0~100: gpu/floor with base 10, gpu/power with base 20
  * Tests change the platform, the catalogues and the options before Start.
  */
-class RealTimePlatformTest : public testing::Test {
+class RealTimePlatformTest : public testing::Test, protected PlatformBuilder {
 protected:
     static constexpr int PID = 100;
     static constexpr unsigned int LONG = 0;
@@ -59,19 +39,6 @@ protected:
 
     RealTimePlatformTest();
     void TearDown() override { manager.reset(); }
-
-    /** @param range availableMin, availableMax, boostBase, limitBase. @param nodes made in the sandbox. */
-    PerfGroupConfig Group(unsigned int id, std::string const& name, std::vector<int> const& range,
-                          Strings const& nodes);
-    void AddResource(PerfQosId qosId, std::string const& name, std::vector<PerfGroupConfig> const& groups);
-    void AddFrequency(PerfQosId qosId, std::string const& name, int min, int max, int boostBase, int limitBase,
-                      bool clamp = false);
-    /** Eight groups eas/0 to eas/7 and eas/global; levels 0, 1 and 2 mean 0, 20 and 40, the last with global boost. */
-    void AddEas();
-    /** mem_lat/ratio with levels 0 "0" and 1 "400", mem_lat/monitor with levels 0 "off" and 1 "on". */
-    void AddMemoryLatency();
-    void AddEvent(PerfEventId eventId, PerfQosId qosId, std::vector<std::pair<unsigned int, int>> const& phases);
-    void AddScenario(PerfScenarioId scenarioId, std::vector<PerfRequestInfo> const& items);
 
     /** Makes the facade and initialises it. */
     int Init();
@@ -90,17 +57,7 @@ protected:
     Strings WroteSince(PerfTimePoint const& begin);
 
     Sandbox sandbox;
-    ConfigManagerOptions options;
-    PerfConfigControlInfo control;
-    std::vector<ConfigurableEvent> events;
-    std::vector<ConfigurableScenario> scenarios;
-    ProbeEvent probe;
-    std::map<PerfQosId, PerfQosConfig*> qosConfigs;
     std::unique_ptr<ConfigManager> manager;
-
-private:
-    std::deque<std::string> names;
-    std::deque<std::unique_ptr<PerfQosConfig>> owned;
 };
 
 /** Before everything that runs in it, and after it. */
