@@ -3,6 +3,9 @@
 #include <android/log.h>
 #include <corvane/PfLogon.h>
 
+// A path that prints is cold: the compiler moves it out of the lines that every call runs through.
+extern "C" int __android_log_print(int priority, char const* tag, char const* format, ...) __attribute__((__cold__));
+
 /**
  * The log macros. A source file defines LOG_TAG before it includes this header.
  *
