@@ -369,21 +369,15 @@ class Ends(Processes):
 class Kernel(Processes):
     """On the nodes of a running kernel, in namespaces of its own: see scripts/in-namespaces."""
 
+    PLATFORM = "platforms/linux.json"
     NODES = {"/proc/sys/kernel/msgmax": "8192\n", "/proc/sys/kernel/msgmnb": "20001\n",
-             "/proc/sys/kernel/shmmni": "4000\n", "/sys/class/net/lo/mtu": "65536\n"}
-    QUEUE = {"id": 0, "name": "QUEUE", "freqListNode": None, "groups": [
-        {"availableMin": 1024, "availableMax": 1048576, "boostBase": 8192, "limitBase": 16384,
-         "nodes": ["/proc/sys/kernel/msgmax", "/proc/sys/kernel/msgmnb"]}]}
-    SEGMENTS = {"id": 20, "name": "SEGMENTS", "groups": [
-        {"availableMin": 1, "availableMax": 40000, "boostBase": 4096, "nodes": ["/proc/sys/kernel/shmmni"]}]}
-    LOOPBACK = {"id": 21, "name": "LOOPBACK", "groups": [
-        {"nodes": ["/sys/class/net/lo/mtu"], "levels": {"0": ["65536"], "1": ["1500"]}}]}
-    BOOST = "request 1 0 qos=QUEUE boost=12000 qos=SEGMENTS boost=32768 qos=LOOPBACK boost=1\n"
+             "/proc/sys/kernel/shmmni": "4000\n", "/sys/class/net/lo/mtu": "65536\n",
+             "/proc/sys/net/core/somaxconn": "64\n"}
+    BOOST = "request 1 0 qos=QUEUE boost=12000 qos=SEGMENTS boost=32768 qos=LOOPBACK boost=2\n"
 
     def setUp(self):
         super().setUp()
         self.assertIn("CORVANE_IN_NAMESPACES", os.environ, "run this by scripts/in-namespaces")
-        self.platform = self.file("linux.json", {"name": "linux", "qos": [self.QUEUE, self.SEGMENTS, self.LOOPBACK]})
         for node, text in self.NODES.items():
             pathlib.Path(node).write_text(text)
 
@@ -391,10 +385,10 @@ class Kernel(Processes):
         return {node: pathlib.Path(node).read_text() for node in self.NODES}
 
     def boosted(self):
-        process = self.start("run", self.platform, "--trace", str(self.folder / "trace.json"))
+        process = self.start("run", self.PLATFORM, "--trace", str(self.folder / "trace.json"))
         process.stdin.write(self.BOOST)
-        self.await_line(process, "/sys/class/net/lo/mtu <- 1500")
-        self.assertEqual(list(self.held().values()), ["12000\n", "16384\n", "32768\n", "1500\n"])
+        self.await_line(process, "/proc/sys/net/core/somaxconn <- 64")
+        self.assertEqual(list(self.held().values()), ["12000\n", "16384\n", "32768\n", "1500\n", "64\n"])
         return process
 
     def test_every_end_leaves_every_node_as_it_was(self):
@@ -409,37 +403,39 @@ class Kernel(Processes):
                     process.send_signal(end)
                 self.assertEqual(process.wait(PATIENCE_S), status)
                 self.assertEqual(self.held(), self.NODES)
-                self.assertTrue(process.stdout.read().endswith("    left as found: 4 nodes\n"))
+                self.assertTrue(process.stdout.read().endswith("    left as found: 5 nodes\n"))
                 events = json.loads((self.folder / "trace.json").read_text())["traceEvents"]
                 mtu = [e["args"]["value"] for e in events if e["ph"] == "C" and e["name"] == "/sys/class/net/lo/mtu"]
                 self.assertEqual(mtu[0], 1500)
 
     def test_the_base_and_what_the_kernel_refuses(self):
-        result = run("run", self.platform, commands=self.BOOST + "expect-base\nrequest 1 0 qos=SEGMENTS boost=40000\n")
+        result = run("run", self.PLATFORM, commands=self.BOOST + "expect-base\nrequest 1 0 qos=SEGMENTS boost=40000\n")
         self.assertEqual(result.returncode, 1)
-        self.assertIn("    /sys/class/net/lo/mtu is at 1500, its base is 65536\n    3 of 4 nodes are not at their base\n",
-                      result.stdout)
+        self.assertIn("    /sys/class/net/lo/mtu is at 1500, its base is 65536\n"
+                      "    /proc/sys/net/core/somaxconn is at 64, its base is 4096\n"
+                      "    4 of 5 nodes are not at their base\n", result.stdout)
         self.assertIn("s  /proc/sys/kernel/shmmni <- 40000: EINVAL\n", result.stdout)
-        result = run("run", self.platform, commands=self.BOOST + "release-all 1\nexpect-base\n")
+        result = run("run", self.PLATFORM, commands=self.BOOST + "release-all 1\nexpect-base\n")
         self.assertEqual(result.returncode, 0, result.stdout)
-        self.assertIn("    each of 4 nodes is at its base\n", result.stdout)
+        self.assertIn("    each of 5 nodes is at its base\n", result.stdout)
         self.assertEqual(self.held(), self.NODES)
 
     def test_the_device_is_compared_with_its_description(self):
-        self.assertEqual(run("check", "--device", self.platform).returncode, 0)
+        self.assertEqual(run("check", "--device", self.PLATFORM).returncode, 0)
         pathlib.Path("/proc/sys/kernel/msgmax").write_text("1000")
         pathlib.Path("/sys/class/net/lo/mtu").write_text("9000")
-        lacking = {"id": 22, "name": "LACKING", "groups": [
-            {"nodes": ["/proc/sys/kernel/osrelease", "/proc/sys/kernel/no_such"], "levels": {"0": ["x", "y"]}}]}
-        faulty = self.file("faulty.json", {"name": "linux", "qos": [self.QUEUE, self.LOOPBACK, lacking]})
+        platform = json.loads((ROOT / self.PLATFORM).read_text())
+        platform["qos"].append({"id": 22, "name": "LACKING", "groups": [
+            {"nodes": ["/proc/sys/kernel/osrelease", "/proc/sys/kernel/no_such"], "levels": {"0": ["x", "y"]}}]})
+        faulty = self.file("faulty.json", platform)
         faults = ["qos[0].groups[0].nodes[0]: /proc/sys/kernel/msgmax holds 1000, which is outside 1024 .. 1048576",
-                  'qos[1].groups[0].nodes[0]: /sys/class/net/lo/mtu holds "9000", which is none of the described texts',
-                  "qos[2].groups[0].nodes[0]: /proc/sys/kernel/osrelease cannot be written: Permission denied",
-                  'qos[2].groups[0].nodes[0]: /proc/sys/kernel/osrelease holds "%s", which is none of the described texts'
+                  'qos[2].groups[0].nodes[0]: /sys/class/net/lo/mtu holds "9000", which is none of the described texts',
+                  "qos[3].groups[0].nodes[0]: /proc/sys/kernel/osrelease cannot be written: Permission denied",
+                  'qos[3].groups[0].nodes[0]: /proc/sys/kernel/osrelease holds "%s", which is none of the described texts'
                   % os.uname().release,
-                  "qos[2].groups[0].nodes[1]: /proc/sys/kernel/no_such is missing: No such file or directory"]
+                  "qos[3].groups[0].nodes[1]: /proc/sys/kernel/no_such is missing: No such file or directory"]
         checked = run("check", "--device", faulty)
-        self.assertEqual((checked.returncode, checked.stdout.splitlines()[5:]),
+        self.assertEqual((checked.returncode, checked.stdout.splitlines()[6:]),
                          (1, [faulty + ": " + fault for fault in faults]))
         self.assertEqual(run("run", faulty).stderr, "".join("warning: %s\n" % fault for fault in faults))
 
