@@ -5,6 +5,8 @@
 #include "resource/PerfResource.h"
 #include "sys/Log.h"
 
+#include <iterator>
+#include <map>
 #include <new>
 #include <utility>
 
@@ -123,7 +125,9 @@ void ConfigManager::Reset() noexcept
     PerfMutexLock lock(my.debugLock);
     CommandManager::PidHandleMap released;
     my.commandManager.BuildReleaseAllCommand(released);
-    for (auto& [pid, wrappers] : released) {
+    // By process: the nodes take the same course whatever the order of the table.
+    std::map processes(std::make_move_iterator(released.begin()), std::make_move_iterator(released.end()));
+    for (auto& [pid, wrappers] : processes) {
         for (auto* const record : my.InReleaseOrder(wrappers)) {
             if (ReleaseCommand(pid, record->first, record->second) != 0) {
                 PF_LOGE("[%s:%d] ReleaseCommand failed for pid %d, handle %llu", pid, record->first);

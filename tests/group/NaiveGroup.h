@@ -101,6 +101,8 @@ public:
                "final: " + Pair(finalFloor, finalCeiling) + "\n";
     }
 
+    int FinalBoost() const { return finalFloor; }
+
     std::vector<std::string> actions; ///< "boost~limit" for a write, "close"
 
 private:
