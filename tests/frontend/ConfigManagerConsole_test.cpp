@@ -19,50 +19,6 @@ protected:
     std::string Path(std::string const& node) const { return sandbox.Path(node); }
 };
 
-TEST_F(ConfigManagerConsoleTest, EverySwitchHoldsAndReleasesItsScenario)
-{
-    std::string const modes[] = {"game_mode",   "benchmark_mode",  "game_mode_2",
-                                 "onfire_mode", "game_start_mode", "power_saving_mode"};
-    for (PerfScenarioId id = 0; id < 6; ++id) {
-        AddScenario(id, {Boost(CPU_M, 1000 + static_cast<int>(id))});
-    }
-    Start();
-    Strings writes;
-    for (PerfScenarioId id = 0; id < 6; ++id) {
-        EXPECT_EQ(Debug("--" + modes[id] + "_enable"), "");
-        EXPECT_EQ(Debug("--" + modes[id] + "_enable"), "debug cmd is in effect, delete it first\n");
-        writes = Join({writes, Pair("cpu_m", 1000 + static_cast<int>(id), 2500)});
-    }
-    EXPECT_EQ(Wrote(), writes);
-    manager->PerfReleaseAll(PID); // not the console's
-    for (PerfScenarioId id = 0; id < 6; ++id) {
-        EXPECT_EQ(Debug("--" + modes[id] + "_disable"), "");
-        EXPECT_EQ(Debug("--" + modes[id] + "_disable"),
-                  "release scenario " + std::to_string(id) + ", fail, handle invalid.\n");
-        EXPECT_EQ(Wrote(), id < 5 ? Strings{} : Pair("cpu_m", 300, 2500)) << "the highest is the last to go";
-    }
-}
-
-TEST_F(ConfigManagerConsoleTest, SwitchesAnswerWhatWentWrong)
-{
-    options.debugClientPid = 77;
-    LogCapture log;
-    StartVerbose(log);
-    EXPECT_EQ(Debug("--onfire_mode_enable"), "set scenario 3 fail, ret = -1\n");
-    EXPECT_EQ(log.Lines(), Strings{"E PF_CFG_MGR PerfSetScenario: invalid scenario id: 3"});
-    log.Clear();
-    EXPECT_EQ(Debug("--onfire_mode_disable"), "release scenario 3, fail, handle invalid.\n");
-    EXPECT_EQ(log.Lines(), (Strings{"D PF_CMD_MGR ComposeReleaseCommand: invalid pid: 77",
-                                    "D PF_CMD_MGR BuildReleaseCommand: ComposeReleaseCommand failed",
-                                    "D PF_CFG_MGR PerfRelease: BuildReleaseCommand failed for pid 77"}))
-        << "an empty slot is released all the same";
-    for (std::string const other : {"--game_mode", "--Game_mode_enable", "--task", ""}) {
-        std::ostringstream out;
-        EXPECT_EQ(manager->DebugSet(out, other), 0);
-        EXPECT_EQ(out.str(), "");
-    }
-}
-
 TEST_F(ConfigManagerConsoleTest, TaskDumpShowsEveryResource)
 {
     options.commandLimits.firstHandle = 1025; // shown by its low ten bits

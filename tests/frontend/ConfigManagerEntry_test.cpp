@@ -35,162 +35,79 @@ protected:
         AddEvent(0, CPU_M, {{20, 400}}); // without events there is no probe
         probe = {1500, 0, 30, startDelay, duration, "0F"};
     }
-    int Mode(unsigned int mode, unsigned long long& handle, int pid = PID)
-    {
-        return manager->PerfSetMode(pid, mode, handle);
-    }
-    std::string Modes() { return Dump("--workMode"); }
 };
 
-TEST_F(ConfigManagerEntryTest, PhasesFollowEachOtherWithoutADip)
+TEST_F(ConfigManagerEntryTest, WhatComesToNothingSaysWhy)
 {
-    AddLaunch(300);
-    Start();
-    EXPECT_EQ(manager->PerfEvent(LAUNCH, {1, 500, 7}, ""), 0) << "a third number: the event's own timing";
-    EXPECT_EQ(Course(milliseconds(1000)), Join({At(0, Pair("cpu_m", 1500, 3000)),
-                                                At(600, Pair("cpu_m", 1800, 3000)),
-                                                At(900, Pair("cpu_m", 300, 2500)),
-                                                {"0 gpu/floor <- 30", "300 gpu/floor <- 10"}}));
-}
-
-TEST_F(ConfigManagerEntryTest, WithADurationOnlyTheFirstPhasesRun)
-{
-    AddLaunch(100);
-    Start();
-    EXPECT_EQ(manager->PerfEvent(LAUNCH, {1, 500}, ""), 0);
-    EXPECT_EQ(Course(milliseconds(1000)), Join({At(0, Pair("cpu_m", 1500, 3000)),
-                                                At(500, Pair("cpu_m", 300, 2500)),
-                                                {"0 gpu/floor <- 30", "500 gpu/floor <- 10"}}));
-}
-
-TEST_F(ConfigManagerEntryTest, StoppingAnEventEndsItsPhasesBegunOrNot)
-{
-    AddLaunch(300);
-    Start();
-    Request(800, {Boost(CPU_M, 700)}); // ends in the middle of what would be the last phase
-    EXPECT_EQ(manager->StartEvent(LAUNCH, 0), 0);
-    EXPECT_EQ(manager->StartEvent(LAUNCH, MINUTE), 0);
-    manager->StopEvent(LAUNCH);
-    EXPECT_EQ(Course(milliseconds(1000)), Join({At(0, Pair("cpu_m", 700, 3000)),
-                                                At(0, Pair("cpu_m", 1500, 3000)),
-                                                At(0, Pair("cpu_m", 700, 3000)),
-                                                At(800, Pair("cpu_m", 300, 2500)),
-                                                {"0 gpu/floor <- 30", "0 gpu/floor <- 10"}}));
-    LogCapture log;
-    LogSwitch const debug(PfLogonNamespace::DEBUG_BIT);
-    manager->StopEvent(LAUNCH);
-    EXPECT_EQ(Said(log), Strings{"D PF_CFG_MGR StopEvent: BuildEventReleaseCommand failed"});
-}
-
-TEST_F(ConfigManagerEntryTest, ScenariosAreHeldUntilReleased)
-{
-    AddScenario(5, {Boost(CPU_M, 1500), Limit(CPU_B, 9999)});
-    AddScenario(2, {});
-    Start();
-    unsigned long long handle = 0;
-    EXPECT_EQ(manager->PerfSetScenario(PID, 5, handle), 0);
-    EXPECT_EQ(Wrote(), Pair("cpu_m", 1500, 2500)) << "the ceiling was clamped to what is in force already";
-    EXPECT_EQ(manager->PerfRelease(PID, handle), 0);
-    EXPECT_EQ(Wrote(), Pair("cpu_m", 300, 2500));
-
-    for (unsigned int const unknown : {0u, 2u, 6u}) {
-        EXPECT_EQ(manager->PerfSetScenario(PID, unknown, handle), -1);
-    }
-    EXPECT_EQ(Wrote(), Strings{});
-}
-
-TEST_F(ConfigManagerEntryTest, HighestModeAskedForIsInForce)
-{
-    Start();
-    Request(LONG, {Boost(CPU_M, 1500), Limit(CPU_M, 1500)});
-    Request(LONG, {Limit(CPU_M, 1000)});
-    Wrote();
-    Strings const rest = {"gpu/floor <- 10", "gpu/power <- 20"};
-    auto const everywhere = [&](int frequency) {
-        return Join({Pair("cpu_b", 400, 4000), Pair("cpu_m", frequency, frequency), rest});
-    };
-    LogCapture log;
-    LogSwitch const debug(PfLogonNamespace::DEBUG_BIT);
-    unsigned long long low = 0;
-    unsigned long long first = 0;
-    unsigned long long second = 0;
-    EXPECT_EQ(Mode(PERF_WORK_MODE_DEFAULT, low), 0);
-    EXPECT_EQ(Said(log), Strings{"D PF_CFG_MGR PerfSetMode: work mode not change"});
-    EXPECT_EQ(Wrote(), Strings{});
-    EXPECT_EQ(Mode(PERF_WORK_MODE_BOOST_FIRST, first), 0);
-    EXPECT_EQ(Wrote(), everywhere(1500));
-    EXPECT_EQ(Mode(PERF_WORK_MODE_LIMIT_FIRST, second, PID + 1), 0);
-    EXPECT_EQ(Wrote(), everywhere(1000));
-    EXPECT_EQ(Modes(), "\ncurrent mode = 2, modeNum(4) <value, handle>:\n<5, 2> <4, 1> <0,*><3, 0> \n");
-
-    log.Clear();
-    EXPECT_EQ(manager->PerfRelease(PID, low), 0);
-    EXPECT_EQ(Said(log), (Strings{"D PF_CFG_MGR ReleaseCommand: ReleaseCommand for pid: 100",
-                                  "E PF_CFG_MGR ReleaseCommand: work mode not change"}));
-    EXPECT_EQ(Wrote(), Strings{});
-    EXPECT_EQ(manager->PerfReleaseAll(PID + 1), 0);
-    EXPECT_EQ(Wrote(), everywhere(1500));
-    EXPECT_EQ(manager->PerfRelease(PID, first), 0);
-    EXPECT_EQ(Wrote(), everywhere(1000));
-
-    log.Clear();
-    EXPECT_EQ(Mode(3, first), -1);
-    EXPECT_EQ(Mode(1, first, 0), -1);
-    EXPECT_EQ(Said(log), (Strings{"E PF_CFG_MGR PerfSetMode: invalid work mode id: 3",
-                                  "E PF_CFG_MGR PerfSetMode: RequestHandle failed for pid 0"}));
-    EXPECT_EQ(Wrote(), Strings{});
-}
-
-TEST_F(ConfigManagerEntryTest, ProbeBoostsAndBindsForItsTime)
-{
-    AddProbe(150, 300);
-    LogCapture log;
-    StartVerbose(log);
-    Strings const course = Join({{"150 binder <- 0F|1234", "450 binder <- FF|1234"},
-                                 At(150, Pair("cpu_m", 1500, 3000)),
-                                 At(450, Pair("cpu_m", 300, 2500)),
-                                 {"150 gpu/floor <- 30", "450 gpu/floor <- 10"}});
-    for (int round = 0; round < 2; ++round) { // once it has ended, the thread can be probed again
-        EXPECT_EQ(manager->StartProbe(TID), 0);
-        EXPECT_EQ(manager->StartProbe(TID), 0);
-        EXPECT_EQ(Said(log), Strings{"D PF_CFG_MGR StartProbe: duplicate probe for tid 1234"});
-        EXPECT_EQ(Course(milliseconds(450)), course);
-        log.Clear();
-    }
-}
-
-TEST_F(ConfigManagerEntryTest, ProbeStoppedBeforeItsStartWritesNothing)
-{
-    AddProbe(MINUTE, MINUTE);
-    Start();
-    EXPECT_EQ(manager->StartProbe(TID), 0);
-    manager->StopProbe(TID);
-    EXPECT_EQ(manager->StartProbe(TID), 0) << "the thread is free for another one";
-    manager->StopProbe(TID);
-    LogCapture log;
-    LogSwitch const debug(PfLogonNamespace::DEBUG_BIT);
-    manager->StopProbe(TID);
-    EXPECT_EQ(Said(log), Strings{"D PF_CFG_MGR StopProbe: BuildEventReleaseCommand failed"});
-    EXPECT_EQ(Course(std::chrono::minutes(3)), Strings{});
-}
-
-TEST_F(ConfigManagerEntryTest, ProbeStoppedWhileBoundIsUnboundAtOnce)
-{
+    AddLaunch(MINUTE);
     AddProbe(0, MINUTE);
-    Start();
-    EXPECT_EQ(manager->StartProbe(TID), 0);
-    EXPECT_EQ(Wrote(), Join({{"binder <- 0F|1234"}, Pair("cpu_m", 1500, 3000), {"gpu/floor <- 30"}}));
-    manager->StopProbe(TID);
-    EXPECT_EQ(Wrote(), Join({{"binder <- FF|1234"}, Pair("cpu_m", 300, 2500), {"gpu/floor <- 10"}}));
-
-    // After a release of all of its process a probe has nothing left to stop.
-    EXPECT_EQ(manager->StartProbe(TID), 0);
-    EXPECT_EQ(manager->PerfReleaseAll(TID), 0);
-    Settle();
+    AddEvent(2, 0, {{20, 1}, {20, 2}});
+    AddMemoryLatency(MEM_LAT);
     LogCapture log;
-    manager->StopProbe(TID);
-    EXPECT_EQ(log.Lines(), (Strings{"E PF_RES_MGR SendCmdToResources: empty command wrapper",
-                                    "E PF_CFG_MGR StopProbe: SendCmdToResources failed."}));
+    Start();
+    EXPECT_EQ(log.Lines(), (Strings{"W PF_CFG_MGR EventValidate: resource ptr is NULL for qos id 0",
+                                    "W PF_CFG_MGR EventValidate: resource ptr is NULL for qos id 0"}));
+    LogSwitch const debug(PfLogonNamespace::DEBUG_BIT);
+    unsigned long long handle = 0;
+    unsigned long long held = 0;
+    EXPECT_EQ(manager->PerfSetMode(PID, 1, held), 0);
+    EXPECT_EQ(TryRequest(LONG, {Boost(0, 1)}, 7), -1);
+    EXPECT_EQ(manager->StartProbe(TID), 0);
+    EXPECT_EQ(manager->StartProbe(TID + 1), 0);
+    EXPECT_EQ(manager->PerfReleaseAll(TID + 1), 0);
+    std::tuple<std::function<int()>, int, Strings> const rows[] = {
+        {[&] {
+             return manager->Init(PerfDefaultConfig{0, qosConfigs, control}, {}, {}, {});
+         },
+         -1,
+         {"E PF_CFG_MGR Init: Init called again"}},
+        {[&] { return manager->PerfSetScenario(PID, 2, handle); },
+         -1,
+         {"E PF_CFG_MGR PerfSetScenario: invalid scenario id: 2"}},
+        {[&] { return manager->PerfSetMode(PID, 3, handle); },
+         -1,
+         {"E PF_CFG_MGR PerfSetMode: invalid work mode id: 3"}},
+        {[&] { return manager->PerfSetMode(0, 1, handle); },
+         -1,
+         {"E PF_CFG_MGR PerfSetMode: RequestHandle failed for pid 0"}},
+        {[&] { return manager->PerfSetMode(PID, 0, handle); }, 0, {"D PF_CFG_MGR PerfSetMode: work mode not change"}},
+        {[&] { return manager->PerfRelease(PID, handle); },
+         0,
+         {"D PF_CFG_MGR ReleaseCommand: ReleaseCommand for pid: 100",
+          "E PF_CFG_MGR ReleaseCommand: work mode not change"}},
+        {[&] { return manager->PerfRelease(PID, handle); },
+         0,
+         {"D PF_CFG_MGR PerfRelease: BuildReleaseCommand failed for pid 100"}},
+        {[&] { return manager->PerfReleaseAll(7); },
+         -1,
+         {"D PF_CFG_MGR ReleaseCommand: ReleaseCommand for pid: 7",
+          "E PF_CFG_MGR ReleaseCommand: SendCmdToResources failed for handle 2",
+          "E PF_CFG_MGR PerfReleaseAll: ReleaseCommand failed for pid 7, handle 2"}},
+        {[&] { return manager->PerfReleaseAll(7); }, 0, {"D PF_CFG_MGR PerfReleaseAll: no command need to release"}},
+        {[&] { return manager->StartEvent(2, 0); }, 0, {"W PF_CFG_MGR StartEvent: invalid event id: 2"}},
+        {[&] { return manager->StopEvent(LAUNCH), 0; }, 0, {"D PF_CFG_MGR StopEvent: BuildEventReleaseCommand failed"}},
+        {[&] { return manager->StartProbe(TID); }, 0, {"D PF_CFG_MGR StartProbe: duplicate probe for tid 1234"}},
+        {[&] { return manager->StartProbe(-1); },
+         -1,
+         {"E PF_CFG_MGR StartProbe: RequestEventHandle failed for probe tid: -1"}},
+        {[&] { return manager->StopProbe(TID + 1), 0; }, 0, {"E PF_CFG_MGR StopProbe: SendCmdToResources failed."}},
+        {[&] { return manager->StopProbe(TID + 1), 0; },
+         0,
+         {"D PF_CFG_MGR StopProbe: BuildEventReleaseCommand failed"}},
+        {[&] {
+             return manager->PerfSetSuspend({1, 14, MEM_LAT, 16});
+         },
+         -1,
+         {"D PF_CFG_MGR PerfSetSuspend: suspend not support memlat !",
+          "D PF_CFG_MGR PerfSetSuspend: suspend not support memlat !",
+          "D PF_CFG_MGR PerfSetSuspend: suspend not support memlat !",
+          "E PF_CFG_MGR PerfSetSuspend: sendSuspendCmd failed"}},
+    };
+    for (auto const& [call, result, lines] : rows) {
+        log.Clear();
+        EXPECT_EQ(call(), result);
+        EXPECT_EQ(Said(log), lines);
+    }
 }
 
 TEST_F(ConfigManagerEntryTest, AStartThatCannotBeSentSaysSoAndThenLooksWhetherItWasReleasedMeanwhile)
@@ -216,29 +133,6 @@ TEST_F(ConfigManagerEntryTest, AStartThatCannotBeSentSaysSoAndThenLooksWhetherIt
         ASSERT_GT(lines.size(), 2u) << failed;
         EXPECT_EQ(Strings(lines.end() - 2, lines.end()), (Strings{failed, empty}));
     }
-}
-
-TEST_F(ConfigManagerEntryTest, SuspendSkipsMemoryLatencyAndRepeatsOnlyOneResource)
-{
-    AddMemoryLatency(MEM_LAT);
-    AddFrequency(PERF_QOS_ALWAYS_SUSPEND, "always", {0, 10, 1, 9});
-    Start();
-    LogCapture log;
-    LogSwitch const debug(PfLogonNamespace::DEBUG_BIT);
-    EXPECT_EQ(manager->PerfSetSuspend({7, MEM_LAT, 33, CPU_M, PERF_QOS_ALWAYS_SUSPEND}), 0);
-    EXPECT_EQ(Said(log), Strings{"D PF_CFG_MGR PerfSetSuspend: suspend not support memlat !"});
-    Request(LONG, {Boost(MEM_LAT, 1), Boost(CPU_M, 1500), Boost(PERF_QOS_ALWAYS_SUSPEND, 5)});
-    EXPECT_EQ(Wrote(), (Strings{"mem_lat/monitor <- off", "mem_lat/ratio <- 400"}));
-    log.Clear();
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(manager->PerfSetSuspend({0, CPU_M, PERF_QOS_ALWAYS_SUSPEND}), 0);
-    }
-    EXPECT_EQ(Wrote(), Join({Pair("always", 5, 9), Pair("always", 5, 9), Pair("cpu_m", 1500, 2500)}));
-    EXPECT_EQ(log.Count(ANDROID_LOG_DEBUG, "PF_RES", "SetSuspend", "[cpu_m] same suspend 0"), 1u);
-    EXPECT_EQ(log.Count(ANDROID_LOG_DEBUG, "PF_RES", "SetSuspend", "[always] same suspend 0"), 0u);
-
-    EXPECT_EQ(manager->PerfSetSuspend({}), -1);
-    EXPECT_EQ(manager->PerfSetSuspend({1, 14, 16}), -1) << "nobody is left to be suspended";
 }
 
 TEST_F(ConfigManagerEntryTest, EveryFormOfTheEventDoor)

@@ -69,22 +69,6 @@ TEST_F(PerfResourceTest, EveryCommandReachesItsGroupsUpToTheFirstThatFails)
     }
 }
 
-TEST_F(PerfResourceTest, TheNextWakeUpIsTheEarliestOfTheGroups)
-{
-    auto const resource = Build(3);
-    EXPECT_EQ(resource->FindMinTime(), PerfTimePoint{});
-    auto const now = PerfTime::Now();
-    auto const wakeUpWith = [&](unsigned int group, PerfTimePoint const& end) {
-        auto const item = Item(group + 1, {{group, {{BOOST, 50}}}});
-        item->endTime = end;
-        EXPECT_EQ(resource->CommandDispath({PERF_COMMAND_SHORT_START, item}), 0);
-        return resource->FindMinTime() - now;
-    };
-    EXPECT_EQ(wakeUpWith(1, now + 3h), 3h);
-    EXPECT_EQ(wakeUpWith(2, now + 2h), 2h);
-    EXPECT_EQ(wakeUpWith(0, now + 4h), 2h);
-}
-
 TEST_F(PerfResourceTest, AWorkerSaysThatItEndsBeforeItGivesItsQueueUp)
 {
     auto const resource = Build(1);

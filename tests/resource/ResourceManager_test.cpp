@@ -163,29 +163,6 @@ TEST_F(ResourceManagerTest, AFaultyEntryStopsTheStartBeforeAnyWorkerRuns)
     }
 }
 
-TEST_F(ResourceManagerTest, EachKindPassesItsSettingsToItsGroups)
-{
-    PerfGroupConfig const ipa =
-        PlainGroup(0, "ipa", {sandbox.AddNode("power"), sandbox.AddNode("board"), sandbox.AddNode("soc")});
-    for (bool const flag : {false, true}) {
-        Add(4, Ddr(Node("ddr"), flag ? 1e6f : 0.0f));
-        Add(6, Ipa(ipa, flag ? 61 : 60, flag ? 60 : 61));
-        Add(7, Plain({Node("temp")}));
-        ASSERT_EQ(Init(flag), 0);
-        CommandWrapper wrapper(PERF_COMMAND_LONG_START, {}, {}, 0);
-        for (PerfQosId const id : {4u, 6u, 7u}) {
-            wrapper.InsertRequestCommand(id, {{0, {{BOOST, 60}}}});
-        }
-        wrapper.FillInHandle(1);
-        EXPECT_EQ(manager->SendCmdToResources(wrapper), 0);
-        EXPECT_TRUE(HasWorker(4) && HasWorker(6) && HasWorker(7));
-        Strings lines = TakeLines(sandbox);
-        std::sort(lines.begin(), lines.end());
-        Strings const raised{"board <- disabled", "ddr <- <\\x00\\x00\\x00", "soc <- enabled", "temp <- 60"};
-        EXPECT_EQ(lines, flag ? raised : (Strings{"ddr <- 60", "soc <- disabled"}));
-    }
-}
-
 TEST_F(ResourceManagerTest, WhatComesBeforeAnUndeliverableItemIsNotWithdrawn)
 {
     PerfGroupTable const boost{{0, {{BOOST, 50}}}};

@@ -21,7 +21,9 @@ NaiveFacade::NaiveFacade(PlatformBuilder const& built, PerfTimePoint const& time
     : platform(built), start(time), now(time), nextHandle(built.options.commandLimits.firstHandle),
       mode(built.control.workMode)
 {
-    auto const put = [this](std::string const& node, std::string const& bytes) { writes.push_back({node, bytes, now}); };
+    auto const put = [this](std::string const& node, std::string const& bytes) {
+        writes.push_back({node, bytes, now});
+    };
     for (auto const& [id, config] : platform.qosConfigs) {
         resources.emplace(std::piecewise_construct, std::tuple(id),
                           std::tuple<PerfQosId, PerfQosConfig const&, PerfConfigControlInfo const&, NaiveResource::Put>(
@@ -63,8 +65,8 @@ void NaiveFacade::Expire()
     }
 }
 
-template <typename Fits> std::vector<std::pair<unsigned long long, NaiveFacade::Held>> NaiveFacade::Take(
-    Fits const& fits)
+template <typename Fits>
+std::vector<std::pair<unsigned long long, NaiveFacade::Held>> NaiveFacade::Take(Fits const& fits)
 {
     std::vector<std::pair<unsigned long long, Held>> taken;
     for (auto it = held.begin(); it != held.end();) {
@@ -200,7 +202,7 @@ int NaiveFacade::PerfRequest(int pid, unsigned int duration, std::vector<PerfReq
         }
         for (auto const& [group, values] : table) {
             request[info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId][group].insert(values.begin(),
-                                                                                              values.end());
+                                                                                               values.end());
         }
     }
     PerfTimePoint const end = duration == 0 ? PerfTimePoint{} : now + milliseconds(duration);

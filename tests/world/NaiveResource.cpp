@@ -79,8 +79,8 @@ int NaiveResource::ExtendByGlobalBoost(PerfGroupTable& asked) const
             known->second = counts ? on : known->second;
         }
     }
-    if (extension.empty() || (extension.size() == 2 && extension[PERF_OPERATION_BOOST] == 1 &&
-                              extension[PERF_OPERATION_LIMIT] == 0)) {
+    if (extension.empty() ||
+        (extension.size() == 2 && extension[PERF_OPERATION_BOOST] == 1 && extension[PERF_OPERATION_LIMIT] == 0)) {
         return -1;
     }
     asked[8] = extension;

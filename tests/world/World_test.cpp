@@ -29,7 +29,7 @@ void Furnish(PlatformBuilder& platform, std::uint64_t seed)
     platform.AddIpaPower({0, 100, 10, 100}, 30, 50);
     platform.AddResource(PERF_QOS_IPA_SWITCH_TEMP, "temp",
                          {platform.Group(0, "temp", {0, 100, 40, 100}, {"temp/switch"})});
-    platform.AddEas({0, 1, random.Below(3), 0, 0, 0, 0, 0});
+    platform.AddEas({0, 1, random.Below(5), 0, 0, 0, 0, 0}); // 3 is no level
     platform.AddMemoryLatency(15, random.Below(3), random.Below(2));
     platform.AddLevelMap(20, "level", 1, {{0, {"a", "x"}}, {1, {"b", "y"}}, {2, {"c", "z"}}, {4, {"d", "w"}}});
     platform.AddFrequency(PERF_QOS_ALWAYS_SUSPEND, "always", {0, 100, 10, 90});
@@ -40,8 +40,7 @@ void Furnish(PlatformBuilder& platform, std::uint64_t seed)
     platform.AddEvent(1, PERF_QOS_EAS, {{20, 2}, {30, 1}});
     platform.AddEvent(1, 15, {{20, 1}, {20, 2}});
     platform.AddEvent(2, 40, {{20, 1}}); // on nothing that there is
-    platform.events.push_back(
-        {3, {{PERF_QOS_CPU_M, {{30, Limit(PERF_QOS_CPU_M, 1500).groupInfos}, {20, {{0, {}}}}}}}});
+    platform.events.push_back({3, {{PERF_QOS_CPU_M, {{30, Limit(PERF_QOS_CPU_M, 1500).groupInfos}, {20, {{0, {}}}}}}}});
     platform.AddScenario(0, {Ask(PERF_QOS_CPU_M, {{PERF_OPERATION_BOOST, 1500}, {PERF_OPERATION_LIMIT, 1800}}),
                              Boost(PERF_QOS_GPU, 60, 1)});
     platform.AddScenario(1, {Boost(PERF_QOS_EAS, 2, 3), Limit(20, 1)});
@@ -53,6 +52,9 @@ void Furnish(PlatformBuilder& platform, std::uint64_t seed)
                       random.Chance(2) ? 0U : 20U,
                       random.Chance(4) ? 0U : 30U,
                       "0F"};
+    if (random.Chance(8)) { // and so without a probe
+        platform.events.clear();
+    }
     platform.control.workMode = static_cast<PerfWorkMode>(random.Below(3));
     platform.control.ipaResourceFlag = random.Below(3) != 0;
     platform.options.commandLimits = {4, 6, 16, 0, 1020};
@@ -184,7 +186,8 @@ private:
         do {
             infos.push_back(Info(base ? PERF_QOS_EAS_BASE : Among({1, 1, 1, 2, 3, 3, 4, 6, 6, 7, 9, 15, 20, 44, 40})));
         } while (random.Chance(3));
-        unsigned int const duration = base && !random.Chance(20) ? 0 : Among({0, 0, 0, 0, 20, 20, 30, 40, 40, 60000, 19});
+        unsigned int const duration =
+            base && !random.Chance(20) ? 0 : Among({0, 0, 0, 0, 20, 20, 30, 40, 40, 60000, 19});
         int const pid = Pid();
         return Make("PerfRequest pid " + std::to_string(pid) + " " + std::to_string(duration) + " ms" + Shown(infos),
                     [=](auto& facade) {
@@ -212,8 +215,8 @@ private:
     {
         unsigned int const id = Among({0, 0, 1, 3, 2, 16});
         unsigned int const duration = Among({1, 20, 30, 70});
-        std::vector<std::vector<unsigned int>> const forms{{}, {1}, {1, duration}, {1, duration}, {0}, {0},
-                                                           {2}, {0, 5}, {1, duration, 7}};
+        std::vector<std::vector<unsigned int>> const forms{{},  {1}, {1, duration}, {1, duration},   {0},
+                                                           {0}, {2}, {0, 5},        {1, duration, 7}};
         std::vector<unsigned int> const params = random.Pick(forms);
         return Numbered(id, params);
     }
@@ -241,10 +244,10 @@ private:
 
     Call Console()
     {
-        Strings const options{"--game_mode_enable",       "--game_mode_disable",   "--benchmark_mode_enable",
-                              "--benchmark_mode_disable", "--game_mode_2_enable",  "--onfire_mode_enable",
-                              "--onfire_mode_disable",    "--game_start_mode_enable", "--game_mode"};
-        std::string const option = random.Pick(options);
+        Strings const words{"game_mode",   "benchmark_mode",  "game_mode_2",
+                            "onfire_mode", "game_start_mode", "power_saving_mode"};
+        Strings const ends{"_enable", "_enable", "_enable", "_disable", "_disable", ""};
+        std::string const option = "--" + random.Pick(words) + random.Pick(ends);
         return Make("DebugSet " + option, [=](auto& facade) {
             std::ostringstream out;
             int const result = facade.DebugSet(out, option);
@@ -285,8 +288,8 @@ private:
                             std::to_string(id),
                         [=](auto& facade) {
                             Handle handle = 7;
-                            int const result = isMode ? facade.PerfSetMode(pid, id, handle)
-                                                      : facade.PerfSetScenario(pid, id, handle);
+                            int const result =
+                                isMode ? facade.PerfSetMode(pid, id, handle) : facade.PerfSetScenario(pid, id, handle);
                             return Told(result, handle);
                         });
         }
