@@ -1,64 +1,47 @@
 #include "catalogue/WorkModeManager.h"
 
 #include "tests/support/LogCapture.h"
+#include "tests/support/Random.h"
 
 #include <gtest/gtest.h>
 
-namespace {
-
-constexpr int RELEASE = -1;
-
-struct Step {
-    unsigned long long handle;
-    int mode; ///< RELEASE or the mode to set
-    int result;
-    unsigned int modeInForce;
-};
-
-void Play(WorkModeManager& manager, std::vector<Step> const& steps)
-{
-    LogCapture const log;
-    for (std::size_t i = 0; i < steps.size(); ++i) {
-        SCOPED_TRACE("step " + std::to_string(i));
-        Step const& step = steps[i];
-        auto const untouched = static_cast<PerfWorkMode>(99);
-        PerfWorkMode out = untouched;
-        int const result = step.mode == RELEASE
-                               ? manager.ReleaseWorkMode(step.handle, out)
-                               : manager.SetWorkMode(step.handle, static_cast<unsigned int>(step.mode), out);
-        EXPECT_EQ(result, step.result);
-        EXPECT_EQ(out, step.result < 0 ? untouched : static_cast<PerfWorkMode>(step.modeInForce));
-        EXPECT_EQ(manager.GetCurrWorkMode(), step.modeInForce);
-    }
-}
-
-} // namespace
+#include <algorithm>
+#include <map>
 
 TEST(WorkModeManager, TheHighestOutstandingModeIsInForce)
 {
-    WorkModeManager manager;
-    Play(manager, {{1, 0, 0, 0},        // the default again
-                   {2, 1, 1, 1},        // higher
-                   {3, 2, 1, 2},        // higher still
-                   {4, 1, 0, 2},        // lower than what is in force
-                   {5, 2, 0, 2},        // the same
-                   {5, 0, -1, 2},       // refusals change nothing: the handle is taken,
-                   {6, 3, -1, 2},       // there is no such mode
-                   {6, RELEASE, -1, 2}, // and no such handle
-                   {NO_HANDLE, RELEASE, -1, 2},
-                   {3, RELEASE, 0, 2}, // the other one still asks for it
-                   {5, RELEASE, 1, 1}, // falls back by one
-                   {2, RELEASE, 0, 1},
-                   {4, RELEASE, 1, 0},
-                   {1, RELEASE, 0, 0}});
-}
-
-TEST(WorkModeManager, AnInitialModeHoldsOnlyUntilTheFirstSetOrRelease)
-{
-    LogCapture const log;
+    LogCapture log;
+    Random random(3);
     WorkModeManager manager;
     EXPECT_EQ(manager.InitWorkMode(PERF_WORK_MODE_LIMIT_FIRST), 0);
     EXPECT_EQ(manager.InitWorkMode(static_cast<PerfWorkMode>(3)), -1);
-    EXPECT_EQ(manager.GetCurrWorkMode(), PERF_WORK_MODE_LIMIT_FIRST);
-    Play(manager, {{1, 1, 1, 1}, {1, RELEASE, 1, 0}});
+    EXPECT_EQ(log.TakeReason(), "PF_WM_MGR InitWorkMode: Init invalid workMode 3");
+    unsigned int current = PERF_WORK_MODE_LIMIT_FIRST; // the initial one holds only until the first change
+    std::map<unsigned long long, unsigned int> outstanding;
+    for (int step = 0; step < 1000; ++step) {
+        SCOPED_TRACE(step);
+        auto const handle = static_cast<unsigned long long>(random.Below(5)) - 1; // NO_HANDLE, too
+        auto const mode = static_cast<unsigned int>(random.Below(4));
+        bool const releases = handle == NO_HANDLE || random.Chance(2);
+        bool const held = outstanding.count(handle) != 0;
+        bool const refused = releases ? !held : held || mode >= PERF_WORK_MODE_COUNT;
+        constexpr auto UNTOUCHED = static_cast<PerfWorkMode>(99);
+        PerfWorkMode out = UNTOUCHED;
+        int const result = releases ? manager.ReleaseWorkMode(handle, out) : manager.SetWorkMode(handle, mode, out);
+        unsigned int const before = current;
+        if (!refused) {
+            releases ? void(outstanding.erase(handle)) : void(outstanding[handle] = mode);
+            current = PERF_WORK_MODE_DEFAULT;
+            for (auto const& other : outstanding) {
+                current = std::max(current, other.second);
+            }
+        }
+        EXPECT_EQ(result, refused ? -1 : current != before);
+        EXPECT_EQ(out, refused ? UNTOUCHED : static_cast<PerfWorkMode>(current));
+        EXPECT_EQ(manager.GetCurrWorkMode(), current);
+        std::string const method = releases ? "PF_WM_MGR ReleaseWorkMode: " : "PF_WM_MGR SetWorkMode: ";
+        EXPECT_EQ(log.TakeReason(), !refused           ? ""
+                                    : releases || held ? method + "invalid handle: " + std::to_string(handle)
+                                                       : method + "invalid mode id: " + std::to_string(mode));
+    }
 }

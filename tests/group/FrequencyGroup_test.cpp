@@ -2,12 +2,9 @@
 
 #include "group/FrequencyGroup.h"
 #include "sandbox/VirtualTime.h"
-#include "tests/support/TraceCapture.h"
 
 #include <cstdlib>
 #include <ctime>
-
-#include <cutils/trace.h>
 
 namespace {
 
@@ -86,20 +83,6 @@ TEST_F(FrequencyTest, TheFiftyFirstLimitDropsTheOldest)
         expected += limit > 2 ? "freq=" + std::to_string(limit) + " 0-1 0:0:0.0\n" : "";
     }
     EXPECT_EQ(History(), expected);
-}
-
-TEST_F(FrequencyTest, AWriteIsMarkedWhereItsCategoryIsTraced)
-{
-    TraceCapture trace;
-    group.DoConfig(500, 1200);
-    group.SetWorkMode(PERF_WORK_MODE_LIMIT_FIRST);
-    group.SetSuspend(true);
-    group.DoConfig(1, 2);
-    atrace_enabled_tags = ~std::uint64_t{ATRACE_TAG_GRAPHICS};
-    group.DoConfig(3, 4);
-    EXPECT_EQ(trace.Labels(), (Strings{"velquist_log:grp write freq: 500~1200, mode=1, suspend=0",
-                                       "velquist_log:grp write freq: 300~8000, mode=2, suspend=0",
-                                       "velquist_log:grp write freq: 1~2, mode=2, suspend=1"}));
 }
 
 } // namespace

@@ -119,25 +119,6 @@ TEST_F(KindTest, OnlyTheRemainderSkipsANodeThatCannotBeOpened)
     EXPECT_EQ(sandbox.OpenDescriptors("b"), 2) << "one each, however often it is written";
 }
 
-TEST_F(KindTest, MonitorAndRatioAreWrittenByARelatedGroupOnly)
-{
-    MonitorEnableGroup monitor(Levels({"a", "b"}, {{0, {"0", "0"}}, {1, {"1"}}}), MODE);
-    TargetRatioGroup ratio(Levels({"c"}, {{0, {"10"}}, {1, {"20"}}}), MODE);
-    for (PerfGroup* group : std::initializer_list<PerfGroup*>{&monitor, &ratio}) {
-        EXPECT_EQ(group->ShortTermStart({1, At(0), At(9), Boost(1)}), 0);
-        group->SetSuspend(false);
-        EXPECT_EQ(group->GetFinalBoostValue(), 1);
-    }
-    EXPECT_EQ(Writes(), Strings{});
-    for (int const level : {0, 1, 2}) {
-        monitor.RelatedGroupDoConfig(level);
-        ratio.RelatedGroupDoConfig(level);
-    }
-    EXPECT_EQ(Writes(), (Strings{"a <- 0", "b <- 0", "c <- 10", "a <- 1", "c <- 20"}));
-    EXPECT_EQ(Mapping(monitor), Strings{"before,,,"});
-    EXPECT_EQ(Mapping(ratio), Strings{"10,,c,"});
-}
-
 TEST_F(KindTest, EveryKindChecksItsConfiguration)
 {
     LevelToValueMap const ragged = {{1, {"x", "y"}}, {2, {"z"}}};
