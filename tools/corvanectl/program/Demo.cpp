@@ -16,10 +16,9 @@ int Demo(PlayOptions const& options)
 
 Verb AddDemo(CLI::App& app)
 {
-    auto* const verb = app.add_subcommand("demo", "Play a scripted minute on a sample platform in a sandbox");
+    auto* const verb = app.add_subcommand("demo", "Play a script on a sample platform in a sandbox");
     auto const options = std::make_shared<PlayOptions>();
     options->platform.file = "sample platform";
-    options->live = true;
-    options->AddTrace(*verb);
+    options->AddTo(*verb);
     return {verb, [options] { return Demo(*options); }};
 }

@@ -84,8 +84,9 @@ void RunCommands(CommandSource const& source, StopSignal const& stop, Interprete
 
 } // namespace
 
-void PlayOptions::AddTrace(CLI::App& verb)
+void PlayOptions::AddTo(CLI::App& verb)
 {
+    verb.add_flag("--live", live, "Let time pass as it does, in a sandbox too, and show writes as they happen");
     verb.add_option("--trace", traceFile, "Write a Chrome-JSON trace to this file");
 }
 
@@ -109,6 +110,7 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
 {
     StopSignal stop;
     Interrupts interrupts(stop); // outermost: a signal that came ends the process here
+    SessionTime time(options.live || given->AreReal() ? SessionTime::Kind::DEVICE : SessionTime::Kind::VIRTUAL);
     std::unique_ptr<Nodes> const nodes = std::move(given);
     Story story;
     LogLines log(std::cerr);
@@ -125,10 +127,11 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
     if (!options.traceFile.empty()) {
         trace.emplace(options.traceFile, story);
     }
-    Transcript transcript(std::cout, {options.live || source.isTerminal, !source.isTerminal});
+    bool const showAtOnce = options.live || source.isTerminal || time.IsVirtual();
+    Transcript transcript(std::cout, {showAtOnce, !source.isTerminal});
     story.Add(transcript);
     LastResort const lastResort(interrupts, *nodes);
-    Session session(std::move(platform), *nodes, story, stop);
+    Session session(std::move(platform), *nodes, story, time, stop);
     Interpreter interpreter(session);
     RunCommands(source, stop, interpreter);
     bool const isAsExpected = session.End() && !interpreter.HasFailed();

@@ -13,9 +13,9 @@ struct PlayOptions {
     PlatformInput platform;
     std::string traceFile;
     unsigned int logBits = 0;
-    bool live = false;
+    bool live = false; ///< in real time, in a sandbox too
 
-    void AddTrace(CLI::App& verb);
+    void AddTo(CLI::App& verb);
 };
 
 /** Where commands come from. */
@@ -33,8 +33,8 @@ CommandSource StandardInput();
 
 /**
  * Plays commands to their end, to "quit" or until the process is asked to end; then the nodes are left, and the trace
- * is written. From a terminal, a command that cannot be read is reported and the next one
- * awaited; from a script it ends the play.
+ * is written. In a sandbox time is virtual, unless it is to be live. From a terminal, a command that cannot be read is
+ * reported and the next one awaited; from a script it ends the play.
  * @return the exit status. @throws InputError with name and line.
  */
 int Play(PlayOptions const& options, std::string const& platformText, std::unique_ptr<Nodes> nodes,

@@ -65,7 +65,6 @@ Verb AddRun(CLI::App& app)
     verb->add_flag("--keep", options->keep, "Leave real nodes with what they were written last")->excludes(sandbox);
     verb->add_option("--property", options->properties, "Set a system property, KEY=VALUE, before the start");
     verb->add_option("--log", options->logBits, "Show info (1) and debug (2) lines of the library");
-    verb->add_flag("--live", options->live, "Show writes as they happen, also when a script runs");
-    options->AddTrace(*verb);
+    options->AddTo(*verb);
     return {verb, [options] { return Run(*options); }};
 }

@@ -2,14 +2,13 @@
 
 #include "tools/corvanectl/platform/Findings.h"
 #include "tools/corvanectl/platform/check/DeviceCheck.h"
-#include "tools/corvanectl/session/SessionTime.h"
 
 #include <initializer_list>
 #include <utility>
 
-Session::Session(Platform described, Nodes& where, Story& told, StopSignal const& stopping)
-    : platform(std::move(described)), story(told), nodes(where), stop(stopping), bound(platform.threadBinderNode),
-      readBack(platform.threadBinderNode),
+Session::Session(Platform described, Nodes& where, Story& told, SessionTime& clock, StopSignal const& stopping)
+    : platform(std::move(described)), story(told), nodes(where), time(clock), stop(stopping),
+      bound(platform.threadBinderNode), readBack(platform.threadBinderNode),
       configs(platform, [this](std::string const& node) { return nodes.PlaceOf(node); })
 {
     story.Hide(nodes.Root());
@@ -89,22 +88,22 @@ bool Session::End()
 void Session::ReleaseEverything()
 {
     manager->Reset();
-    SessionTime::Settle(*manager);
+    time.Settle(*manager);
     for (int tries = 0; tries < 100 && !bound.All().empty(); ++tries) {
-        SessionTime::Advance(std::chrono::milliseconds(10), StopSignal());
+        time.Advance(std::chrono::milliseconds(10), StopSignal());
     }
 }
 
 void Session::Settle()
 {
-    SessionTime::Settle(*manager);
+    time.Settle(*manager);
     TellSettled(false);
 }
 
-void Session::Sleep(std::chrono::milliseconds time)
+void Session::Sleep(std::chrono::milliseconds duration)
 {
-    SessionTime::Advance(time, stop);
-    SessionTime::Settle(*manager);
+    time.Advance(duration, stop);
+    time.Settle(*manager);
     TellSettled(true);
 }
 

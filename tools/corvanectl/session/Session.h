@@ -7,6 +7,7 @@
 #include "tools/corvanectl/session/Nodes.h"
 #include "tools/corvanectl/session/PlatformConfigs.h"
 #include "tools/corvanectl/session/ReadBack.h"
+#include "tools/corvanectl/session/SessionTime.h"
 #include "tools/corvanectl/session/StopSignal.h"
 #include "tools/corvanectl/story/Story.h"
 
@@ -26,7 +27,7 @@
 class Session {
 public:
     /** @throws InputError if a node is missing, or the library refuses the platform. */
-    Session(Platform platform, Nodes& where, Story& told, StopSignal const& stopping);
+    Session(Platform platform, Nodes& where, Story& told, SessionTime& clock, StopSignal const& stopping);
     Session(Session const&) = delete;
     Session& operator=(Session const&) = delete;
     /** Ends it, if that has not happened. */
@@ -47,7 +48,7 @@ public:
     /** Waits until every worker has done what it was told so far. */
     void Settle();
     /** Lets time pass, for the thread binder too, which cannot be asked whether it is idle. */
-    void Sleep(std::chrono::milliseconds time);
+    void Sleep(std::chrono::milliseconds duration);
 
     /** @return what the node holds; of one that cannot be read, what it took last, if anything. */
     std::optional<std::string> HeldBy(std::string const& node) const;
@@ -64,6 +65,7 @@ private:
     Platform const platform;
     Story& story;
     Nodes& nodes;
+    SessionTime& time;
     StopSignal const& stop;
     Ledger ledger;
     BoundThreads bound;

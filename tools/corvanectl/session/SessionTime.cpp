@@ -4,9 +4,28 @@
 
 #include <sstream>
 
+SessionTime::SessionTime(Kind kind)
+{
+    if (kind == Kind::VIRTUAL) {
+        own.emplace();
+    }
+}
+
 void SessionTime::Settle(ConfigManager& manager)
 {
     // Each worker answers a dump when it has done everything that was asked of it before.
     std::ostringstream nowhere;
     manager.TaskDump(false, nowhere);
+    if (own) {
+        own->Settle(); // the thread binder too
+    }
+}
+
+void SessionTime::Advance(std::chrono::milliseconds time, StopSignal const& stop)
+{
+    if (own) {
+        own->AdvanceBy(time);
+    } else {
+        stop.WaitFor(time);
+    }
 }

@@ -7,6 +7,12 @@
 #include <pthread.h>
 #include <unistd.h>
 
+namespace {
+
+constexpr int PROCESS = 1; // there is one
+
+} // namespace
+
 Trace::Trace()
 {
     AddEvent("M", "process_name", start)["args"] = {{"name", "corvanectl"}};
@@ -15,33 +21,32 @@ Trace::Trace()
 void Trace::Hear(StoryRecord const& record)
 {
     record.Match([&](Began const& /* began */) { start = record.time; },
-                 [&](Labelled const& labelled) {
-                     NameThread();
-                     AddEvent("i", labelled.label, record.time)["s"] = "t";
-                 },
+                 [&](Labelled const& labelled) { AddEvent("i", labelled.label, record.time)["s"] = "t"; },
                  [&](Wrote const& wrote) { AddWrite(wrote.write); });
 }
 
 nlohmann::json& Trace::AddEvent(char const* phase, std::string const& name, PerfTimePoint time)
 {
     auto const microseconds = std::chrono::duration_cast<std::chrono::microseconds>(time - start).count();
-    events.push_back({{"ph", phase}, {"name", name}, {"pid", getpid()}, {"tid", gettid()}, {"ts", microseconds}});
+    events.push_back(
+        {{"ph", phase}, {"name", name}, {"pid", PROCESS}, {"tid", NumberOfThread()}, {"ts", microseconds}});
     return events.back();
 }
 
-void Trace::NameThread()
+/** Names the thread that asks, if it is new. */
+int Trace::NumberOfThread()
 {
-    if (!namedThreads.insert(gettid()).second) {
-        return;
+    auto const [position, isNew] = threads.try_emplace(gettid(), static_cast<int>(threads.size()) + 1);
+    if (isNew) {
+        char name[16] = "";
+        pthread_getname_np(pthread_self(), name, sizeof(name));
+        AddEvent("M", "thread_name", start)["args"] = {{"name", name}};
     }
-    char name[16] = "";
-    pthread_getname_np(pthread_self(), name, sizeof(name));
-    AddEvent("M", "thread_name", start)["args"] = {{"name", name}};
+    return position->second;
 }
 
 void Trace::AddWrite(NodeWrite const& write)
 {
-    NameThread();
     auto const number = NumberOf(write.bytes);
     if (number && write.error == 0) {
         AddEvent("C", write.node, write.time)["args"] = {{"value", *number}};

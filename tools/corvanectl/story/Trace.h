@@ -2,8 +2,8 @@
 
 #include "tools/corvanectl/story/Story.h"
 
+#include <map>
 #include <ostream>
-#include <set>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -22,10 +22,10 @@ public:
 
 private:
     nlohmann::json& AddEvent(char const* phase, std::string const& name, PerfTimePoint time);
-    void NameThread();
+    int NumberOfThread();
     void AddWrite(NodeWrite const& write);
 
     PerfTimePoint start{};
     nlohmann::json events = nlohmann::json::array();
-    std::set<int> namedThreads;
+    std::map<int, int> threads; ///< numbers by id: the system gives others each time
 };
