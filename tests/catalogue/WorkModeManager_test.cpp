@@ -16,6 +16,7 @@ TEST(WorkModeManager, TheHighestOutstandingModeIsInForce)
     EXPECT_EQ(manager.InitWorkMode(PERF_WORK_MODE_LIMIT_FIRST), 0);
     EXPECT_EQ(manager.InitWorkMode(static_cast<PerfWorkMode>(3)), -1);
     EXPECT_EQ(log.TakeReason(), "PF_WM_MGR InitWorkMode: Init invalid workMode 3");
+    EXPECT_EQ(manager.GetCurrWorkMode(), PERF_WORK_MODE_LIMIT_FIRST);
     unsigned int current = PERF_WORK_MODE_LIMIT_FIRST; // the initial one holds only until the first change
     std::map<unsigned long long, unsigned int> outstanding;
     for (int step = 0; step < 1000; ++step) {

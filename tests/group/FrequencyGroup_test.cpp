@@ -2,6 +2,7 @@
 
 #include "group/FrequencyGroup.h"
 #include "sandbox/VirtualTime.h"
+#include "tests/support/TraceCapture.h"
 
 #include <cstdlib>
 #include <ctime>
@@ -83,6 +84,16 @@ TEST_F(FrequencyTest, TheFiftyFirstLimitDropsTheOldest)
         expected += limit > 2 ? "freq=" + std::to_string(limit) + " 0-1 0:0:0.0\n" : "";
     }
     EXPECT_EQ(History(), expected);
+}
+
+TEST_F(FrequencyTest, AWriteIsMarkedWithModeAndSuspend)
+{
+    TraceCapture const trace;
+    group.SetWorkMode(PERF_WORK_MODE_LIMIT_FIRST);
+    group.SetSuspend(true);
+    group.DoConfig(1, 2);
+    EXPECT_EQ(trace.Labels(), (Strings{"velquist_log:grp write freq: 300~8000, mode=2, suspend=0",
+                                       "velquist_log:grp write freq: 1~2, mode=2, suspend=1"}));
 }
 
 } // namespace

@@ -119,6 +119,14 @@ TEST_F(KindTest, OnlyTheRemainderSkipsANodeThatCannotBeOpened)
     EXPECT_EQ(sandbox.OpenDescriptors("b"), 2) << "one each, however often it is written";
 }
 
+TEST_F(KindTest, AMonitorLeavesANodeAloneThatHasNoText)
+{
+    MonitorEnableGroup monitor(Levels({"a", "b"}, {{0, {"0", "0"}}, {1, {"1"}}}), MODE);
+    monitor.RelatedGroupDoConfig(0);
+    monitor.RelatedGroupDoConfig(1);
+    EXPECT_EQ(Writes(), (Strings{"a <- 0", "b <- 0", "a <- 1"}));
+}
+
 TEST_F(KindTest, EveryKindChecksItsConfiguration)
 {
     LevelToValueMap const ragged = {{1, {"x", "y"}}, {2, {"z"}}};
