@@ -9,13 +9,6 @@ std::string const NO_LISTS = "boostBaseList(0) limitBaseList(0) boostList(0) lim
 
 class ConfigManagerConsoleTest : public PlatformTest {
 protected:
-    /** The console's answer to a debug option of its own. */
-    std::string Debug(std::string const& option)
-    {
-        std::ostringstream out;
-        EXPECT_EQ(manager->DebugSet(out, option), 1) << option;
-        return out.str();
-    }
     std::string Path(std::string const& node) const { return sandbox.Path(node); }
 };
 
@@ -68,10 +61,10 @@ TEST_F(ConfigManagerConsoleTest, LimitHistoryShowsClosedAndOpenPeriods)
     AddFrequency(10, "other", {100, 900, 100, 800});
     Start();
     auto const limit = Request(LONG, {Limit(CPU_M, 2000), Boost(10, 500)});
-    Course(std::chrono::milliseconds(65'007));
+    time.AdvanceBy(std::chrono::milliseconds(65'007));
     Request(MINUTE, {Boost(CPU_M, 1500)});
     manager->PerfRelease(PID, limit);
-    Course(std::chrono::minutes(1));
+    time.AdvanceBy(std::chrono::minutes(1));
     EXPECT_EQ(Dump("--limit_history"), "*****cpu_l: limit history cmd log is empty\n\n"
                                        "*****cpu_m: \n"
                                        "freq=2000 0-1 0:0:0.0  0-1 0:1:5.7\n"

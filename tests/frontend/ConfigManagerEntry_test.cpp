@@ -9,8 +9,6 @@
 
 namespace {
 
-using std::chrono::milliseconds;
-
 constexpr int TID = 1234;
 constexpr PerfEventId LAUNCH = 3;
 
@@ -24,23 +22,15 @@ Strings Said(LogCapture& log, std::string const& tag = "PF_CFG_MGR")
 
 class ConfigManagerEntryTest : public PlatformTest {
 protected:
-    /** The launch event: three phases on cpu_m, the first two of one value, and a single one on the GPU. */
-    void AddLaunch(unsigned int phaseMs)
+    ConfigManagerEntryTest()
     {
-        AddEvent(LAUNCH, CPU_M, {{phaseMs, 1500}, {phaseMs, 1500}, {phaseMs, 1800}});
-        AddEvent(LAUNCH, GPU, {{phaseMs, 30}});
-    }
-    void AddProbe(unsigned int startDelay, unsigned int duration)
-    {
-        AddEvent(0, CPU_M, {{20, 400}}); // without events there is no probe
-        probe = {1500, 0, 30, startDelay, duration, "0F"};
+        AddEvent(LAUNCH, CPU_M, {{MINUTE, 1500}});
+        probe = {1500, 0, 30, 0, MINUTE, "0F"};
     }
 };
 
 TEST_F(ConfigManagerEntryTest, WhatComesToNothingSaysWhy)
 {
-    AddLaunch(MINUTE);
-    AddProbe(0, MINUTE);
     AddEvent(2, 0, {{20, 1}, {20, 2}});
     AddMemoryLatency(MEM_LAT);
     LogCapture log;
@@ -119,7 +109,6 @@ TEST_F(ConfigManagerEntryTest, AStartThatCannotBeSentSaysSoAndThenLooksWhetherIt
         {[this] { return manager->StartProbe(TID); }, [this] { manager->PerfReleaseAll(TID); },
          "E PF_CFG_MGR StartProbe: SendCmdToResources failed"},
     };
-    AddProbe(0, MINUTE);
     probe.cpuM = probe.gpu = 0; // asks for nothing, as the request asks for what the platform lacks
     Start();
     for (auto const& [start, release, failed] : rows) {
@@ -164,8 +153,6 @@ TEST_F(ConfigManagerEntryTest, EveryFormOfTheEventDoor)
         {8192, {0, CPU_M}, 0, false, {}},
         {8192, {1}, -1, false, {suspend + "invalid Set Suspend param size 1"}},
     };
-    AddLaunch(60000);
-    AddProbe(0, 60000);
     Start();
     LogCapture log;
     for (Row const& row : rows) {

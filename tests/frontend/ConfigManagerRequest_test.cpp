@@ -6,7 +6,6 @@
 
 namespace {
 
-using std::chrono::milliseconds;
 using ConfigManagerRequestTest = PlatformTest;
 
 std::string const REFUSED = "D PF_CFG_MGR PerfRequest: RequestValidate failed, pid=100, invalidQosId=";

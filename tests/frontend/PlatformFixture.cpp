@@ -17,15 +17,6 @@ Strings Join(std::vector<Strings> const& parts)
     return all;
 }
 
-Strings At(int ms, Strings const& writes)
-{
-    Strings timed;
-    for (std::string const& write : writes) {
-        timed.push_back(std::to_string(ms) + " " + write);
-    }
-    return timed;
-}
-
 namespace {
 
 std::vector<NodeWrite> ByResource(std::vector<NodeWrite> writes)
@@ -80,14 +71,4 @@ Strings RealTimePlatformTest::Wrote()
 {
     Settle();
     return Lines(ByResource(sandbox.TakeWrites()));
-}
-
-Strings RealTimePlatformTest::WroteSince(PerfTimePoint const& begin)
-{
-    Strings lines;
-    for (NodeWrite const& write : ByResource(sandbox.TakeWrites())) {
-        auto const since = std::chrono::duration_cast<std::chrono::milliseconds>(write.time - begin);
-        lines.push_back(std::to_string(since.count()) + " " + write.Line());
-    }
-    return lines;
 }

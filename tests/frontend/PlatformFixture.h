@@ -20,8 +20,6 @@ constexpr PerfQosId MEM_LAT = 15;
 /** The three writes of a frequency pair, the maximum before and after the minimum. */
 Strings Pair(std::string const& name, int boost, int limit);
 Strings Join(std::vector<Strings> const& parts);
-/** The same writes with the milliseconds at which they happen. */
-Strings At(int ms, Strings const& writes);
 
 /**
  * The whole library on a small platform in a sandbox, with real workers. Resources, each with one group unless said
@@ -53,8 +51,6 @@ protected:
     virtual void Settle() { Dump("--task"); }
     /** What has been written since the last look once everything queued is done, resource by resource. */
     Strings Wrote();
-    /** The same without waiting, each with the milliseconds since then. */
-    Strings WroteSince(PerfTimePoint const& begin);
 
     Sandbox sandbox;
     std::unique_ptr<ConfigManager> manager;
@@ -81,13 +77,6 @@ protected:
     }
     /** Lets everybody, the binder too, do what is due. */
     void Settle() override { time.Settle(); }
-    /** Lets time go on. @return what was written meanwhile as At() gives it, resource by resource. */
-    Strings Course(std::chrono::milliseconds duration)
-    {
-        PerfTimePoint const begin = time.Now();
-        time.AdvanceBy(duration);
-        return WroteSince(begin);
-    }
 
 private:
     std::unique_ptr<LogSwitch> verbose;

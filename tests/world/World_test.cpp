@@ -63,10 +63,7 @@ void Furnish(PlatformBuilder& platform, std::uint64_t seed)
 
 class RealFacade : public ConfigManager {
 public:
-    explicit RealFacade(ConfigManagerOptions const& options, VirtualTime& virtualTime)
-        : ConfigManager(options), time(virtualTime)
-    {
-    }
+    RealFacade(ConfigManagerOptions const& options, VirtualTime& its) : ConfigManager(options), time(its) {}
     void AdvanceBy(milliseconds duration) { time.AdvanceBy(duration); }
 
 private:
@@ -112,6 +109,7 @@ public:
         Furnish(platform, seed);
     }
 
+    /** That many calls, and the dumps. */
     Calls Write(std::size_t count)
     {
         NaiveFacade naive(platform, PerfTimePoint{std::chrono::hours(1)});
@@ -122,6 +120,9 @@ public:
             if (script.back().settles) {
                 naive.AdvanceBy(milliseconds(0));
             }
+        }
+        for (std::string const& option : dumps) {
+            script.push_back(Dump(option));
         }
         return script;
     }
@@ -167,15 +168,17 @@ private:
         PerfRequestInfo info{qosId, {}};
         bool const isEas = qosId == PERF_QOS_EAS || qosId == PERF_QOS_EAS_BASE;
         int const groups = isEas ? 8 : qosId == PERF_QOS_GPU || qosId == 15 ? 2 : 1;
+        bool const each = random.Chance(10); // boosts of every group, lest they contradict one another
         do {
-            GroupInfo group{static_cast<unsigned int>(random.Chance(60) ? groups : random.Below(groups)), {}};
+            int const next = each ? static_cast<int>(info.groupInfos.size()) : random.Below(groups);
+            GroupInfo group{static_cast<unsigned int>(random.Chance(60) ? groups : next), {}};
             int const operations = random.Chance(30) ? 0 : 1 + random.Below(2);
             for (int i = 0; i < operations; ++i) {
-                auto const operation = random.Chance(80) ? 2U : static_cast<unsigned int>(random.Below(2));
+                auto const operation = each ? 0 : random.Chance(80) ? 2 : random.Below(2);
                 group.operations.emplace_back(static_cast<PerfOperationType>(operation), Value(qosId));
             }
             info.groupInfos.push_back(group);
-        } while (random.Chance(4));
+        } while (each ? static_cast<int>(info.groupInfos.size()) < groups : random.Chance(4));
         return info;
     }
 
@@ -255,10 +258,8 @@ private:
         });
     }
 
-    Call Dump()
+    Call Dump(std::string const& option)
     {
-        Strings const options{"--task", "--workMode", "--limit_history"};
-        std::string const option = random.Pick(options);
         return Make("Dump " + option, [=](auto& facade) {
             facade.AdvanceBy(milliseconds(0));
             std::ostringstream out;
@@ -294,7 +295,11 @@ private:
                         });
         }
         if (dice < 85) {
-            return dice < 64 ? Suspend() : dice < 72 ? Event() : dice < 80 ? Probe() : dice < 83 ? Console() : Dump();
+            return dice < 64   ? Suspend()
+                   : dice < 72 ? Event()
+                   : dice < 80 ? Probe()
+                   : dice < 83 ? Console()
+                               : Dump(random.Pick(dumps));
         }
         if (dice == 85 && random.Chance(3)) {
             return Make("Reset", [](auto& facade) {
@@ -309,6 +314,7 @@ private:
         });
     }
 
+    Strings const dumps{"--task", "--workMode", "--limit_history"};
     Random random;
     PlatformBuilder platform;
 };
