@@ -187,7 +187,9 @@ private:
         bool const base = random.Chance(15);
         std::vector<PerfRequestInfo> infos;
         do {
-            infos.push_back(Info(base ? PERF_QOS_EAS_BASE : Among({1, 1, 1, 2, 3, 3, 4, 6, 6, 7, 9, 15, 20, 44, 40})));
+            infos.push_back(Info(base && !random.Chance(10)
+                                     ? PERF_QOS_EAS_BASE
+                                     : Among({1, 1, 1, 2, 3, 3, 4, 6, 6, 7, 9, 15, 20, 44, 40})));
         } while (random.Chance(3));
         unsigned int const duration =
             base && !random.Chance(20) ? 0 : Among({0, 0, 0, 0, 20, 20, 30, 40, 40, 60000, 19});
