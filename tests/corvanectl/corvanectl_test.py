@@ -216,6 +216,22 @@ class Check(TemporaryFiles):
             (lambda p: (p["probe"].update(gpu=1, duration=0), p.pop("events")),
              ["probe.gpu: 1 is outside 180000000 .. 710000000", "probe.duration: 0 ms ends a probe at its start",
               "probe: is loaded together with events only, and there is none"]),
+            (lambda p: (group(p, "TOUCH_RATE").update(nodes=["/sys/../dev/rate"]), p["qos"].append(
+                {"id": 20, "name": "PLACES", "groups": [{"nodes": ["/dev/", "/knob\0", "/" + 256 * "n"],
+                                                         "levels": {"0": ["a", "b", "c"]}}]})),
+             [where("TOUCH_RATE") + '.groups[0].nodes[0]: "/sys/../dev/rate" must not contain ".."',
+              'qos[14].groups[0].nodes[0]: "/dev/" is the path of a folder',
+              "qos[14].groups[0].nodes[1]: the path holds a zero byte",
+              "qos[14].groups[0].nodes[2]: the path is too long"]),
+            (lambda p: (group(p, "TOUCH_RATE").update(nodes=["//dev/./memory_bandwidth"]),
+                        group(p, "READ_AHEAD").update(nodes=["/dev/memory_bandwidth/kb"]),
+                        p["qos"][at["CPU_B"]].update(freqListNode=p["qos"][at["CPU_M"]]["freqListNode"])),
+             [where("CPU_B") + '.freqListNode: "' + sample["qos"][at["CPU_M"]]["freqListNode"] + '" is ' +
+              where("CPU_M") + ".freqListNode already",
+              where("TOUCH_RATE") + '.groups[0].nodes[0]: "//dev/./memory_bandwidth" is ' + where("DDR") +
+              ".groups[0].nodes[0] already",
+              where("READ_AHEAD") + '.groups[0].nodes[0]: "/dev/memory_bandwidth/kb" is below a file, ' + where("DDR") +
+              ".groups[0].nodes[0]"]),
         ]:
             platform = copy.deepcopy(sample)
             change(platform)

@@ -250,5 +250,6 @@ void CheckPlatform(Platform const& platform, Findings& findings)
         }
         QosCheck(platform.qos[i], platform.control, path, findings).Run();
     }
+    CheckPlaces(platform, findings);
     CheckCatalogues(platform, findings);
 }
