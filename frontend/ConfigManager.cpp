@@ -30,6 +30,9 @@ ConfigManager::Members::Members(ConfigManagerOptions const& options)
 
 ConfigManager::Members::~Members()
 {
+    {
+        PerfMutexLock lock(dumpLock); // whoever waits for a dump would wait for ever for a worker that has left
+    }
     resourceManager.TellWorkersToExit(); // or they would go on while the binder, which goes first, is waited for
 }
 

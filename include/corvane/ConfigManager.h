@@ -26,8 +26,8 @@ struct ConfigManagerOptions {
  * Init comes first, once, and must have returned before anything else is called; after a failed Init nothing is to be
  * served. Everything else may be called from any thread, at once. No call waits for a node write, except the task dumps
  * (which wait for every worker) and the probe calls (which wait for a pass of the thread binder). Destroying the object
- * waits for the command in progress on each worker and drops the rest; nodes stay as they are. No call may be in
- * progress then: a dump would wait for ever for a worker that has left.
+ * waits for a dump in progress and for the command in progress on each worker, and drops the rest; nodes stay as they
+ * are, and threads bound. No other call may be in progress then.
  *
  * Values are in the unit of the node; durations are milliseconds. Operations return 0, or -1 after a log line under
  * "PF_CFG_MGR" or the module concerned (what can happen in normal running, such as an empty request, is a debug line
