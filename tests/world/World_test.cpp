@@ -40,7 +40,8 @@ void Furnish(PlatformBuilder& platform, std::uint64_t seed)
     platform.AddEvent(1, PERF_QOS_EAS, {{20, 2}, {30, 1}});
     platform.AddEvent(1, 15, {{20, 1}, {20, 2}});
     platform.AddEvent(2, 40, {{20, 1}}); // on nothing that there is
-    platform.events.push_back({3, {{PERF_QOS_CPU_M, {{30, Limit(PERF_QOS_CPU_M, 1500).groupInfos}, {20, {{0, {}}}}}}}});
+    platform.events.push_back(
+        {3, {{PERF_QOS_CPU_M, {{300, Limit(PERF_QOS_CPU_M, 1500).groupInfos}, {20, {{0, {}}}}}}}});
     platform.AddScenario(0, {Ask(PERF_QOS_CPU_M, {{PERF_OPERATION_BOOST, 1500}, {PERF_OPERATION_LIMIT, 1800}}),
                              Boost(PERF_QOS_GPU, 60, 1)});
     platform.AddScenario(1, {Boost(PERF_QOS_EAS, 2, 3), Limit(20, 1)});
@@ -218,8 +219,8 @@ private:
 
     Call Event()
     {
-        unsigned int const id = Among({0, 0, 1, 3, 2, 16});
-        unsigned int const duration = Among({1, 20, 30, 70});
+        unsigned int const id = Among({0, 0, 1, 3, 3, 3, 2, 16});
+        unsigned int const duration = Among({1, 20, 30, 70, 5000});
         std::vector<std::vector<unsigned int>> const forms{{},  {1}, {1, duration}, {1, duration},   {0},
                                                            {0}, {2}, {0, 5},        {1, duration, 7}};
         std::vector<unsigned int> const params = random.Pick(forms);
@@ -309,7 +310,7 @@ private:
                 return Told(0);
             });
         }
-        milliseconds const duration(Among({1, 9, 10, 10, 20, 20, 30, 70}));
+        milliseconds const duration(random.Chance(15) ? 60000 : Among({1, 9, 10, 10, 20, 20, 30, 70}));
         return Make("time goes on by " + std::to_string(duration.count()) + " ms", [=](auto& facade) {
             facade.AdvanceBy(duration);
             return Told(0);
