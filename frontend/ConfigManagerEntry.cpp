@@ -150,13 +150,13 @@ void ConfigManager::StopEvent(PerfEventId eventId) noexcept
 int ConfigManager::StartProbe(int tid) noexcept
 {
     ProbeEvent const& probe = my.eventManager.GetProbeInfo();
+    PerfMutexLock lock(my.probeLock); // before the clock is read: another probe's binding may take its time
     PerfTimePoint const now = PerfTime::Now();
     PerfTimePoint const start = now + milliseconds(probe.startDelay);
     PerfTimePoint const end = start + milliseconds(probe.duration);
     CommandWrapper wrapper(PERF_COMMAND_SHORT_START, start, end, 0);
     wrapper.InsertProbeCommand(start, end, probe.cpuM, probe.cpuB, probe.gpu);
 
-    PerfMutexLock lock(my.probeLock);
     CommandStart commandStart(my.commandManager, tid);
     switch (my.commandManager.RequestProbeHandle(tid, now, wrapper)) {
     case CommandManager::PROBE_DUPLICATE:

@@ -222,14 +222,15 @@ std::vector<CommandManager::HandleWrapperMap::value_type*> ConfigManager::Member
         bool const whole = wrapper.cmdType == PERF_COMMAND_MODE_START || resourceManager.CanSendCmdToResources(wrapper);
         return whole ? 0 : wrapper.commands.empty() ? 2 : 1;
     };
-    std::vector<CommandManager::HandleWrapperMap::value_type*> ordered;
-    ordered.reserve(records.size());
+    std::map<std::pair<int, unsigned long long>, CommandManager::HandleWrapperMap::value_type*> byRank;
     for (auto& record : records) {
-        ordered.push_back(&record);
+        byRank.emplace(std::pair(rank(record.second), record.first), &record);
     }
-    std::sort(ordered.begin(), ordered.end(), [&rank](auto const* left, auto const* right) {
-        return std::pair(rank(left->second), left->first) < std::pair(rank(right->second), right->first);
-    });
+    std::vector<CommandManager::HandleWrapperMap::value_type*> ordered;
+    ordered.reserve(byRank.size());
+    for (auto const& entry : byRank) {
+        ordered.push_back(entry.second);
+    }
     return ordered;
 }
 

@@ -13,7 +13,8 @@ public:
     Compaction(std::deque<PerfCommand> const& waiting, PerfTimePoint const& time)
         : commands(waiting), now(time), leaves(waiting.size(), false), holding(HoldingSuspend())
     {
-        for (std::size_t i = commands.size(); i-- > 0;) {
+        // The oldest stays: the worker may have seen it already.
+        for (std::size_t i = commands.size(); i-- > 1;) {
             if (i == holding) {
                 younger = {};
             }

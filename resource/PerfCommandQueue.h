@@ -12,8 +12,10 @@
  * The commands that wait for one worker, oldest first.
  *
  * Behind a node that hangs, or under a client that floods a slow one, it would grow for ever; so beyond a bound it can
- * be compacted: what would come to nothing leaves, and the values that the nodes end up with stay the same. Below the
- * bound nothing is ever left out.
+ * be compacted: what would come to nothing leaves, and the values that the nodes end up with stay the same. (Where a
+ * resource remembers what came to nothing, they may be those of the next change: a short-term limit in the default
+ * mode, which counts by the long-term ones that stood when something last changed, and memory latency.) Below the bound
+ * nothing is ever left out.
  *
  * Not locked: its owner's mutex guards it.
  */
@@ -31,7 +33,7 @@ public:
     PerfCommand Pop();
 
     /**
-     * Takes out, in time linear in the size:
+     * Takes out, in time linear in the size, and never the oldest:
      * - a start together with its own stop behind it, and a timed start that has ended by now;
      * - a mode behind which another one waits, a base set whose groups are all set again, and all suspends and resumes
      *   but the last resume, the suspend that it ends and the one that takes effect behind it.

@@ -89,14 +89,15 @@ int Track::FindDescriptor(unsigned int resource)
     int found = -1;
     Await("the first write", [&] {
         for (int fd = 0; fd < Writes::MAX_FD; ++fd) {
-            if (Writes::Count(fd) == before[fd] + nodesEach) {
+            if (Writes::Count(fd) == before[static_cast<std::size_t>(fd)] + nodesEach) {
                 found = fd;
             }
         }
         return found >= 0;
     });
     contender->Release(LEARNING_PID, handle);
-    Await("the first release", [&] { return Writes::Count(found) == before[found] + 2 * nodesEach; });
+    Await("the first release",
+          [&] { return Writes::Count(found) == before[static_cast<std::size_t>(found)] + 2 * nodesEach; });
     return found;
 }
 

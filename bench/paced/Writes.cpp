@@ -41,7 +41,7 @@ std::vector<unsigned int> Writes::Counts()
 {
     std::vector<unsigned int> counts(MAX_FD);
     for (int fd = 0; fd < MAX_FD; ++fd) {
-        counts[fd] = Count(fd);
+        counts[static_cast<std::size_t>(fd)] = Count(fd);
     }
     return counts;
 }

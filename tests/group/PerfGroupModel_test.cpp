@@ -103,7 +103,7 @@ protected:
             Arguments next = given;
             next[TIME_OUT] += letter.verb == TIME_OUT ? 1 : 0;
             next[SUSPEND] ^= letter.verb == SUSPEND ? 1 : 0;
-            next[MODE] = (next[MODE] + (letter.verb == MODE ? 1 : 0)) % PERF_WORK_MODE_COUNT;
+            next[MODE] = (next[MODE] + (letter.verb == MODE ? 1 : 0)) % static_cast<int>(PERF_WORK_MODE_COUNT);
             NaiveGroup naive = before;
             int const result = Play(naive, letter.verb, letter.command, next[letter.verb]);
             script.emplace_back(&letter, next[letter.verb]);
@@ -143,7 +143,7 @@ protected:
 TEST_P(SmallWorld, EverySequenceOfFiveComesOutAsInTheNaiveOne)
 {
     Arguments given{};
-    given[MODE] = GetParam();
+    given[MODE] = static_cast<int>(GetParam());
     ASSERT_TRUE(Walk(NaiveGroup(config, GetParam()), given));
     EXPECT_EQ(sequences, DEPTH == 5 ? 579'194U : 41'370U);
 }

@@ -109,7 +109,7 @@ TEST_F(PerfResourceTest, AFloodBehindAHangingNodeComesDownToWhatIsOutstanding)
     }
     send(PERF_COMMAND_LONG_START, Item(3, {{0, {{BOOST, 55}}}}));
     EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, "PF_RES", "SendCommandToFifoQ",
-                        "[" + NAME + "] worker is behind, 16384 waiting commands that come to nothing left out"));
+                        "[" + NAME + "] worker is behind, 16382 waiting commands that come to nothing left out"));
     gate.Release();
     EXPECT_TRUE(sandbox.WaitForContent("n0", "55"));
     EXPECT_LT(sandbox.WriteCount(), PerfCommandQueue::BOUND + 3);

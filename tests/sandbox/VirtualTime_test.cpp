@@ -342,7 +342,7 @@ TEST(VirtualTime, TwoRunsOfAPlayAreEqualAndAnotherSeedChangesTheOrderOnly)
     };
     std::set<Strings> courses;
     std::set<Strings> sorted;
-    for (std::uint64_t const seed : {0, 1, 2}) {
+    for (std::uint64_t const seed : {0U, 1U, 2U}) {
         Strings course = run(seed);
         EXPECT_GT(course.size(), 2000U);
         EXPECT_EQ(run(seed), course) << seed;

@@ -199,7 +199,7 @@ void NaiveResource::Write(unsigned int group, int boost, int limit)
         WriteLevel(group, boost);
     } else if (nodes.size() == 2) {
         NoteLimit(limit);
-        for (unsigned int node : {1, 0, 1}) {
+        for (unsigned int node : {1U, 0U, 1U}) {
             put(nodes[node], std::to_string(node == 0 ? boost : limit));
         }
     } else {

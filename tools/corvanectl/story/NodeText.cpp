@@ -29,7 +29,8 @@ std::string ReadableBytes(std::string const& bytes)
     }
     static char const* const DIGITS = "0123456789abcdef";
     std::string shown = "bytes";
-    for (unsigned char const byte : bytes) {
+    for (char const character : bytes) {
+        auto const byte = static_cast<unsigned char>(character);
         shown += std::string(" ") + DIGITS[byte / 16] + DIGITS[byte % 16];
     }
     if (bytes.size() == sizeof(std::int32_t)) {
