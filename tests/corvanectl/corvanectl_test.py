@@ -272,7 +272,7 @@ class Run(TemporaryFiles):
         faulty = self.file("faulty.json", '{"qos": []}')
         for args, expected in [
             (["run", "no-such-file.json"], "no-such-file.json: cannot be read: No such file or directory"),
-            (["run", faulty, "--sandbox"], faulty + ": qos: there is no resource"),
+            (["run", faulty, "--sandbox"], faulty + ":1: qos: there is no resource"),
             (["run", "platforms/sample.json", "--sandbox", "--root", "x"], "corvanectl: --sandbox excludes --root"),
             (["run", "platforms/sample.json", "--root", str(self.folder)], "scaling_min_freq: no such node"),
             (["run", "platforms/sample.json", "--sandbox", "--trace", "/no/such/folder/t"], "/no/such/folder/t: cannot"),
@@ -491,7 +491,7 @@ class Kernel(Processes):
                   "qos[3].groups[0].nodes[1]: /proc/sys/kernel/no_such is missing: No such file or directory"]
         checked = run("check", "--device", faulty)
         self.assertEqual((checked.returncode, checked.stdout.splitlines()[6:]),
-                         (1, [faulty + ": " + fault for fault in faults]))
+                         (1, [faulty + ":1: " + fault for fault in faults]))
         self.assertEqual(run("run", faulty).stderr, "".join("warning: %s\n" % fault for fault in faults))
 
 

@@ -8,7 +8,7 @@ std::vector<Command> const& AllCommands()
 {
     static std::vector<Command> const all = [] {
         std::vector<Command> commands;
-        for (auto const& topic : {ClientCommands(), ShowCommands(), NodeCommands(), ScriptCommands()}) {
+        for (auto const& topic : {ClientCommands(), HintCommands(), ShowCommands(), NodeCommands(), ScriptCommands()}) {
             commands.insert(commands.end(), topic.begin(), topic.end());
         }
         return commands;

@@ -23,6 +23,8 @@ Command const& FindCommand(std::string const& name);
 
 /** What a client may ask of the library. */
 std::vector<Command> ClientCommands();
+/** What a platform gives names to. */
+std::vector<Command> HintCommands();
 /** What the library and the tool say of themselves. */
 std::vector<Command> ShowCommands();
 /** What concerns the nodes. */

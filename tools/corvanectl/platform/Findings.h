@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -20,29 +22,36 @@ inline std::string Count(std::size_t count, std::string const& what)
 struct Finding {
     std::string path; ///< the field, as in "qos[2].groups[0].limitBase"
     std::string text;
-    bool unreadable; ///< the field has no value that a further rule could look at
+    bool isWarning; ///< legal, and hardly meant
 };
 
 /** Everything that is wrong with a platform file, in the order in which it was found. */
 class Findings {
 public:
     void Add(std::string const& path, std::string const& text) { findings.push_back({path, text, false}); }
-    void AddUnreadable(std::string const& path, std::string const& text) { findings.push_back({path, text, true}); }
+    void Warn(std::string const& path, std::string const& text) { findings.push_back({path, text, true}); }
+    /** Of a field that has no value which a further rule could look at. */
+    void AddUnreadable(std::string const& path, std::string const& text)
+    {
+        Add(path, text);
+        unreadable.insert(path);
+    }
 
     bool Empty() const { return findings.empty(); }
+    bool HasErrors() const
+    {
+        return std::any_of(findings.begin(), findings.end(), [](Finding const& each) { return !each.isWarning; });
+    }
     std::vector<Finding> const& All() const { return findings; }
 
     /** @return whether a field is unreadable that stands under this path: rules on its neighbours would mislead. */
     bool AnyUnreadableUnder(std::string const& path) const
     {
-        for (Finding const& finding : findings) {
-            if (finding.unreadable && finding.path.compare(0, path.size(), path) == 0) {
-                return true;
-            }
-        }
-        return false;
+        auto const next = unreadable.lower_bound(path);
+        return next != unreadable.end() && next->compare(0, path.size(), path) == 0;
     }
 
 private:
     std::vector<Finding> findings;
+    std::set<std::string> unreadable; ///< paths
 };

@@ -4,8 +4,8 @@
 #include <charconv>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <system_error>
+#include <unordered_set>
 #include <utility>
 
 namespace {
@@ -26,50 +26,97 @@ std::string WhatOnly(std::string const& message)
     return colon == std::string::npos ? message : message.substr(colon + 2);
 }
 
-/** Follows a parse, to notice keys that are given twice: the parsed value holds only one of them. */
-class DuplicateKeys {
+/**
+ * Builds the value of a text, and notices keys that are given twice. Each list and object is filled when it ends: one
+ * that grows would look for each key among all before it, and copy all that is below.
+ */
+class Builder : public nlohmann::json_sax<Json> {
 public:
-    explicit DuplicateKeys(Findings& list) : findings(list) {}
-
-    bool operator()(int, Json::parse_event_t event, Json const& parsed)
+    Builder(std::string const& called, std::string const& whole, Findings& list)
+        : name(called), text(whole), findings(list)
     {
-        using Event = Json::parse_event_t;
-        switch (event) {
-        case Event::key:
-            frames.back().key = parsed.get<std::string>();
-            if (!frames.back().keys.insert(frames.back().key).second) {
-                findings.Add(Path(), "the key is given twice");
-            }
-            break;
-        case Event::object_start:
-        case Event::array_start:
-            EnterElement();
-            frames.push_back({event == Event::array_start, -1, {}, {}});
-            break;
-        case Event::object_end:
-        case Event::array_end:
-            frames.pop_back();
-            break;
-        case Event::value:
-            EnterElement();
-            break;
+    }
+
+    Json Take() { return std::move(root); }
+
+    bool null() override { return Put(nullptr); }
+    bool boolean(bool value) override { return Put(value); }
+    bool number_integer(number_integer_t value) override { return Put(value); }
+    bool number_unsigned(number_unsigned_t value) override { return Put(value); }
+    bool number_float(number_float_t value, string_t const& /*text*/) override { return Put(value); }
+    bool string(string_t& value) override { return Put(std::move(value)); }
+    bool binary(binary_t& value) override { return Put(std::move(value)); }
+
+    bool start_object(std::size_t /*elements*/) override { return Begin(false); }
+    bool start_array(std::size_t /*elements*/) override { return Begin(true); }
+
+    bool key(string_t& value) override
+    {
+        frames.back().key = value;
+        if (!frames.back().keys.insert(value).second) {
+            findings.Add(Path(), "the key is given twice");
         }
         return true;
+    }
+
+    bool end_object() override
+    {
+        Json object = Json::object();
+        Json::object_t::Container& fields = object.get_ref<Json::object_t&>();
+        fields.reserve(frames.back().values.size());
+        for (auto& [field, value] : frames.back().values) {
+            fields.emplace_back(std::move(field), std::move(value));
+        }
+        return End(std::move(object));
+    }
+
+    bool end_array() override
+    {
+        Json array = Json::array();
+        auto& elements = array.get_ref<Json::array_t&>();
+        elements.reserve(frames.back().values.size());
+        for (auto& element : frames.back().values) {
+            elements.push_back(std::move(element.second));
+        }
+        return End(std::move(array));
+    }
+
+    bool parse_error(std::size_t position, std::string const& /*token*/, Json::exception const& error) override
+    {
+        if (dynamic_cast<Json::parse_error const*>(&error) != nullptr) {
+            throw InputError(Place(name, text, position) + ": " + WhatOnly(error.what()));
+        }
+        throw InputError(name + ": " + error.what()); // a number beyond every range
     }
 
 private:
     struct Frame {
         bool isArray;
-        int index;
-        std::string key;
-        std::set<std::string> keys;
+        std::string key; ///< of the value that comes next
+        std::vector<std::pair<std::string, Json>> values;
+        std::unordered_set<std::string> keys;
     };
 
-    void EnterElement()
+    bool Put(Json value)
     {
-        if (!frames.empty() && frames.back().isArray) {
-            ++frames.back().index;
+        if (frames.empty()) {
+            root = std::move(value);
+        } else {
+            frames.back().values.emplace_back(std::move(frames.back().key), std::move(value));
         }
+        return true;
+    }
+
+    bool Begin(bool isArray)
+    {
+        frames.push_back({isArray, {}, {}, {}});
+        return true;
+    }
+
+    bool End(Json value)
+    {
+        frames.pop_back();
+        return Put(std::move(value));
     }
 
     std::string Path() const
@@ -77,7 +124,7 @@ private:
         std::string path;
         for (Frame const& frame : frames) {
             if (frame.isArray) {
-                path += "[" + std::to_string(frame.index) + "]";
+                path += "[" + std::to_string(frame.values.size()) + "]";
             } else {
                 path += (path.empty() ? "" : ".") + frame.key;
             }
@@ -85,7 +132,10 @@ private:
         return path;
     }
 
+    std::string const& name;
+    std::string const& text;
     Findings& findings;
+    Json root;
     std::vector<Frame> frames;
 };
 
@@ -118,16 +168,9 @@ std::optional<int> ToLevel(std::string const& text)
 
 Json ParseJson(std::string const& name, std::string const& text, Findings& findings)
 {
-    auto duplicates = std::make_shared<DuplicateKeys>(findings);
-    try {
-        return Json::parse(text, [duplicates](int depth, Json::parse_event_t event, Json const& parsed) {
-            return (*duplicates)(depth, event, parsed);
-        });
-    } catch (Json::parse_error const& error) {
-        throw InputError(Place(name, text, error.byte) + ": " + WhatOnly(error.what()));
-    } catch (Json::exception const& error) {
-        throw InputError(name + ": " + error.what()); // a number beyond every range
-    }
+    Builder builder(name, text, findings);
+    Json::sax_parse(text, &builder);
+    return builder.Take();
 }
 
 JsonObject::JsonObject(Json const& object, std::string where, Findings& list)
@@ -135,6 +178,10 @@ JsonObject::JsonObject(Json const& object, std::string where, Findings& list)
 {
     if (!json.is_object()) {
         findings.AddUnreadable(path, std::string("must be an object, not ") + json.type_name());
+        return;
+    }
+    for (auto const& [key, value] : json.get_ref<Json::object_t const&>()) {
+        fields.emplace(key, &value);
     }
 }
 
@@ -157,13 +204,13 @@ std::string JsonObject::Path(std::string const& key) const
 
 bool JsonObject::Has(std::string const& key) const
 {
-    return json.is_object() && json.contains(key);
+    return fields.count(key) != 0;
 }
 
 bool JsonObject::IsNull(std::string const& key)
 {
     known.insert(key);
-    return Has(key) && json[key].is_null();
+    return Has(key) && fields.at(key)->is_null();
 }
 
 Json const* JsonObject::Field(std::string const& key, bool required, bool (Json::*accepts)() const noexcept,
@@ -176,7 +223,7 @@ Json const* JsonObject::Field(std::string const& key, bool required, bool (Json:
         }
         return nullptr;
     }
-    Json const& field = json[key];
+    Json const& field = *fields.at(key);
     if (!(field.*accepts)()) {
         findings.AddUnreadable(Path(key), std::string("must be ") + type + ", not " + field.type_name());
         return nullptr;

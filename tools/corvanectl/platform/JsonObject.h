@@ -8,6 +8,8 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 /** Keeps the order of the file, so that findings come in the order of the file. */
@@ -62,6 +64,7 @@ private:
     template <typename Number> Number WholeNumber(std::string const& key, std::optional<Number> fallback);
 
     Json const& json;
+    std::unordered_map<std::string_view, Json const*> fields; ///< the object's own look-up walks through all
     std::string const path;
     Findings& findings;
     std::set<std::string> known; ///< the keys asked for

@@ -6,6 +6,7 @@
 #include <corvane/PerfConfig.h>
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,15 @@ struct QosEntry {
     std::string globalBoostNode;
 };
 
+/** What is started and stopped by a name: an event or a scenario of the platform or, with neither, a request. */
+struct NamedHint {
+    std::string name;
+    std::optional<PerfEventId> event;
+    std::optional<PerfScenarioId> scenario;
+    unsigned int duration = 0; ///< ms; 0 until stopped
+    std::vector<PerfRequestInfo> infos;
+};
+
 /** A platform file. */
 struct Platform {
     std::string name;
@@ -37,6 +47,7 @@ struct Platform {
     std::vector<QosEntry> qos; ///< in the order of the file; ids may clash until checked
     std::vector<ConfigurableEvent> events;
     std::vector<ConfigurableScenario> scenarios;
+    std::vector<NamedHint> hints;
     ProbeEvent probe;
     bool hasProbe = false;
     std::string threadBinderNode;

@@ -134,6 +134,21 @@ ConfigurableScenario ReadScenario(JsonObject& json)
     return scenario;
 }
 
+NamedHint ReadHint(JsonObject& json)
+{
+    NamedHint hint;
+    hint.name = json.Text("name");
+    if (json.Has("event")) {
+        hint.event = json.Unsigned("event");
+    } else if (json.Has("scenario")) {
+        hint.scenario = json.Unsigned("scenario");
+    } else {
+        hint.duration = json.Unsigned("duration", 0);
+        json.Objects("qos", [&](JsonObject& qos) { hint.infos.push_back({qos.Unsigned("id"), ReadGroupInfos(qos)}); });
+    }
+    return hint;
+}
+
 void ReadProbe(JsonObject& json, Platform& platform)
 {
     platform.hasProbe = true;
@@ -158,6 +173,7 @@ Platform ReadPlatform(std::string const& name, std::string const& text, Findings
     json.Objects("qos", [&](JsonObject& qos) { platform.qos.push_back(ReadQos(qos)); });
     json.Objects("events", [&](JsonObject& event) { platform.events.push_back(ReadEvent(event)); });
     json.Objects("scenarios", [&](JsonObject& scenario) { platform.scenarios.push_back(ReadScenario(scenario)); });
+    json.Objects("hints", [&](JsonObject& hint) { platform.hints.push_back(ReadHint(hint)); });
     json.Object("probe", [&](JsonObject& probe) { ReadProbe(probe, platform); });
     json.RejectUnknownKeys();
     return platform;

@@ -22,5 +22,6 @@ void SummarisePlatform(Platform const& platform, std::ostream& out)
         }
     }
     out << Count(platform.qos.size(), "resource") << ", " << Count(platform.events.size(), "event") << ", "
-        << Count(platform.scenarios.size(), "scenario") << ", " << (platform.hasProbe ? "a probe" : "no probe") << "\n";
+        << Count(platform.scenarios.size(), "scenario") << ", " << (platform.hasProbe ? "a probe" : "no probe")
+        << (platform.hints.empty() ? "" : ", " + Count(platform.hints.size(), "hint")) << "\n";
 }

@@ -16,6 +16,7 @@ struct CheckOptions {
     PlatformInput platform;
     std::string root;
     bool device = false;
+    bool strict = false;
 };
 
 int Check(CheckOptions const& options)
@@ -26,19 +27,21 @@ int Check(CheckOptions const& options)
     story.Add(log);
     LibraryVoice const voice(story);
     Findings findings;
-    Platform const platform = input.Read(ReadTextFile(input.file), findings);
-    input.Print(findings, std::cout);
-    if (!findings.Empty()) {
+    std::string const text = ReadTextFile(input.file);
+    Platform const platform = input.Read(text, findings);
+    input.Print(findings, text, std::cout);
+    if (findings.HasErrors() || (options.strict && !findings.Empty())) {
         return STATUS_BAD_INPUT;
     }
     SummarisePlatform(platform, std::cout);
     if (!options.device) {
         return STATUS_OK;
     }
+    Findings misfits;
     CheckDevice(
-        platform, [&](std::string const& node) { return options.root + node; }, findings);
-    input.Print(findings, std::cout);
-    return findings.Empty() ? STATUS_OK : STATUS_NOT_AS_EXPECTED;
+        platform, [&](std::string const& node) { return options.root + node; }, misfits);
+    input.Print(misfits, text, std::cout);
+    return misfits.Empty() ? STATUS_OK : STATUS_NOT_AS_EXPECTED;
 }
 
 } // namespace
@@ -48,6 +51,7 @@ Verb AddCheck(CLI::App& app)
     auto* const verb = app.add_subcommand("check", "Say what is wrong with a platform file");
     auto const options = std::make_shared<CheckOptions>();
     options->platform.AddTo(*verb);
+    verb->add_flag("--strict", options->strict, "Let a warning fail, too");
     auto* const device = verb->add_flag("--device", options->device, "Say as well what is wrong with the nodes here");
     verb->add_option("--root", options->root, "Put this folder before every path")->needs(device);
     return {verb, [options] { return Check(*options); }};

@@ -1,5 +1,6 @@
 #include "tools/corvanectl/program/PlatformInput.h"
 
+#include "tools/corvanectl/platform/JsonPlaces.h"
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
 
@@ -17,9 +18,16 @@ Platform PlatformInput::Read(std::string const& text, Findings& findings) const
     return platform;
 }
 
-void PlatformInput::Print(Findings const& findings, std::ostream& out) const
+void PlatformInput::Print(Findings const& findings, std::string const& text, std::ostream& out) const
 {
+    std::vector<std::string> paths;
     for (Finding const& finding : findings.All()) {
-        out << file << ": " << finding.path << (finding.path.empty() ? "" : ": ") << finding.text << "\n";
+        paths.push_back(finding.path);
+    }
+    std::vector<unsigned int> const lines = LinesOf(text, paths);
+    auto line = lines.begin();
+    for (Finding const& finding : findings.All()) {
+        out << file << ":" << *line++ << ": " << (finding.isWarning ? "warning: " : "") << finding.path
+            << (finding.path.empty() ? "" : ": ") << finding.text << "\n";
     }
 }

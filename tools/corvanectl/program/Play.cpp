@@ -118,8 +118,8 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
     LibraryVoice const voice(story);
     Findings findings;
     Platform platform = options.platform.Read(platformText, findings);
-    if (!findings.Empty()) {
-        options.platform.Print(findings, std::cerr);
+    if (findings.HasErrors()) {
+        options.platform.Print(findings, platformText, std::cerr);
         return STATUS_BAD_INPUT;
     }
     LibraryVoice::Switch(options.logBits);

@@ -1,7 +1,9 @@
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
 
+#include <algorithm>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -35,24 +37,32 @@ private:
 /** The rules of the values that an event, a scenario or the probe asks for. */
 class ValueCheck {
 public:
-    ValueCheck(Platform const& checked, Findings& list) : platform(checked), findings(list) {}
+    ValueCheck(Platform const& checked, Findings& list) : platform(checked), findings(list)
+    {
+        for (QosEntry const& entry : platform.qos) {
+            resources.emplace(entry.id, &entry);
+        }
+    }
 
     /** @return the resource if it is built and readable; notes why values for it would be refused or lost. */
     QosEntry const* Resource(std::string const& path, PerfQosId id, bool mayBeUnsupported)
     {
-        QosEntry const* const entry = FindQos(platform, id);
-        if (entry == nullptr) {
+        auto const found = resources.find(id);
+        if (found == resources.end()) {
             findings.Add(path, "there is no resource " + std::to_string(id));
             return nullptr;
         }
+        QosEntry const* const entry = found->second;
         if (findings.AnyUnreadableUnder(Indexed("qos", static_cast<std::size_t>(entry - platform.qos.data())))) {
             return nullptr; // what it accepts is not known
         }
-        if (IsBuilt(*entry, platform.control)) {
+        if (!GroupsOf(*entry).empty()) {
             return entry;
         }
         if (!mayBeUnsupported) {
-            findings.Add(path, "resource " + std::to_string(id) + " is not on this platform");
+            std::string const off = SwitchedOffBy(*entry, platform.control);
+            findings.Add(path, "resource " + std::to_string(id) + " is not on this platform" +
+                                   (off.empty() ? "" : " without " + off));
         }
         return nullptr;
     }
@@ -62,16 +72,16 @@ public:
         if (infos.empty()) {
             findings.Add(path, "there is no group");
         }
-        auto const selected = SelectedGroups(entry, platform.control);
+        std::size_t const count = GroupsOf(entry).size();
         UniqueIds ids(path, findings);
         for (std::size_t i = 0; i < infos.size(); ++i) {
             std::string const where = Indexed(path, i);
             ids.Add(i, infos[i].groupId);
-            if (infos[i].groupId >= selected.size()) {
+            if (infos[i].groupId >= count) {
                 findings.Add(where + ".id", "resource " + std::to_string(entry.id) + " has no group " +
                                                 std::to_string(infos[i].groupId));
             } else if (!findings.AnyUnreadableUnder(where)) {
-                Operations(where, entry, selected[infos[i].groupId], infos[i]);
+                Operations(where, entry, infos[i]);
             }
         }
         if (KindOf(entry) == ResourceKind::EAS) {
@@ -80,9 +90,9 @@ public:
     }
 
     /** Notes a value that the group refuses. */
-    void Value(std::string const& where, QosEntry const& entry, std::size_t group, long long value)
+    void Value(std::string const& where, QosEntry const& entry, unsigned int group, long long value)
     {
-        PerfGroupConfig const config = Revised(entry, group, SortedFrequencies(entry), platform.control.chipType);
+        PerfGroupConfig const& config = GroupsOf(entry)[group];
         bool const openEnded = entry.overwriteMaxFreq && entry.frequencies.empty();
         bool const outside = value < config.availableMin || (value > config.availableMax && !openEnded);
         if (outside && !config.clampOutOfRange) {
@@ -95,11 +105,23 @@ public:
     }
 
 private:
-    void Operations(std::string const& where, QosEntry const& entry, std::size_t group, GroupInfo const& info)
+    /** The groups as the library has them, once for all values; none if the resource is not built. */
+    std::vector<PerfGroupConfig> const& GroupsOf(QosEntry const& entry)
+    {
+        auto const [known, isNew] = groups.emplace(entry.id, std::vector<PerfGroupConfig>{});
+        if (isNew && IsBuilt(entry, platform.control)) {
+            for (std::size_t const index : SelectedGroups(entry, platform.control)) {
+                known->second.push_back(Revised(entry, index, SortedFrequencies(entry), platform.control.chipType));
+            }
+        }
+        return known->second;
+    }
+
+    void Operations(std::string const& where, QosEntry const& entry, GroupInfo const& info)
     {
         std::optional<int> boost;
         for (auto const& [operation, value] : info.operations) {
-            Value(where + (operation == PERF_OPERATION_BOOST ? ".boost" : ".limit"), entry, group, value);
+            Value(where + (operation == PERF_OPERATION_BOOST ? ".boost" : ".limit"), entry, info.groupId, value);
             if (operation == PERF_OPERATION_BOOST) {
                 boost = value;
             } else if (boost && *boost > value) {
@@ -131,7 +153,17 @@ private:
 
     Platform const& platform;
     Findings& findings;
+    std::map<PerfQosId, QosEntry const*> resources;
+    std::map<PerfQosId, std::vector<PerfGroupConfig>> groups;
 };
+
+void CheckDuration(std::string const& path, unsigned int duration, Findings& findings)
+{
+    if ((duration < PERF_DURATION_MIN_MS || duration > PERF_DURATION_MAX_MS) && !findings.AnyUnreadableUnder(path)) {
+        findings.Add(path, std::to_string(duration) + " ms is outside " + std::to_string(PERF_DURATION_MIN_MS) +
+                               " .. " + std::to_string(PERF_DURATION_MAX_MS));
+    }
+}
 
 void CheckPhases(std::string const& path, QosEntry const* entry, std::vector<EventPhase> const& phases,
                  ValueCheck& values, Findings& findings)
@@ -141,13 +173,7 @@ void CheckPhases(std::string const& path, QosEntry const* entry, std::vector<Eve
     }
     for (std::size_t i = 0; i < phases.size(); ++i) {
         std::string const where = Indexed(path, i);
-        unsigned int const duration = phases[i].duration;
-        if ((duration < PERF_DURATION_MIN_MS || duration > PERF_DURATION_MAX_MS) &&
-            !findings.AnyUnreadableUnder(where + ".duration")) {
-            findings.Add(where + ".duration", std::to_string(duration) + " ms is outside " +
-                                                  std::to_string(PERF_DURATION_MIN_MS) + " .. " +
-                                                  std::to_string(PERF_DURATION_MAX_MS));
-        }
+        CheckDuration(where + ".duration", phases[i].duration, findings);
         if (entry != nullptr) {
             values.Groups(where + ".groups", *entry, phases[i].groupInfos);
         }
@@ -173,6 +199,20 @@ void CheckEvent(std::string const& path, ConfigurableEvent const& event, ValueCh
     }
 }
 
+/** @param items of a scenario or a request: all of their resources must be there. */
+template <typename Items>
+void CheckItems(std::string const& path, Items const& items, ValueCheck& values, Findings& findings)
+{
+    UniqueIds ids(path, findings);
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        std::string const where = Indexed(path, i);
+        ids.Add(i, items[i].qosId);
+        if (QosEntry const* const entry = values.Resource(where + ".id", items[i].qosId, false)) {
+            values.Groups(where + ".groups", *entry, items[i].groupInfos);
+        }
+    }
+}
+
 void CheckScenario(std::string const& path, ConfigurableScenario const& scenario, ValueCheck& values,
                    Findings& findings)
 {
@@ -183,14 +223,53 @@ void CheckScenario(std::string const& path, ConfigurableScenario const& scenario
     if (scenario.qosItems.empty()) {
         findings.Add(path + ".qos", "there is no resource");
     }
-    UniqueIds ids(path + ".qos", findings);
-    for (std::size_t i = 0; i < scenario.qosItems.size(); ++i) {
-        ScenarioQosItem const& item = scenario.qosItems[i];
-        std::string const where = Indexed(path + ".qos", i);
-        ids.Add(i, item.qosId);
-        if (QosEntry const* const entry = values.Resource(where + ".id", item.qosId, false)) {
-            values.Groups(where + ".groups", *entry, item.groupInfos);
+    CheckItems(path + ".qos", scenario.qosItems, values, findings);
+}
+
+bool HasEvent(Platform const& platform, PerfEventId id)
+{
+    return std::any_of(platform.events.begin(), platform.events.end(),
+                       [id](ConfigurableEvent const& event) { return event.eventId == id; });
+}
+
+bool HasScenario(Platform const& platform, PerfScenarioId id)
+{
+    return std::any_of(platform.scenarios.begin(), platform.scenarios.end(),
+                       [id](ConfigurableScenario const& scenario) { return scenario.scenarioId == id; });
+}
+
+void CheckHint(std::string const& path, NamedHint const& hint, Platform const& platform, ValueCheck& values,
+               Findings& findings)
+{
+    if (hint.event || hint.scenario) {
+        if (hint.event && !HasEvent(platform, *hint.event)) {
+            findings.Add(path + ".event", "there is no event " + std::to_string(*hint.event));
+        } else if (hint.scenario && !HasScenario(platform, *hint.scenario)) {
+            findings.Add(path + ".scenario", "there is no scenario " + std::to_string(*hint.scenario));
         }
+        return;
+    }
+    if (hint.duration != 0) {
+        CheckDuration(path + ".duration", hint.duration, findings);
+    }
+    if (hint.infos.empty()) {
+        findings.Add(path, "there is neither an event nor a scenario nor a resource");
+    }
+    CheckItems(path + ".qos", hint.infos, values, findings);
+}
+
+void CheckHints(Platform const& platform, ValueCheck& values, Findings& findings)
+{
+    std::set<std::string> names;
+    for (std::size_t i = 0; i < platform.hints.size(); ++i) {
+        std::string const path = Indexed("hints", i);
+        if (findings.AnyUnreadableUnder(path)) {
+            continue;
+        }
+        if (!names.insert(platform.hints[i].name).second) {
+            findings.Add(path + ".name", platform.hints[i].name + " is the name of another hint already");
+        }
+        CheckHint(path, platform.hints[i], platform, values, findings);
     }
 }
 
@@ -208,7 +287,7 @@ void CheckProbe(Platform const& platform, ValueCheck& values, Findings& findings
         }
         any = true;
         if (QosEntry const* const entry = values.Resource(path, boost.first, false)) {
-            values.Value(path, *entry, SelectedGroups(*entry, platform.control).front(), boost.second);
+            values.Value(path, *entry, 0, boost.second);
         }
     }
     if (!any) {
@@ -237,6 +316,7 @@ void CheckCatalogues(Platform const& platform, Findings& findings)
         scenarioIds.Add(i, platform.scenarios[i].scenarioId);
         CheckScenario(Indexed("scenarios", i), platform.scenarios[i], values, findings);
     }
+    CheckHints(platform, values, findings);
     if (platform.hasProbe) {
         CheckProbe(platform, values, findings);
     }

@@ -252,4 +252,5 @@ void CheckPlatform(Platform const& platform, Findings& findings)
     }
     CheckPlaces(platform, findings);
     CheckCatalogues(platform, findings);
+    CheckSense(platform, findings);
 }
