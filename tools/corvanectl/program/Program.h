@@ -19,3 +19,4 @@ struct Verb {
 Verb AddDemo(CLI::App& app);
 Verb AddRun(CLI::App& app);
 Verb AddCheck(CLI::App& app);
+Verb AddImport(CLI::App& app);

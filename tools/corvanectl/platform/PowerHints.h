@@ -1,0 +1,56 @@
+#pragma once
+
+#include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/platform/JsonObject.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+/** A node of a power-hint file. Of the active hints' values the first of the list is written, of none the default. */
+struct HintNode {
+    std::string name;
+    std::string path;
+    std::vector<std::string> values;
+    std::size_t defaultIndex = 0;
+    bool resetOnInit = false;
+};
+
+/** What a hint asks of one node. */
+struct HintAction {
+    std::size_t node = 0;      ///< position in PowerHints::nodes
+    std::size_t value = 0;     ///< position in the node's values
+    unsigned int duration = 0; ///< ms; 0 until the hint is ended
+    std::string path;          ///< of its duration, in the file
+};
+
+struct PowerHint {
+    std::string name;
+    std::vector<HintAction> actions; ///< one for each node
+};
+
+/** A power-hint file in the public format of the platform's own power-hint library. */
+struct PowerHints {
+    std::vector<HintNode> nodes;
+    std::vector<PowerHint> hints; ///< in the order of their first actions
+};
+
+/**
+ * Reads a power-hint file.
+ * @param wrong takes what cannot be read. @param lost takes what is well, and has no counterpart in a platform.
+ * @throws InputError if it is not JSON.
+ */
+PowerHints ReadPowerHints(std::string const& name, std::string const& text, Findings& wrong, Findings& lost);
+
+/** What a power-hint file becomes. */
+struct ImportedPlatform {
+    Json platform;      ///< in the format of platforms/README.md
+    std::string script; ///< starts and stops every hint once
+};
+
+/**
+ * Makes a level map of each node: level 0 is its default, level 1 the last of its values and the highest the first, so
+ * that of all that is asked for the highest level wins. A hint that ends by itself becomes an event, any other a
+ * scenario; when their ids are used up, a request.
+ */
+ImportedPlatform ImportPowerHints(PowerHints const& hints, std::string const& name, Findings& lost);

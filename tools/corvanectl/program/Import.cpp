@@ -1,0 +1,58 @@
+#include "tools/corvanectl/platform/PowerHints.h"
+#include "tools/corvanectl/program/Files.h"
+#include "tools/corvanectl/program/PlatformInput.h"
+#include "tools/corvanectl/program/Program.h"
+
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+namespace {
+
+struct ImportOptions {
+    std::string file;
+    std::string output;
+};
+
+int Import(ImportOptions const& options)
+{
+    PlatformInput source;
+    source.file = options.file;
+    std::string const text = ReadTextFile(options.file);
+    Findings wrong;
+    Findings lost;
+    PowerHints const hints = ReadPowerHints(options.file, text, wrong, lost);
+    if (!wrong.Empty()) {
+        source.Print(wrong, text, std::cout);
+        return STATUS_BAD_INPUT;
+    }
+    std::filesystem::path const output(options.output);
+    ImportedPlatform const imported = ImportPowerHints(hints, output.stem(), lost);
+    source.Print(lost, text, std::cout);
+    std::string const script = std::filesystem::path(output).replace_extension(".txt");
+    if (script == options.output) {
+        throw InputError(script + ": is what the script beside the platform is to be called");
+    }
+    OutputFile platformFile(output);
+    OutputFile scriptFile(script);
+    platformFile.Stream() << imported.platform.dump(2) << "\n";
+    scriptFile.Stream() << imported.script;
+    bool const isWhole = platformFile.Finish() && scriptFile.Finish();
+    std::cout << output.string() << ", " << script << ": " << Count(imported.platform["qos"].size(), "node") << ", "
+              << Count(imported.platform["hints"].size(), "hint") << ": "
+              << Count(imported.platform["events"].size(), "event") << ", "
+              << Count(imported.platform["scenarios"].size(), "scenario") << ", the rest requests\n";
+    return isWhole ? STATUS_OK : STATUS_CANNOT_WRITE;
+}
+
+} // namespace
+
+Verb AddImport(CLI::App& app)
+{
+    auto* const verb = app.add_subcommand("import", "Make a platform file of a power-hint file");
+    auto const options = std::make_shared<ImportOptions>();
+    verb->add_option("POWERHINT", options->file, "The power-hint file")->required();
+    verb->add_option("-o,--output", options->output, "The platform file; a script comes out beside it, as .txt")
+        ->required();
+    return {verb, [options] { return Import(*options); }};
+}
