@@ -20,3 +20,4 @@ Verb AddDemo(CLI::App& app);
 Verb AddRun(CLI::App& app);
 Verb AddCheck(CLI::App& app);
 Verb AddImport(CLI::App& app);
+Verb AddCpp(CLI::App& app);
