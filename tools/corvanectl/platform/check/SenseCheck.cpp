@@ -145,7 +145,10 @@ private:
     void CheckIsOn(std::string const& path, PerfQosId id)
     {
         QosEntry const* const entry = FindQos(platform, id);
-        std::string const off = entry == nullptr ? "" : SwitchedOffBy(*entry, platform.control);
+        if (entry == nullptr) {
+            return;
+        }
+        std::string const off = SwitchedOffBy(*entry, platform.control);
         if (!off.empty()) {
             findings.Warn(path, ResourceName(*entry) + " never writes without " + off + "; set that, or leave it out");
         }
