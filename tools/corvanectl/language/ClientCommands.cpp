@@ -131,6 +131,20 @@ void Reset(Interpreter& interpreter, Words& words)
     AnswerRelease(session, 0, {});
 }
 
+/** @return what the platform's scenario of this id asks for, if there is one. */
+std::vector<PerfRequestInfo> InfosOf(Platform const& platform, unsigned int scenario)
+{
+    std::vector<PerfRequestInfo> infos;
+    for (ConfigurableScenario const& described : platform.scenarios) {
+        for (ScenarioQosItem const& item : described.qosItems) {
+            if (described.scenarioId == scenario) {
+                infos.push_back({item.qosId, item.groupInfos});
+            }
+        }
+    }
+    return infos;
+}
+
 using HoldCall = int (ConfigManager::*)(int, unsigned int, unsigned long long&);
 
 /** A scenario or a mode, held until its handle is released. */
@@ -141,6 +155,9 @@ void Hold(Session& session, Words& words, char const* what, char const* idMeanin
     held.pid = words.TakeInt("the process id");
     held.id = words.TakeUnsigned(idMeaning);
     held.name = TakeName(words);
+    if (held.what == "scenario") {
+        held.infos = InfosOf(session.Described(), held.id);
+    }
     int const result = (session.Manager().*call)(held.pid, held.id, held.handle);
     AnswerWithHandle(session, result, held);
 }
@@ -161,7 +178,11 @@ void SetSuspend(Session& session, unsigned int on, Words& words)
     do {
         params.push_back(ToQosId(session, words.Take("the id or name of a resource")));
     } while (!words.Empty());
-    Answer(session, session.Manager().PerfSetSuspend(params));
+    int const result = session.Manager().PerfSetSuspend(params);
+    Answer(session, result);
+    if (result == 0) {
+        session.Tell(Suspended{{params.begin() + 1, params.end()}, on == 1});
+    }
 }
 
 void Suspend(Interpreter& interpreter, Words& words)
@@ -174,11 +195,27 @@ void Resume(Interpreter& interpreter, Words& words)
     SetSuspend(interpreter.Live(), 0, words);
 }
 
+/** Tells what a call has answered that starts or stops something. */
+void AnswerTrigger(Session& session, int result, Triggered const& triggered)
+{
+    Answer(session, result);
+    if (result == 0) {
+        session.Tell(triggered);
+    }
+}
+
 void Event(Interpreter& interpreter, Words& words)
 {
     Session& session = interpreter.Live();
     unsigned int const id = words.TakeUnsigned("the id of an event");
-    Answer(session, session.Manager().PerfEvent(id, words.TakeUnsigneds("a parameter"), "corvanectl"));
+    std::vector<unsigned int> const params = words.TakeUnsigneds("a parameter");
+    Triggered event{"event", id, params.empty() || params[0] == 1, 0, params.size() > 1 ? params[1] : 0, {}};
+    for (ConfigurableEvent const& described : session.Described().events) {
+        if (described.eventId == id) {
+            event.commands = described.qosCommands;
+        }
+    }
+    AnswerTrigger(session, session.Manager().PerfEvent(id, params, "corvanectl"), event);
 }
 
 void Probe(Interpreter& interpreter, Words& words)
@@ -190,7 +227,17 @@ void Probe(Interpreter& interpreter, Words& words)
     }
     unsigned int const tid = words.TakeUnsigned("a thread id");
     words.End();
-    Answer(session, session.Manager().PerfEvent(PROBE_EVENT_ID, {start ? 1U : 0U, 0, tid}, "corvanectl"));
+    ProbeEvent const& probe = session.Described().probe;
+    Triggered triggered{"probe", tid, start, probe.startDelay, 0, {}};
+    for (auto const& [id, boost] :
+         {std::pair(PERF_QOS_CPU_M, probe.cpuM), {PERF_QOS_CPU_B, probe.cpuB}, {PERF_QOS_GPU, probe.gpu}}) {
+        if (boost != 0) {
+            GroupInfo const floor{0, {{PERF_OPERATION_BOOST, static_cast<int>(boost)}}};
+            triggered.commands.push_back({id, {{probe.duration, {floor}}}});
+        }
+    }
+    AnswerTrigger(session, session.Manager().PerfEvent(PROBE_EVENT_ID, {start ? 1U : 0U, 0, tid}, "corvanectl"),
+                  triggered);
 }
 
 void Debug(Interpreter& interpreter, Words& words)

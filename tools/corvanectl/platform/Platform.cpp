@@ -68,12 +68,12 @@ std::vector<PlatformNode> NodesOf(Platform const& platform)
     std::vector<PlatformNode> nodes;
     for (std::size_t i = 0; i < platform.qos.size(); ++i) {
         for (PerfGroupConfig const& group : platform.qos[i].groups) {
-            for (std::string const& node : group.nodePathVec) {
-                nodes.push_back({node, i});
+            for (std::size_t index = 0; index < group.nodePathVec.size(); ++index) {
+                nodes.push_back({group.nodePathVec[index], i, group.groupId, index});
             }
         }
         if (!platform.qos[i].globalBoostNode.empty()) {
-            nodes.push_back({platform.qos[i].globalBoostNode, i});
+            nodes.push_back({platform.qos[i].globalBoostNode, i, static_cast<unsigned int>(platform.qos[i].groups.size())});
         }
     }
     if (!platform.threadBinderNode.empty()) {

@@ -80,6 +80,8 @@ QosEntry const* FindQos(Platform const& platform, PerfQosId id);
 struct PlatformNode {
     std::string name;
     std::size_t resource; ///< position in Platform::qos; behind the last one: the thread binder's
+    unsigned int group = 0;
+    std::size_t index = 0; ///< among the nodes of its group
 };
 
 /** The nodes of all resources, in the order of the file, and then the thread binder's. */

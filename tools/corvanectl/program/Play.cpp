@@ -7,7 +7,9 @@
 #include "tools/corvanectl/program/Program.h"
 #include "tools/corvanectl/session/LibraryVoice.h"
 #include "tools/corvanectl/session/Session.h"
+#include "tools/corvanectl/story/Chart.h"
 #include "tools/corvanectl/story/LogLines.h"
+#include "tools/corvanectl/story/SvgWriter.h"
 #include "tools/corvanectl/story/Trace.h"
 #include "tools/corvanectl/story/Transcript.h"
 
@@ -20,20 +22,22 @@
 
 namespace {
 
-/** The trace file of a play: written when the play is over, however it ends. */
-class TraceFile {
+/** A file of what a listener heard: written when the play is over, however it ends. */
+template <typename Listener> class StoryFile {
 public:
-    TraceFile(std::string const& name, Story& story) : file(name) { story.Add(trace); }
-    TraceFile(TraceFile const&) = delete;
-    TraceFile& operator=(TraceFile const&) = delete;
-    ~TraceFile() { Finish(); }
+    using Writer = void (*)(Listener const&, std::ostream&);
+
+    StoryFile(std::string const& name, Writer writer, Story& story) : file(name), write(writer) { story.Add(listener); }
+    StoryFile(StoryFile const&) = delete;
+    StoryFile& operator=(StoryFile const&) = delete;
+    ~StoryFile() { Finish(); }
 
     /** Writes it, if that has not happened. @return whether it could be written. */
     bool Finish()
     {
         if (!finished) {
             finished = true;
-            trace.Write(file.Stream());
+            write(listener, file.Stream());
             whole = file.Finish();
         }
         return whole;
@@ -41,9 +45,35 @@ public:
 
 private:
     OutputFile file;
-    Trace trace;
+    Writer const write;
+    Listener listener;
     bool finished = false;
     bool whole = true;
+};
+
+/** The files that a play leaves. */
+class StoryFiles {
+public:
+    StoryFiles(PlayOptions const& options, Story& story)
+    {
+        if (!options.traceFile.empty()) {
+            trace.emplace(options.traceFile, [](Trace const& heard, std::ostream& out) { heard.Write(out); }, story);
+        }
+        if (!options.plotFile.empty()) {
+            plot.emplace(options.plotFile, WriteSvg, story);
+        }
+    }
+
+    /** Writes them. @return whether all could be written. */
+    bool Finish()
+    {
+        bool const traceIsWhole = !trace || trace->Finish();
+        return (!plot || plot->Finish()) && traceIsWhole;
+    }
+
+private:
+    std::optional<StoryFile<Trace>> trace;
+    std::optional<StoryFile<Chart>> plot;
 };
 
 /** While it lives, a second signal leaves the nodes in a hurry. */
@@ -88,6 +118,7 @@ void PlayOptions::AddTo(CLI::App& verb)
 {
     verb.add_flag("--live", live, "Let time pass as it does, in a sandbox too, and show writes as they happen");
     verb.add_option("--trace", traceFile, "Write a Chrome-JSON trace to this file");
+    verb.add_option("--plot", plotFile, "Draw what the nodes held and who asked for it to this SVG file");
 }
 
 CommandSource ScriptSource(std::string const& name, std::string const& text)
@@ -123,10 +154,7 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
         return STATUS_BAD_INPUT;
     }
     LibraryVoice::Switch(options.logBits);
-    std::optional<TraceFile> trace;
-    if (!options.traceFile.empty()) {
-        trace.emplace(options.traceFile, story);
-    }
+    StoryFiles files(options, story);
     bool const showAtOnce = options.live || source.isTerminal || time.IsVirtual();
     Transcript transcript(std::cout, {showAtOnce, !source.isTerminal});
     story.Add(transcript);
@@ -135,7 +163,7 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
     Interpreter interpreter(session);
     RunCommands(source, stop, interpreter);
     bool const isAsExpected = session.End() && !interpreter.HasFailed();
-    if (trace && !trace->Finish()) {
+    if (!files.Finish()) {
         return STATUS_CANNOT_WRITE;
     }
     return isAsExpected ? STATUS_OK : STATUS_NOT_AS_EXPECTED;

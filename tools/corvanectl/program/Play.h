@@ -12,6 +12,7 @@
 struct PlayOptions {
     PlatformInput platform;
     std::string traceFile;
+    std::string plotFile;
     unsigned int logBits = 0;
     bool live = false; ///< in real time, in a sandbox too
 
@@ -33,7 +34,7 @@ CommandSource StandardInput();
 
 /**
  * Plays commands to their end, to "quit" or until the process is asked to end; then the nodes are left, and the trace
- * is written. In a sandbox time is virtual, unless it is to be live. From a terminal, a command that cannot be read is
+ * and the picture are written. In a sandbox time is virtual, unless it is to be live. From a terminal, a command that cannot be read is
  * reported and the next one awaited; from a script it ends the play.
  * @return the exit status. @throws InputError with name and line.
  */

@@ -55,9 +55,17 @@ Began Session::Beginning() const
 {
     Began began;
     for (PlatformNode const& node : NodesOf(platform)) {
-        bool const isBinder = node.resource == platform.qos.size();
-        began.nodes.push_back({node.name, node.resource, isBinder ? "" : platform.qos[node.resource].name,
-                               nodes.Read(node.name).value_or("")});
+        Began::Node begun{node.name, node.resource, "", nodes.Read(node.name).value_or("")};
+        if (node.resource != platform.qos.size()) {
+            QosEntry const& entry = platform.qos[node.resource];
+            std::size_t const ceiling = KindOf(entry) == ResourceKind::FREQUENCY ? 1 : 0;
+            begun.resourceName = entry.name;
+            begun.id = entry.id;
+            begun.group = node.group;
+            begun.showsFloors = node.index == 0;
+            begun.showsCeilings = node.index == ceiling;
+        }
+        began.nodes.push_back(begun);
     }
     return began;
 }

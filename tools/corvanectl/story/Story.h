@@ -2,6 +2,7 @@
 
 #include "sandbox/Sandbox.h"
 
+#include <corvane/PerfCatalogue.h>
 #include <corvane/PerfRequest.h>
 #include <corvane/PerfTypes.h>
 
@@ -21,6 +22,10 @@ struct Began {
         std::size_t resource;     ///< position in the platform file; behind the last one: the thread binder's
         std::string resourceName; ///< empty for the thread binder
         std::string bytes;        ///< what it holds
+        PerfQosId id = 0;         ///< of the resource
+        unsigned int group = 0;
+        bool showsFloors = false; ///< whether floors of the group end up in this node
+        bool showsCeilings = false;
     };
     std::vector<Node> nodes;
 };
@@ -43,7 +48,7 @@ struct Held {
     std::string name;                     ///< as the script calls it, or empty
     std::string what;                     ///< the command: request, scenario or mode
     unsigned int id = 0;                  ///< of the scenario or mode
-    std::vector<PerfRequestInfo> infos{}; ///< of the request
+    std::vector<PerfRequestInfo> infos{}; ///< of the request or scenario
     unsigned int duration = 0;            ///< ms; 0: until it is released
 };
 
@@ -51,6 +56,22 @@ struct Held {
 struct Released {
     std::optional<int> pid{};
     std::optional<unsigned long long> handle{};
+};
+
+/** An event or a probe was started, or stopped. */
+struct Triggered {
+    std::string what;
+    unsigned int id = 0; ///< of the event, or the thread
+    bool starts = true;
+    unsigned int delay = 0;    ///< ms
+    unsigned int duration = 0; ///< ms that first phases last, without any that follow; 0: as they are described
+    std::vector<QosCommand> commands{};
+};
+
+/** Resources were told to write nothing, or to write again. */
+struct Suspended {
+    std::vector<PerfQosId> ids;
+    bool on;
 };
 
 /** A node was written, or refused to be. */
@@ -99,8 +120,8 @@ struct Settled {
 
 /** One record of a story. */
 struct StoryRecord {
-    using What = std::variant<Began, Asked, Answered, Held, Released, Wrote, Strayed, Labelled, Logged, Warned, Told,
-                              Marked, Settled>;
+    using What = std::variant<Began, Asked, Answered, Held, Released, Triggered, Suspended, Wrote, Strayed, Labelled,
+                              Logged, Warned, Told, Marked, Settled>;
 
     PerfTimePoint time;
     What what;
