@@ -1,6 +1,8 @@
 #include "tools/corvanectl/session/Ledger.h"
+#include "tools/corvanectl/story/Chart.h"
 #include "tools/corvanectl/story/LogLines.h"
 #include "tools/corvanectl/story/NodeText.h"
+#include "tools/corvanectl/story/SvgWriter.h"
 #include "tools/corvanectl/story/Trace.h"
 #include "tools/corvanectl/story/Transcript.h"
 
@@ -87,6 +89,68 @@ TEST(Story, LeavesATraceOfNumbersAndInstants)
         }
     }
     EXPECT_EQ(seen, "i /bind <- 0F|7 2000\nC /b 2000 {\"value\":3}\ni /a <- \\x01\\x02\\x00\\x00: EBUSY 4000\n");
+}
+
+TEST(Story, AChartKnowsWhoAskedWhenAndWhatTheNodesHeld)
+{
+    Story story;
+    Chart chart;
+    story.Add(chart);
+    auto const floorAndCeiling = [](PerfQosId id, int floor, int ceiling) {
+        return PerfRequestInfo{id, {{0, {{PERF_OPERATION_BOOST, floor}, {PERF_OPERATION_LIMIT, ceiling}}}}};
+    };
+    auto const phase = [](unsigned int duration, int value) {
+        return EventPhase{duration, {{0, {{PERF_OPERATION_BOOST, value}}}}};
+    };
+    Triggered const event{"event", 3, true, 0, 0, {{10, {phase(20, 5), phase(30, 6), phase(40, 7)}}}};
+    story.Tell(START, Began{{{"/min", 0, "F", "1\n", 10, 0, true, false},
+                             {"/max", 0, "F", "9", 10, 0, false, true},
+                             {"/max", 0, "F", "9", 10, 0, false, true},
+                             {"/bind", 1, "", ""}}});
+    story.Tell(START, Held{1, 100, "<&>", "request", 0, {floorAndCeiling(10, 4, 8), floorAndCeiling(11, 1, 2)}, 0});
+    story.Tell(START + 1ms, Write(START + 1ms, 1, "/min", "4"));
+    story.Tell(START + 2ms, Write(START + 2ms, 2, "/max", "8", EBUSY));
+    story.Tell(START + 3ms, Held{2, 100, "", "mode", 2, {}, 0});
+    story.Tell(START + 4ms, Held{3, 200, "", "scenario", 0, {floorAndCeiling(10, 3, 7)}, 2});
+    story.Tell(START + 5ms, event);
+    story.Tell(START + 30ms, Suspended{{10, 11}, true});
+    story.Tell(START + 31ms, Suspended{{10}, true});
+    story.Tell(START + 40ms, Released{100, 1});
+    story.Tell(START + 41ms, Suspended{{10}, false});
+    story.Tell(START + 45ms, Triggered{"event", 3, false, 0, 0, {}});
+    story.Tell(START + 50ms, Settled{true});
+
+    std::ostringstream seen;
+    auto const show = [&seen](Chart::Span const& span) {
+        seen << " " << span.from / 1ms << "-" << (span.until ? std::to_string(*span.until / 1ms) : "");
+    };
+    for (Chart::Panel const& panel : chart.Panels()) {
+        seen << panel.node.name << (panel.IsQuiet() ? " quiet" : "");
+        for (Chart::Step const& step : panel.steps) {
+            seen << " " << step.at / 1ms << "=" << step.bytes << (step.error != 0 ? "!" : "");
+        }
+        for (Chart::Claim const& claim : panel.claims) {
+            show(claim.span);
+            seen << (claim.isFloor ? ">" : "<") << claim.value << " " << claim.owner.Text();
+        }
+        for (Chart::Span const& suspend : panel.suspends) {
+            show(suspend);
+        }
+        seen << "\n";
+    }
+    show(chart.Modes().at(0).span);
+    EXPECT_EQ(seen.str(), "/min 0=1 1=4 0-40>4 <&> 100 #1 4-6>3 200 #3 5-25>5 event 3 25-45>6 event 3 30-41\n"
+                          "/max 0=9 2=8! 0-40<8 <&> 100 #1 4-6<7 200 #3 30-41\n/bind quiet 0=\n 3-");
+
+    std::ostringstream svg;
+    WriteSvg(chart, svg);
+    for (char const* const part :
+         {"min 4, &lt;&amp;&gt; 100 #1</text>", "max 8, &lt;&amp;&gt; 100 #1, 0 s to 0.04 s</title>",
+          "min 6, event 3, 0.025 s to 0.045 s</title>", "limit first, 100 #2, 0.003 s to the end</title>",
+          "nothing happened: 1<", "M96.0 125.0 H118.5 V87.0 H1220.0\"", "class=\"hatched\"", "x1=\"138.0\"",
+          "prefers-color-scheme: dark"}) {
+        EXPECT_NE(svg.str().find(part), std::string::npos) << part << svg.str();
+    }
 }
 
 TEST(Story, TheLedgerKnowsWhatIsOutstanding)

@@ -16,6 +16,7 @@ import sys
 import tempfile
 import time
 import unittest
+from xml.etree import ElementTree
 
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
@@ -74,9 +75,14 @@ class Demo(TemporaryFiles):
         plays = []
         for name in ("first", "second"):
             trace = self.folder / name
-            result = run("demo", "--trace", str(trace))
-            plays.append((result.stdout, result.stderr, trace.read_bytes()))
+            plot = self.folder / (name + ".svg")
+            result = run("demo", "--trace", str(trace), "--plot", str(plot))
+            plays.append((result.stdout, result.stderr, trace.read_bytes(), plot.read_bytes()))
         self.assertEqual(plays[0], plays[1])
+        picture = [" ".join(text.itertext()) for text in ElementTree.fromstring(plays[0][3]).iter() if text.tag[-4:] == "text"]
+        for text in ["CPU_L /sys/devices/system/cpu/cpufreq/policy0/scaling_min_freq", "max 1862400, cap 300 #4",
+                     "min 2419200, event 3", "boost first, boost-first 500 #6", "threads /proc/thread_bind", "FF|4242"]:
+            self.assertIn(text, picture)
 
     def test_takes_no_time_unless_it_is_live(self):
         script = self.file("script.txt", """

@@ -73,7 +73,8 @@ std::vector<PlatformNode> NodesOf(Platform const& platform)
             }
         }
         if (!platform.qos[i].globalBoostNode.empty()) {
-            nodes.push_back({platform.qos[i].globalBoostNode, i, static_cast<unsigned int>(platform.qos[i].groups.size())});
+            nodes.push_back(
+                {platform.qos[i].globalBoostNode, i, static_cast<unsigned int>(platform.qos[i].groups.size())});
         }
     }
     if (!platform.threadBinderNode.empty()) {

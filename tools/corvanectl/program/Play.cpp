@@ -57,7 +57,8 @@ public:
     StoryFiles(PlayOptions const& options, Story& story)
     {
         if (!options.traceFile.empty()) {
-            trace.emplace(options.traceFile, [](Trace const& heard, std::ostream& out) { heard.Write(out); }, story);
+            trace.emplace(
+                options.traceFile, [](Trace const& heard, std::ostream& out) { heard.Write(out); }, story);
         }
         if (!options.plotFile.empty()) {
             plot.emplace(options.plotFile, WriteSvg, story);

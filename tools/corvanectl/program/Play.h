@@ -34,8 +34,8 @@ CommandSource StandardInput();
 
 /**
  * Plays commands to their end, to "quit" or until the process is asked to end; then the nodes are left, and the trace
- * and the picture are written. In a sandbox time is virtual, unless it is to be live. From a terminal, a command that cannot be read is
- * reported and the next one awaited; from a script it ends the play.
+ * and the picture are written. In a sandbox time is virtual, unless it is to be live. From a terminal, a command that
+ * cannot be read is reported and the next one awaited; from a script it ends the play.
  * @return the exit status. @throws InputError with name and line.
  */
 int Play(PlayOptions const& options, std::string const& platformText, std::unique_ptr<Nodes> nodes,

@@ -11,8 +11,7 @@ namespace {
 using std::chrono::milliseconds;
 
 /** Ends what matches and is not over: what has not begun by then never was. */
-template <typename Item, typename Matches>
-void EndAt(Chart::Time now, std::vector<Item>& items, Matches const& matches)
+template <typename Item, typename Matches> void EndAt(Chart::Time now, std::vector<Item>& items, Matches const& matches)
 {
     auto const neverWas = [&](Item const& item) { return matches(item.owner) && item.span.from > now; };
     items.erase(std::remove_if(items.begin(), items.end(), neverWas), items.end());
@@ -48,7 +47,9 @@ void Chart::Hear(StoryRecord const& record)
                  [&](Triggered const& triggered) { Trigger(triggered); },
                  [&](Suspended const& suspended) { Suspend(suspended); },
                  [&](Wrote const& wrote) { Write(wrote.write); },
-                 [&](Marked const& marked) { chapters.push_back({end, marked.title}); });
+                 [&](Marked const& marked) {
+                     chapters.push_back({end, marked.title});
+                 });
 }
 
 void Chart::Begin(PerfTimePoint time, Began const& began)

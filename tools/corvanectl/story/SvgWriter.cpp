@@ -15,12 +15,12 @@ namespace {
 constexpr double WIDTH = 1240;
 constexpr double LEFT = 96; // of what the times span
 constexpr double RIGHT = 1220;
-constexpr double ROW = 15;         // a line of text, a lane
-constexpr double NUMBERS = 46;     // the height of a plot of numbers
-constexpr double TEXTS = 18;       // of a row of texts
-constexpr double LETTER = 5.9;     // about as wide as one is
-constexpr double BASELINE = 11;    // from the top of a row
-constexpr double GAP = 16;         // between panels
+constexpr double ROW = 15;      // a line of text, a lane
+constexpr double NUMBERS = 46;  // the height of a plot of numbers
+constexpr double TEXTS = 18;    // of a row of texts
+constexpr double LETTER = 5.9;  // about as wide as one is
+constexpr double BASELINE = 11; // from the top of a row
+constexpr double GAP = 16;      // between panels
 constexpr double MOST_TICKS = 14;
 
 constexpr char const* STYLE = R"svg(<style>
@@ -47,11 +47,20 @@ std::string Escaped(std::string const& text)
     std::string escaped;
     for (char const letter : text) {
         switch (letter) {
-        case '&': escaped += "&amp;"; break;
-        case '<': escaped += "&lt;"; break;
-        case '>': escaped += "&gt;"; break;
-        case '"': escaped += "&quot;"; break;
-        default: escaped += letter;
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        case '"':
+            escaped += "&quot;";
+            break;
+        default:
+            escaped += letter;
         }
     }
     return escaped;
@@ -104,8 +113,7 @@ private:
 
 class Drawing {
 public:
-    explicit Drawing(Chart const& drawn)
-        : chart(drawn), end(std::max(Seconds(drawn.End()), 0.001))
+    explicit Drawing(Chart const& drawn) : chart(drawn), end(std::max(Seconds(drawn.End()), 0.001))
     {
         body << std::fixed << std::setprecision(1);
     }
@@ -127,7 +135,8 @@ public:
         Notes(quiet);
         out << R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 )" << WIDTH << " " << std::ceil(y)
             << R"(" width=")" << WIDTH << R"(" height=")" << std::ceil(y) << "\">\n"
-            << STYLE << R"(<rect class="paper" width="100%" height="100%"/>)" << "\n"
+            << STYLE << R"(<rect class="paper" width="100%" height="100%"/>)"
+            << "\n"
             << behind.str() << body.str() << "</svg>\n"
             << std::flush;
     }
@@ -158,8 +167,11 @@ private:
     void Legend()
     {
         double x = LEFT;
-        for (auto const& [kind, text] : {std::pair("floor", "floor"), {"ceiling", "ceiling"}, {"held", "what the node holds"},
-                                         {"suspend", "suspended"}, {"fault", "write refused"}}) {
+        for (auto const& [kind, text] : {std::pair("floor", "floor"),
+                                         {"ceiling", "ceiling"},
+                                         {"held", "what the node holds"},
+                                         {"suspend", "suspended"},
+                                         {"fault", "write refused"}}) {
             if (std::string(kind) == "fault") {
                 Cross(x + 6, y + 7);
             } else {
@@ -181,13 +193,16 @@ private:
     /** A bar with its text, in the next lane that has room; the text stands inside, or behind, or before. */
     void Bar(Lanes& lanes, std::string const& kind, Chart::Span const& span, std::string const& text)
     {
+        if (Seconds(span.from) > end) {
+            return; // a phase that was still to come
+        }
         double const from = X(span.from);
         double const to = Until(span);
         double const width = 8 + LETTER * static_cast<double>(text.size());
         bool const inside = to - from >= width;
         bool const before = !inside && to + width > RIGHT;
-        double const top =
-            y + ROW * static_cast<double>(lanes.Place(before ? from - width : from, inside || before ? to : to + width));
+        std::size_t const lane = lanes.Place(before ? from - width : from, inside || before ? to : to + width);
+        double const top = y + ROW * static_cast<double>(lane);
         Box(body, kind, from, to, top + 1.5, ROW - 3);
         body << "><title>" << Escaped(text) << ", " << SecondsText(Seconds(span.from)) << " to "
              << (span.until ? SecondsText(Seconds(*span.until)) : "the end") << "</title></rect>\n";
@@ -330,9 +345,13 @@ private:
             Text(X(i * tick), bottom + 2, "middle dim", SecondsText(i * tick));
         }
         std::size_t number = 0;
+        double free = 0;
         for (Chart::Chapter const& chapter : chart.Chapters()) {
+            std::string const text = std::to_string(++number);
+            double const at = std::max(X(chapter.at) + 2, free);
             Line(behind, "chapter", X(chapter.at), top, X(chapter.at), bottom);
-            Text(X(chapter.at) + 2, top - GAP + 2, "bold", std::to_string(++number));
+            Text(at, top - GAP + 2, "bold", text);
+            free = at + 4 + LETTER * static_cast<double>(text.size());
         }
         y += ROW + GAP;
     }
@@ -342,11 +361,12 @@ private:
         std::size_t number = 0;
         for (Chart::Chapter const& chapter : chart.Chapters()) {
             Text(LEFT - 8, y, "end bold", std::to_string(++number));
-            Text(LEFT, y, "", SecondsText(Seconds(chapter.at)) + "  " + chapter.title);
+            Text(LEFT, y, "dim", SecondsText(Seconds(chapter.at)));
+            Text(LEFT + 46, y, "", chapter.title);
             y += ROW;
         }
         if (quiet != 0) {
-            Text(LEFT, y + 4, "dim", "Not shown: " + std::to_string(quiet) + " nodes at which nothing happened.");
+            Text(LEFT, y + 4, "dim", "Nodes at which nothing happened: " + std::to_string(quiet));
             y += ROW + 4;
         }
         y += GAP;
