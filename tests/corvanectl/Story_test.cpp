@@ -1,4 +1,5 @@
 #include "tools/corvanectl/session/Ledger.h"
+#include "tools/corvanectl/story/BlockChart.h"
 #include "tools/corvanectl/story/Chart.h"
 #include "tools/corvanectl/story/LogLines.h"
 #include "tools/corvanectl/story/NodeText.h"
@@ -63,6 +64,11 @@ TEST(Story, IsReadByAPersonLiveOrWhenThingsHaveSettled)
     for (StoryListener* const listener : std::initializer_list<StoryListener*>{&inScript, &atTerminal, &logLines}) {
         story.Add(*listener);
     }
+    std::ostringstream brief;
+    Transcript briefly(brief, {true, true, true});
+    story.Add(briefly);
+    BlockChart blocks;
+    story.Add(blocks);
     Play(story);
     EXPECT_EQ(script.str(), "\n== Chapter\n> request 1 0 qos=B boost=3\n    ok, handle 12\n"
                             "    0.004s  /a <- bytes 01 02 00 00 (513): EBUSY\n    0.002s  /b <- 3\n"
@@ -70,6 +76,20 @@ TEST(Story, IsReadByAPersonLiveOrWhenThingsHaveSettled)
     EXPECT_EQ(live.str(), "\n== Chapter\n    0.002s  /bind <- 0F|7\n    0.002s  /b <- 3\n    ok, handle 12\n"
                           "    0.004s  /a <- bytes 01 02 00 00 (513): EBUSY\nnode /a\n    refused (-1)\n");
     EXPECT_EQ(log.str(), "log: W TAG open /a failed\n");
+
+    brief.str("");
+    story.Tell(START + 61s, Asked{"sleep 1"});
+    story.Tell(START + 62s, Write(START + 62s, 4, "/b", "3"));
+    story.Tell(START + 62s, Asked{"request"});
+    story.Tell(START + 62s, Answered{0, 13});
+    story.Tell(START + 62s, Write(START + 62s, 5, "/b", "3", EBUSY));
+    story.Tell(START + 63s, Asked{"sleep 60"});
+    story.Tell(START + 120s, Write(START + 120s, 6, "/b", "9"));
+    EXPECT_EQ(brief.str(), "> request    ok, handle 13\n   62.000s  /b <- 3: EBUSY\n> sleep 60\n  120.000s  /b <- 9\n");
+    std::string const seen = blocks.Text();
+    EXPECT_EQ(seen.find("b  "), 0U) << seen;
+    EXPECT_NE(seen.find("▂▂█  2 .. 9\n"), std::string::npos) << seen;
+    EXPECT_NE(seen.find("0 s" + std::string(48, ' ') + "120 s\n"), std::string::npos) << seen;
 }
 
 TEST(Story, LeavesATraceOfNumbersAndInstants)

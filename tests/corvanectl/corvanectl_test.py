@@ -71,6 +71,14 @@ class Tour(unittest.TestCase):
 
 
 class Demo(TemporaryFiles):
+    def test_the_dumps_of_the_readme_are_those_of_a_run(self):
+        result = run("run", "platforms/sample.json", "--sandbox", "--script", "platforms/dumps.txt")
+        chapter = (ROOT / "README.md").read_text().split("## Reading the dumps")[1].split("\n## ")[0]
+        examples = re.findall(r"```\n(.*?)```", chapter, re.DOTALL)
+        self.assertGreater(len(examples), 4)
+        for line in "".join(examples).splitlines():
+            self.assertIn(line + "\n", result.stdout)
+
     def test_plays_the_same_bytes_each_time(self):
         plays = []
         for name in ("first", "second"):
@@ -79,6 +87,8 @@ class Demo(TemporaryFiles):
             result = run("demo", "--trace", str(trace), "--plot", str(plot))
             plays.append((result.stdout, result.stderr, trace.read_bytes(), plot.read_bytes()))
         self.assertEqual(plays[0], plays[1])
+        self.assertLessEqual(plays[0][0].count("\n"), 150)
+        self.assertRegex(plays[0][0], "policy0/scaling_min_freq +▄▄▆+██▆+▁  300000 .. 1804800\n")
         picture = [" ".join(text.itertext()) for text in ElementTree.fromstring(plays[0][3]).iter() if text.tag[-4:] == "text"]
         for text in ["CPU_L /sys/devices/system/cpu/cpufreq/policy0/scaling_min_freq", "max 1862400, cap 300 #4",
                      "min 2419200, event 3", "boost first, boost-first 500 #6", "threads /proc/thread_bind", "FF|4242"]:

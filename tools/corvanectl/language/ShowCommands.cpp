@@ -13,6 +13,12 @@ void Dump(Interpreter& interpreter, Words& words)
     interpreter.Live().Tell(Told{text.str()});
 }
 
+void ShowChart(Interpreter& interpreter, Words& words)
+{
+    words.End();
+    interpreter.Live().Tell(Told{interpreter.Live().Drawn().Text()});
+}
+
 void Version(Interpreter& interpreter, Words& words)
 {
     words.End();
@@ -44,6 +50,7 @@ std::vector<Command> ShowCommands()
 {
     return {
         {"dump", "--task|--base_info|--event|--scenario|--workMode|--limit_history", "print the state", Dump},
+        {"chart", "", "draw what the nodes held so far, a row each", ShowChart},
         {"version", "", "print the version of the library", Version},
         {"log", "BITS", "show info (1) and debug (2) lines of the library", Log},
         {"help", "", "print this", Help},

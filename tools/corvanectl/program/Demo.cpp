@@ -19,6 +19,7 @@ Verb AddDemo(CLI::App& app)
     auto* const verb = app.add_subcommand("demo", "Play a script on a sample platform in a sandbox");
     auto const options = std::make_shared<PlayOptions>();
     options->platform.file = "sample platform";
+    options->brief = true;
     options->AddTo(*verb);
     return {verb, [options] { return Demo(*options); }};
 }

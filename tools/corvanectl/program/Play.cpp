@@ -157,7 +157,7 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
     LibraryVoice::Switch(options.logBits);
     StoryFiles files(options, story);
     bool const showAtOnce = options.live || source.isTerminal || time.IsVirtual();
-    Transcript transcript(std::cout, {showAtOnce, !source.isTerminal});
+    Transcript transcript(std::cout, {showAtOnce, !source.isTerminal, options.brief});
     story.Add(transcript);
     LastResort const lastResort(interrupts, *nodes);
     Session session(std::move(platform), *nodes, story, time, stop);

@@ -14,7 +14,8 @@ struct PlayOptions {
     std::string traceFile;
     std::string plotFile;
     unsigned int logBits = 0;
-    bool live = false; ///< in real time, in a sandbox too
+    bool brief = false; ///< without writes that repeat what a node holds
+    bool live = false;  ///< in real time, in a sandbox too
 
     void AddTo(CLI::App& verb);
 };

@@ -12,7 +12,7 @@ Session::Session(Platform described, Nodes& where, Story& told, SessionTime& clo
       configs(platform, [this](std::string const& node) { return nodes.PlaceOf(node); })
 {
     story.Hide(nodes.Root());
-    for (StoryListener* const listener : std::initializer_list<StoryListener*>{&ledger, &bound, &readBack}) {
+    for (StoryListener* const listener : std::initializer_list<StoryListener*>{&ledger, &bound, &readBack, &drawn}) {
         story.Add(*listener);
     }
     nodes.Prepare(platform);

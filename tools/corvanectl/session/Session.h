@@ -9,6 +9,7 @@
 #include "tools/corvanectl/session/ReadBack.h"
 #include "tools/corvanectl/session/SessionTime.h"
 #include "tools/corvanectl/session/StopSignal.h"
+#include "tools/corvanectl/story/BlockChart.h"
 #include "tools/corvanectl/story/Story.h"
 
 #include <corvane/ConfigManager.h>
@@ -41,6 +42,7 @@ public:
     Nodes& Where() { return nodes; }
     Ledger const& Claims() const { return ledger; }
     BoundThreads const& Bound() const { return bound; }
+    BlockChart const& Drawn() const { return drawn; }
 
     /** Tells something that happens now. */
     void Tell(StoryRecord::What what);
@@ -70,6 +72,7 @@ private:
     Ledger ledger;
     BoundThreads bound;
     ReadBack readBack;
+    BlockChart drawn;
     PlatformConfigs configs;
     std::unique_ptr<ConfigManager> manager; ///< last: its threads end before anything that they use
 };

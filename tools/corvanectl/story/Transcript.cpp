@@ -7,6 +7,7 @@
 #include <iomanip>
 #include <sstream>
 #include <tuple>
+#include <utility>
 
 namespace {
 
@@ -26,13 +27,12 @@ std::string TextOf(Answered const& answer)
 void Transcript::Hear(StoryRecord const& record)
 {
     record.Match([&](Began const& began) { Begin(record.time, began); },
-                 [&](Asked const& asked) {
-                     if (style.echo) {
-                         Say("> " + asked.line);
-                     }
+                 [&](Asked const& command) { Ask(command.line); }, [&](Answered const& answer) { Answer(answer); },
+                 [&](Told const& told) { Say(told.text); },
+                 [&](Marked const& marked) {
+                     asked.clear();
+                     Say("\n== " + marked.title);
                  },
-                 [&](Answered const& answer) { Say(TextOf(answer)); }, [&](Told const& told) { Say(told.text); },
-                 [&](Marked const& marked) { Say("\n== " + marked.title); },
                  [&](Wrote const& wrote) {
                      if (style.live) {
                          ShowWrite(wrote.write);
@@ -53,14 +53,51 @@ void Transcript::Begin(PerfTimePoint time, Began const& began)
     start = time;
     for (Began::Node const& node : began.nodes) {
         positions.emplace(node.name, node.resource);
+        taken.emplace(node.name, node.bytes);
         binderPosition = node.resourceName.empty() ? node.resource : node.resource + 1;
     }
 }
 
+void Transcript::Ask(std::string const& line)
+{
+    asked = style.echo ? "> " + line : "";
+    if (!style.brief) {
+        ShowAsked();
+    }
+}
+
+/** Briefly, an answer stands behind its command. */
+void Transcript::Answer(Answered const& answer)
+{
+    std::string const text = TextOf(answer);
+    Say(std::exchange(asked, "") + text);
+}
+
+void Transcript::ShowAsked()
+{
+    if (!asked.empty()) {
+        out << std::exchange(asked, "") << "\n" << std::flush;
+    }
+}
+
+bool Transcript::Repeats(NodeWrite const& write)
+{
+    auto const [node, isFirst] = taken.try_emplace(write.node);
+    bool const repeats = write.error == 0 && !isFirst && Holds(node->second, write.bytes);
+    if (write.error == 0) {
+        node->second = write.bytes;
+    }
+    return repeats;
+}
+
 void Transcript::Say(std::string const& text)
 {
+    if (text.empty()) {
+        return;
+    }
+    ShowAsked();
     out << text;
-    if (!text.empty() && text.back() != '\n') {
+    if (text.back() != '\n') {
         out << "\n";
     }
     out << std::flush;
@@ -86,6 +123,10 @@ std::size_t Transcript::PositionOf(NodeWrite const& write) const
 
 void Transcript::ShowWrite(NodeWrite const& write)
 {
+    if (style.brief && Repeats(write)) {
+        return;
+    }
+    ShowAsked();
     std::ostringstream line;
     std::chrono::duration<double> const time = write.time - start;
     line << std::fixed << std::setprecision(3) << std::setw(9) << time.count() << "s  " << write.node << " <- "

@@ -17,8 +17,9 @@
 class Transcript : public StoryListener {
 public:
     struct Style {
-        bool live; ///< show writes at once
-        bool echo; ///< show the commands: nobody sees them typed
+        bool live;          ///< show writes at once
+        bool echo;          ///< show the commands: nobody sees them typed
+        bool brief = false; ///< leave out writes that repeat what a node holds, and commands of which nothing comes
     };
 
     Transcript(std::ostream& stream, Style const& chosen) : out(stream), style(chosen) {}
@@ -27,6 +28,10 @@ public:
 
 private:
     void Begin(PerfTimePoint time, Began const& began);
+    void Ask(std::string const& line);
+    void Answer(Answered const& answer);
+    void ShowAsked();
+    bool Repeats(NodeWrite const& write);
     void Say(std::string const& text);
     void ShowHeld(std::size_t belowPosition);
     void ShowWrite(NodeWrite const& write);
@@ -38,4 +43,6 @@ private:
     std::map<std::string, std::size_t> positions; ///< of the nodes' resources
     std::size_t binderPosition = 0;
     std::vector<NodeWrite> held;
+    std::string asked;                        ///< brief: the command of which nothing has come yet
+    std::map<std::string, std::string> taken; ///< brief: by the nodes
 };
