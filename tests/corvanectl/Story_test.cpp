@@ -98,6 +98,11 @@ TEST(Story, LeavesATraceOfNumbersAndInstants)
     Trace trace;
     story.Add(trace);
     Play(story);
+    story.Tell(START + 61s, Held{5, 100, "cam", "request", 0, {}, 0});
+    story.Tell(START + 61s, Held{6, 200, "", "request", 0, {}, 500});
+    story.Tell(START + 62s, Held{7, 200, "", "mode", 1, {}, 0});
+    story.Tell(START + 63s, Released{100, 5});
+    story.Tell(START + 3ms, Write(START + 3ms, 4, "/b", "4"));
     std::ostringstream out;
     trace.Write(out);
     std::string seen;
@@ -108,7 +113,12 @@ TEST(Story, LeavesATraceOfNumbersAndInstants)
                     (event.contains("args") ? " " + event["args"].dump() : "") + "\n";
         }
     }
-    EXPECT_EQ(seen, "i /bind <- 0F|7 2000\nC /b 2000 {\"value\":3}\ni /a <- \\x01\\x02\\x00\\x00: EBUSY 4000\n");
+    EXPECT_EQ(seen, "C /a 0 {\"value\":1}\nC /b 0 {\"value\":2}\n"
+                    "i /bind <- 0F|7 2000\nC /b 2000 {\"value\":3}\nC /b 3000 {\"value\":4}\ni /a <- "
+                    "\\x01\\x02\\x00\\x00: EBUSY 4000\n"
+                    "b request cam, process 100 61000000\nb request, process 200 61000000\n"
+                    "e request, process 200 61500000\nb mode, process 200 62000000\n"
+                    "e request cam, process 100 63000000\ne mode, process 200 63000000\n");
 }
 
 TEST(Story, AChartKnowsWhoAskedWhenAndWhatTheNodesHeld)

@@ -91,12 +91,13 @@ std::string BlockChart::Text() const
         bool const changes = std::any_of(row.steps.begin(), row.steps.end(),
                                          [&row](auto const& step) { return step.second != row.steps.front().second; });
         if (changes) {
-            text << std::left << std::setw(LABEL) << LabelOf(panel.node.name) << Blocks(row, chart.End()) << (row.range.empty() ? "" : "  ") << row.range
-                 << "\n";
+            text << std::left << std::setw(LABEL) << LabelOf(panel.node.name) << Blocks(row, chart.End())
+                 << (row.range.empty() ? "" : "  ") << row.range << "\n";
         }
     }
     std::ostringstream seconds;
     seconds << std::chrono::duration<double>(chart.End()).count() << " s";
-    text << std::setw(LABEL) << "" << "0 s" << std::right << std::setw(static_cast<int>(COLUMNS) - 3) << seconds.str() << "\n";
+    text << std::setw(LABEL) << ""
+         << "0 s" << std::right << std::setw(static_cast<int>(COLUMNS) - 3) << seconds.str() << "\n";
     return text.str();
 }
