@@ -376,6 +376,74 @@ class Processes(TemporaryFiles):
         self.fail("no " + text)
 
 
+class Expect(TemporaryFiles):
+    """What a script, an earlier run or another platform leads one to expect."""
+
+    SCRIPT = """\
+request 1 500 qos=DDR boost=1244000
+expect /dev/memory_bandwidth 19904
+sleep 100
+node /sys/class/devfreq/gpu/min_freq fail EBUSY 1
+request 2 0 qos=CPU_L boost=1401600 qos=GPU boost=415000000
+expect /sys/devices/system/cpu/cpufreq/policy0/scaling_min_freq 1401600
+expect-refused request 1 0 qos=CPU_L boost=1401600 limit=300000
+sleep 1000
+"""
+
+    def play(self, script, *arguments):
+        return run("run", "platforms/sample.json", "--sandbox", "--script", self.file("script.txt", script), *arguments)
+
+    def test_a_script_fails_where_a_node_or_an_answer_is_another(self):
+        self.assertEqual(self.play(self.SCRIPT).returncode, 0)
+        for line, said in [("expect /dev/memory_bandwidth 6641",
+                            "/dev/memory_bandwidth is at bytes f0 19 00 00 (6640), expected was 6641"),
+                           ("expect-refused release 2 last", "    expected was a refusal")]:
+            result = self.play(self.SCRIPT + line)
+            self.assertEqual((result.returncode, said in result.stdout), (1, True), result.stdout)
+        for line in ("expect /no/node 1", "expect /dev/memory_bandwidth", "expect-refused dump", "expect-refused no"):
+            self.assertEqual(self.play(line).returncode, 2, line)
+
+    def test_a_run_is_held_to_the_record_of_another(self):
+        record = self.folder / "record"
+        self.assertEqual(self.play(self.SCRIPT, "--record", str(record)).returncode, 0)
+        lines = record.read_text().splitlines()
+        bandwidth = "/dev/memory_bandwidth <- bytes f0 19 00 00 (6640)"
+        self.assertEqual(lines[-2:], ["> sleep 1000", "0.500s  " + bandwidth])
+        self.assertIn("0.100s  /sys/class/devfreq/gpu/min_freq <- 415000000: EBUSY", lines)
+
+        again = self.play(self.SCRIPT.replace("request 1", "request 7"), "--expect", str(record))
+        self.assertEqual((again.returncode, again.stdout.splitlines()[-1]),
+                         (0, f"{record}: each of 7 writes is as expected"))
+        other = self.play(self.SCRIPT.replace("1 500", "1 300"), "--expect", str(record))
+        self.assertEqual((other.returncode, other.stdout.split(f"{record}: ")[1]), (1, (
+            f"not as expected (-), but (+):\n> sleep 1000\n  + 0.300s  {bandwidth}\n  - 0.500s  {bandwidth}\n")))
+
+        for text, arguments, said in [("> a command\nno write", [], "bad:2: no write of a record: no write\n"),
+                                      ("", ["--live"], "not with --live\n")]:
+            result = self.play("", *arguments, "--expect", self.file("bad", text))
+            self.assertEqual((result.returncode, result.stderr.endswith(said)), (2, True), result.stderr)
+
+    def test_two_platforms_differ_in_what_they_write(self):
+        sample = json.loads((ROOT / "platforms/sample.json").read_text())
+        other = copy.deepcopy(sample)
+        next(qos for qos in other["qos"] if qos["name"] == "DDR")["freqToBandwidthCoefficient"] = 0
+        first, second = self.file("first.json", sample), self.file("second.json", other)
+        script = self.file("script.txt", self.SCRIPT)
+        self.assertEqual(run("diff", first, first, "--script", script).stdout, "each of 7 writes is the same\n")
+        result = run("diff", first, second, "--script", script)
+        self.assertEqual((result.returncode, result.stdout), (1, (
+            f"only {first} writes (-), only {second} writes (+):\n"
+            "> request 1 500 qos=DDR boost=1244000\n"
+            "  - 0.000s  /dev/memory_bandwidth <- bytes c0 4d 00 00 (19904)\n"
+            "  + 0.000s  /dev/memory_bandwidth <- 1244000\n"
+            "> sleep 1000\n"
+            "  - 0.500s  /dev/memory_bandwidth <- bytes f0 19 00 00 (6640)\n"
+            "  + 0.500s  /dev/memory_bandwidth <- 415000\n")))
+        result = run("diff", first, str(ROOT / "platforms/linux.json"), "--script", script)
+        self.assertEqual(result.returncode, 2)
+        self.assertRegex(result.stderr, r"linux\.json: .*script\.txt:1: request: ")
+
+
 class Ends(Processes):
     """Whatever ends a run, the trace is whole and the sandbox gone."""
 

@@ -3,9 +3,11 @@
 #include "tools/corvanectl/platform/Findings.h"
 #include "tools/corvanectl/story/NodeText.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <map>
+#include <optional>
 #include <sstream>
 
 namespace {
@@ -88,6 +90,34 @@ std::size_t ReportBound(Session& session, std::ostream& report)
     return bound.size();
 }
 
+/** @return what the node holds, if that can be known. @throws InputError if the platform has no such node. */
+std::optional<std::string> HeldByKnown(Session const& session, std::string const& node)
+{
+    auto const nodes = NodesOf(session.Described());
+    if (std::none_of(nodes.begin(), nodes.end(), [&](PlatformNode const& known) { return known.name == node; })) {
+        throw InputError("no resource of the platform has a node " + node);
+    }
+    return session.HeldBy(node);
+}
+
+void Expect(Interpreter& interpreter, Words& words)
+{
+    Session& session = interpreter.Live();
+    std::string const node = words.Take("the path of a node");
+    std::string expected = words.Take("the value");
+    for (std::string const& word : words.TakeRest()) {
+        expected += " " + word;
+    }
+    auto const held = HeldByKnown(session, node);
+    bool const isMet = held && (Holds(*held, expected) || ReadableBytes(*held) == expected);
+    std::string const state =
+        held ? " is at " + ReadableBytes(SettingOf(*held)) : " cannot be read and was not written";
+    session.Tell(Told{"    " + node + state + (isMet ? "" : ", expected was " + expected)});
+    if (!isMet) {
+        interpreter.Fail();
+    }
+}
+
 void ExpectBase(Interpreter& interpreter, Words& words)
 {
     words.End();
@@ -115,6 +145,7 @@ std::vector<Command> NodeCommands()
     return {
         {"node", "PATH fail ERROR [TIMES] | fail short BYTES | fail open | delay MS | clear",
          "make a node of the sandbox misbehave", Node},
+        {"expect", "NODE VALUE", "fail unless the node is at this value", Expect},
         {"expect-base", "", "fail unless every node is at its base", ExpectBase},
     };
 }

@@ -1,5 +1,6 @@
 #include "tools/corvanectl/language/Command.h"
 #include "tools/corvanectl/language/Interpreter.h"
+#include "tools/corvanectl/platform/Findings.h"
 
 #include <chrono>
 
@@ -21,6 +22,21 @@ void Say(Interpreter& interpreter, Words& words)
     interpreter.Live().Tell(Marked{title});
 }
 
+void ExpectRefused(Interpreter& interpreter, Words& words)
+{
+    Session& session = interpreter.Live();
+    std::string const name = words.Take("the command");
+    FindCommand(name).run(interpreter, words);
+    auto const result = session.Claims().LastResult();
+    if (!result) {
+        throw InputError("\"" + name + "\" is nothing that the library could refuse");
+    }
+    if (*result == 0) {
+        session.Tell(Told{"    expected was a refusal"});
+        interpreter.Fail();
+    }
+}
+
 void Quit(Interpreter& interpreter, Words& words)
 {
     words.End();
@@ -34,6 +50,7 @@ std::vector<Command> ScriptCommands()
     return {
         {"sleep", "MS", "let time pass", Sleep},
         {"say", "TEXT", "print a line", Say, true},
+        {"expect-refused", "COMMAND ...", "fail unless the library refuses this command", ExpectRefused},
         {"quit", "", "end", Quit},
     };
 }

@@ -9,6 +9,8 @@
 #include "tools/corvanectl/session/Session.h"
 #include "tools/corvanectl/story/Chart.h"
 #include "tools/corvanectl/story/LogLines.h"
+#include "tools/corvanectl/story/Recording.h"
+#include "tools/corvanectl/story/StoryDiff.h"
 #include "tools/corvanectl/story/SvgWriter.h"
 #include "tools/corvanectl/story/Trace.h"
 #include "tools/corvanectl/story/Transcript.h"
@@ -16,7 +18,9 @@
 #include <iostream>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include <unistd.h>
 
@@ -63,18 +67,69 @@ public:
         if (!options.plotFile.empty()) {
             plot.emplace(options.plotFile, WriteSvg, story);
         }
+        if (!options.recordFile.empty()) {
+            record.emplace(
+                options.recordFile, [](Recording const& heard, std::ostream& out) { heard.Write(out); }, story);
+        }
     }
 
     /** Writes them. @return whether all could be written. */
     bool Finish()
     {
         bool const traceIsWhole = !trace || trace->Finish();
-        return (!plot || plot->Finish()) && traceIsWhole;
+        bool const recordIsWhole = !record || record->Finish();
+        return (!plot || plot->Finish()) && traceIsWhole && recordIsWhole;
     }
 
 private:
     std::optional<StoryFile<Trace>> trace;
     std::optional<StoryFile<Chart>> plot;
+    std::optional<StoryFile<Recording>> record;
+};
+
+/** A record that the writes of a play are held to. */
+class Expectation {
+public:
+    /** @param name of the record's file; empty: there is nothing to be held to. */
+    Expectation(std::string const& name, Story& story) : file(name)
+    {
+        if (!file.empty()) {
+            expected = Read();
+            story.Add(actual);
+        }
+    }
+
+    /** @return whether the writes are those on record; if not, what differs has been shown. */
+    bool IsMet(std::ostream& out) const
+    {
+        if (file.empty()) {
+            return true;
+        }
+        std::ostringstream difference;
+        std::size_t const count = ShowDifference(expected, actual.Writes(), difference);
+        out << "\n" << file << ": ";
+        if (count == 0) {
+            out << "each of " << expected.size() << " writes is as expected\n";
+        } else {
+            out << "not as expected (-), but (+):\n" << difference.str();
+        }
+        return count == 0;
+    }
+
+private:
+    std::vector<RecordedWrite> Read() const
+    {
+        std::string const text = ReadTextFile(file);
+        try {
+            return ReadRecording(text);
+        } catch (std::invalid_argument const& error) {
+            throw InputError(file + ":" + error.what());
+        }
+    }
+
+    std::string const file;
+    std::vector<RecordedWrite> expected;
+    Recording actual;
 };
 
 /** While it lives, a second signal leaves the nodes in a hurry. */
@@ -91,6 +146,8 @@ public:
 private:
     Interrupts& interrupts;
 };
+
+} // namespace
 
 void RunCommands(CommandSource const& source, StopSignal const& stop, Interpreter& interpreter)
 {
@@ -112,8 +169,6 @@ void RunCommands(CommandSource const& source, StopSignal const& stop, Interprete
         }
     }
 }
-
-} // namespace
 
 void PlayOptions::AddTo(CLI::App& verb)
 {
@@ -155,6 +210,10 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
         return STATUS_BAD_INPUT;
     }
     LibraryVoice::Switch(options.logBits);
+    if (!time.IsVirtual() && !(options.recordFile.empty() && options.expectFile.empty())) {
+        throw InputError("--record and --expect: times are exact only in a sandbox, and not with --live");
+    }
+    Expectation const expectation(options.expectFile, story);
     StoryFiles files(options, story);
     bool const showAtOnce = options.live || source.isTerminal || time.IsVirtual();
     Transcript transcript(std::cout, {showAtOnce, !source.isTerminal, options.brief});
@@ -163,7 +222,8 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
     Session session(std::move(platform), *nodes, story, time, stop);
     Interpreter interpreter(session);
     RunCommands(source, stop, interpreter);
-    bool const isAsExpected = session.End() && !interpreter.HasFailed();
+    bool const isLeftWell = session.End();
+    bool const isAsExpected = expectation.IsMet(std::cout) && isLeftWell && !interpreter.HasFailed();
     if (!files.Finish()) {
         return STATUS_CANNOT_WRITE;
     }

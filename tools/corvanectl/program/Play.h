@@ -8,11 +8,15 @@
 #include <memory>
 #include <string>
 
+class Interpreter;
+
 /** How commands are played on a platform. */
 struct PlayOptions {
     PlatformInput platform;
     std::string traceFile;
     std::string plotFile;
+    std::string recordFile; ///< for the writes
+    std::string expectFile; ///< an earlier record
     unsigned int logBits = 0;
     bool brief = false; ///< without writes that repeat what a node holds
     bool live = false;  ///< in real time, in a sandbox too
@@ -27,6 +31,9 @@ struct CommandSource {
     /** Fetches the next line. @return false if there is none, or the signal has been raised meanwhile. */
     std::function<bool(std::string& line, StopSignal const& stop)> next;
 };
+
+/** Gives commands until there are none, or the signal is raised. @throws InputError with name and line. */
+void RunCommands(CommandSource const& source, StopSignal const& stop, Interpreter& interpreter);
 
 /** The commands of a script. */
 CommandSource ScriptSource(std::string const& name, std::string const& text);

@@ -21,3 +21,4 @@ Verb AddRun(CLI::App& app);
 Verb AddCheck(CLI::App& app);
 Verb AddImport(CLI::App& app);
 Verb AddCpp(CLI::App& app);
+Verb AddDiff(CLI::App& app);

@@ -65,6 +65,8 @@ Verb AddRun(CLI::App& app)
     verb->add_flag("--keep", options->keep, "Leave real nodes with what they were written last")->excludes(sandbox);
     verb->add_option("--property", options->properties, "Set a system property, KEY=VALUE, before the start");
     verb->add_option("--log", options->logBits, "Show info (1) and debug (2) lines of the library");
+    verb->add_option("--record", options->recordFile, "Write the writes, with their exact times, to this file");
+    verb->add_option("--expect", options->expectFile, "Fail unless the writes are those of this record");
     options->AddTo(*verb);
     return {verb, [options] { return Run(*options); }};
 }

@@ -17,8 +17,9 @@ std::optional<unsigned long long> Find(std::map<Key, unsigned long long> const& 
 
 void Ledger::Hear(StoryRecord const& record)
 {
-    record.Match([&](Held const& held) { Add(record.time, held); },
-                 [&](Released const& released) { Remove(released); });
+    record.Match(
+        [&](Asked const& /* asked */) { result.reset(); }, [&](Answered const& answered) { result = answered.result; },
+        [&](Held const& held) { Add(record.time, held); }, [&](Released const& released) { Remove(released); });
 }
 
 void Ledger::Add(PerfTimePoint time, Held const& held)

@@ -20,6 +20,8 @@ public:
 
     /** @return what is neither released nor over at this time, in the order of asking. */
     std::vector<Entry> Outstanding(PerfTimePoint now) const;
+    /** @return what the library answered last to the current command, if anything. */
+    std::optional<int> LastResult() const { return result; }
     /** @return the last handle that a process was given, be it still held or not. */
     std::optional<unsigned long long> LastOf(int pid) const;
     /** @return the last handle that was given this name. */
@@ -31,6 +33,7 @@ private:
 
     // Changed by what the session's own thread tells, and asked by that thread.
     std::vector<Entry> entries;
+    std::optional<int> result;
     std::map<int, unsigned long long> last;
     std::map<std::string, unsigned long long> named;
 };

@@ -39,6 +39,18 @@ std::string ReadableBytes(std::string const& bytes)
     return shown;
 }
 
+std::string TextOf(NodeWrite const& write)
+{
+    std::string text = write.node + " <- " + ReadableBytes(write.bytes);
+    if (write.result < 0) {
+        return text + ": " + ErrorName(write.error);
+    }
+    if (static_cast<std::size_t>(write.result) < write.bytes.size()) {
+        text += ": only " + std::to_string(write.result) + " of " + std::to_string(write.bytes.size()) + " bytes taken";
+    }
+    return text;
+}
+
 std::optional<long long> NumberOf(std::string const& bytes)
 {
     long long value = 0;

@@ -1,10 +1,15 @@
 #pragma once
 
+#include "sandbox/Sandbox.h"
+
 #include <optional>
 #include <string>
 
 /** Bytes of a node as a person reads them: text as it is, a bandwidth as its four bytes and their value. */
 std::string ReadableBytes(std::string const& bytes);
+
+/** A write as a person reads it: the node, the bytes and, if it failed, how. */
+std::string TextOf(NodeWrite const& write);
 
 /** The number that a node's bytes stand for: decimal text, or four raw bytes. */
 std::optional<long long> NumberOf(std::string const& bytes);

@@ -129,12 +129,6 @@ void Transcript::ShowWrite(NodeWrite const& write)
     ShowAsked();
     std::ostringstream line;
     std::chrono::duration<double> const time = write.time - start;
-    line << std::fixed << std::setprecision(3) << std::setw(9) << time.count() << "s  " << write.node << " <- "
-         << ReadableBytes(write.bytes);
-    if (write.result < 0) {
-        line << ": " << ErrorName(write.error);
-    } else if (static_cast<std::size_t>(write.result) < write.bytes.size()) {
-        line << ": only " << write.result << " of " << write.bytes.size() << " bytes taken";
-    }
+    line << std::fixed << std::setprecision(3) << std::setw(9) << time.count() << "s  " << TextOf(write);
     out << line.str() << "\n";
 }
