@@ -444,6 +444,44 @@ sleep 1000
         self.assertRegex(result.stderr, r"linux\.json: .*script\.txt:1: request: ")
 
 
+class Explain(TemporaryFiles):
+    def test_says_who_holds_what_since_when_and_what_waits(self):
+        script = self.file("script.txt", """\
+request 1 0 qos=CPU_L boost=1401600 as cam
+request 7 0 qos=CPU_L limit=1017600 as cap
+explain CPU_L
+sleep 250
+request 2 300 qos=CPU_L limit=1300000
+request 3 400 qos=CPU_L boost=1200000 limit=1400000
+event 0
+mode 6 2 as thermal
+mode 6 1
+explain CPU_L 0
+sleep 300
+explain CPU_L
+release-all 6
+release 7 cap
+explain CPU_L
+scenario 9 0 as game
+explain EAS
+""")
+        result = run("run", "platforms/sample.json", "--sandbox", "--script", script)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        shown = "".join(line for line in result.stdout.splitlines(True) if " <- " not in line)
+        self.assertEqual(shown, golden("explain.golden", shown))
+
+    def test_says_of_every_group_what_the_nodes_are_at(self):
+        platform = json.loads((ROOT / "platforms/sample.json").read_text())
+        for qos in platform["qos"]:
+            result = run("run", "platforms/sample.json", "--sandbox", commands="explain %s\n" % qos["name"])
+            nodes = {node for group in qos["groups"] for node in group["nodes"]}
+            built = result.returncode == 0
+            self.assertEqual(built, bool(nodes), result.stderr)
+            self.assertEqual(nodes - set(re.findall(r"^      (/\S+) is at .+$", result.stdout, re.M)), set())
+        for bad in ("explain CPU_L 1", "explain 40", "explain no"):
+            self.assertEqual(run("run", "platforms/sample.json", "--sandbox", commands=bad).returncode, 2, bad)
+
+
 class Ends(Processes):
     """Whatever ends a run, the trace is whole and the sandbox gone."""
 

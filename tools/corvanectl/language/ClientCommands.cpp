@@ -5,8 +5,6 @@
 #include <sstream>
 #include <utility>
 
-namespace {
-
 PerfQosId ToQosId(Session const& session, std::string const& text)
 {
     for (QosEntry const& entry : session.Described().qos) {
@@ -16,6 +14,8 @@ PerfQosId ToQosId(Session const& session, std::string const& text)
     }
     return ToUnsigned(text, "the id or name of a resource");
 }
+
+namespace {
 
 /** Adds "qos=ID", "group=N", "boost=V" or "limit=V" to what stands before it. */
 void AddPart(Session const& session, std::string const& word, std::vector<PerfRequestInfo>& infos)

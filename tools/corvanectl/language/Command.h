@@ -2,10 +2,13 @@
 
 #include "tools/corvanectl/language/Words.h"
 
+#include <corvane/PerfTypes.h>
+
 #include <string>
 #include <vector>
 
 class Interpreter;
+class Session;
 
 /** One command of the language. */
 struct Command {
@@ -15,6 +18,9 @@ struct Command {
     void (*run)(Interpreter&, Words&);
     bool speaksForItself = false; ///< what it shows need not stand below the command
 };
+
+/** @return the id of a resource that is given by name or id. @throws InputError */
+PerfQosId ToQosId(Session const& session, std::string const& text);
 
 /** All commands, in the order in which help lists them: a list for each topic, one behind the other. */
 std::vector<Command> const& AllCommands();

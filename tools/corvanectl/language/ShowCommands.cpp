@@ -1,7 +1,9 @@
 #include "tools/corvanectl/language/Command.h"
 #include "tools/corvanectl/language/Interpreter.h"
+#include "tools/corvanectl/session/Explain.h"
 #include "tools/corvanectl/session/LibraryVoice.h"
 
+#include <optional>
 #include <sstream>
 
 namespace {
@@ -17,6 +19,15 @@ void ShowChart(Interpreter& interpreter, Words& words)
 {
     words.End();
     interpreter.Live().Tell(Told{interpreter.Live().Drawn().Text()});
+}
+
+void ExplainQos(Interpreter& interpreter, Words& words)
+{
+    Session& session = interpreter.Live();
+    PerfQosId const qos = ToQosId(session, words.Take("the id or name of a resource"));
+    auto const group = words.Empty() ? std::nullopt : std::optional(words.TakeUnsigned("the number of a group"));
+    words.End();
+    session.Tell(Told{Explain(session, qos, group)});
 }
 
 void Version(Interpreter& interpreter, Words& words)
@@ -51,6 +62,7 @@ std::vector<Command> ShowCommands()
     return {
         {"dump", "--task|--base_info|--event|--scenario|--workMode|--limit_history", "print the state", Dump},
         {"chart", "", "draw what the nodes held so far, a row each", ShowChart},
+        {"explain", "QOS [GROUP]", "say who holds the floor and the ceiling, and what waits behind", ExplainQos},
         {"version", "", "print the version of the library", Version},
         {"log", "BITS", "show info (1) and debug (2) lines of the library", Log},
         {"help", "", "print this", Help},

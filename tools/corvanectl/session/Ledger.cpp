@@ -18,8 +18,9 @@ std::optional<unsigned long long> Find(std::map<Key, unsigned long long> const& 
 void Ledger::Hear(StoryRecord const& record)
 {
     record.Match(
-        [&](Asked const& /* asked */) { result.reset(); }, [&](Answered const& answered) { result = answered.result; },
-        [&](Held const& held) { Add(record.time, held); }, [&](Released const& released) { Remove(released); });
+        [&](Began const& /* began */) { start = record.time; }, [&](Asked const& /* asked */) { result.reset(); },
+        [&](Answered const& answered) { result = answered.result; }, [&](Held const& held) { Add(record.time, held); },
+        [&](Released const& released) { Remove(released); });
 }
 
 void Ledger::Add(PerfTimePoint time, Held const& held)

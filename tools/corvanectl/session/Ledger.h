@@ -18,6 +18,8 @@ public:
 
     void Hear(StoryRecord const& record) override;
 
+    /** When the platform started. */
+    PerfTimePoint Start() const { return start; }
     /** @return what is neither released nor over at this time, in the order of asking. */
     std::vector<Entry> Outstanding(PerfTimePoint now) const;
     /** @return what the library answered last to the current command, if anything. */
@@ -32,6 +34,7 @@ private:
     void Remove(Released const& released);
 
     // Changed by what the session's own thread tells, and asked by that thread.
+    PerfTimePoint start{};
     std::vector<Entry> entries;
     std::optional<int> result;
     std::map<int, unsigned long long> last;

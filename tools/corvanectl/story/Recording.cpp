@@ -40,7 +40,9 @@ void Recording::Hear(StoryRecord const& record)
 {
     record.Match([&](Began const& /* began */) { start = record.time; },
                  [&](Asked const& asked) { command = asked.line; },
-                 [&](Wrote const& wrote) { writes.push_back({wrote.write.time - start, TextOf(wrote.write), command}); });
+                 [&](Wrote const& wrote) {
+                     writes.push_back({wrote.write.time - start, TextOf(wrote.write), command});
+                 });
 }
 
 void Recording::Write(std::ostream& out) const
