@@ -80,7 +80,8 @@ bool ReadGroup(std::string const& first, std::string const& second, GroupState& 
     }
     group.id = static_cast<unsigned int>(std::stoul(now[1]));
     group.name = now[2];
-    group.floor = {{now[3], now[4]}, now[7], ClaimOf(now[9], now[10]), later[5], ClaimsIn(later[1]), ClaimsIn(later[3])};
+    group.floor = {{now[3], now[4]},  now[7], ClaimOf(now[9], now[10]), later[5], ClaimsIn(later[1]),
+                   ClaimsIn(later[3])};
     group.ceiling = {{now[5], now[6]},  now[8], ClaimOf(now[11], now[12]), later[6], ClaimsIn(later[2]),
                      ClaimsIn(later[4])};
     return true;
@@ -110,7 +111,8 @@ class Wording {
 public:
     explicit Wording(Session const& session)
         : start(session.Claims().Start()), now(SessionTime::Now()), held(session.Claims().Outstanding(start))
-    {}
+    {
+    }
 
     /** Who holds a handle, since when and until when. */
     std::string By(std::string const& handle) const
@@ -171,7 +173,8 @@ struct Mode {
 Mode ModeOf(std::string const& dump)
 {
     static std::regex const form(R"(current mode = ([0-2]), .*>:\s*<(?:(\d+), \d+)?[^]*)");
-    static std::array<char const*, PERF_WORK_MODE_COUNT> const names = {"0 (default)", "1 (boost first)", "2 (limit first)"};
+    static std::array<char const*, PERF_WORK_MODE_COUNT> const names = {"0 (default)", "1 (boost first)",
+                                                                        "2 (limit first)"};
     std::smatch parts;
     if (!std::regex_search(dump, parts, form)) {
         return {"unknown", DEFAULT_HANDLE};
