@@ -35,7 +35,7 @@ try {
     LibraryVoice const voice(story);
     Findings findings;
     Platform platform = input.Read(ReadTextFile(input.file), findings);
-    if (!findings.Empty()) {
+    if (findings.HasErrors()) {
         throw InputError("no sound platform; \"corvanectl check\" says why");
     }
     Recording recording;
