@@ -1,0 +1,90 @@
+#include "fuzz/FuzzChecks.h"
+#include "fuzz/FuzzedLibrary.h"
+#include "tools/corvanectl/platform/JsonPlaces.h"
+#include "tools/corvanectl/platform/Reader.h"
+#include "tools/corvanectl/platform/Summary.h"
+#include "tools/corvanectl/platform/check/PlatformCheck.h"
+
+#include <chrono>
+#include <cstdint>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using std::chrono::milliseconds;
+
+/** @return false of what is no JSON. */
+bool Read(std::string const& text, Platform& platform, Findings& findings)
+{
+    try {
+        platform = ReadPlatform("input", text, findings);
+        return true;
+    } catch (InputError const&) {
+        return false;
+    }
+}
+
+/** Every finding has its line. */
+void Locate(std::string const& text, Findings const& findings)
+{
+    std::vector<std::string> paths;
+    for (Finding const& finding : findings.All()) {
+        paths.push_back(finding.path);
+    }
+    Expect(LinesOf(text, paths).size() == paths.size(), "a finding has no line");
+}
+
+/** Everything that the catalogues offer, once. */
+void UseCatalogues(ConfigManager& manager, Platform const& platform)
+{
+    unsigned long long handle = 0;
+    for (ConfigurableScenario const& scenario : platform.scenarios) {
+        Expect(manager.PerfSetScenario(1, scenario.scenarioId, handle) == 0, "a scenario cannot be set");
+    }
+    for (ConfigurableEvent const& event : platform.events) {
+        manager.StartEvent(event.eventId, 0); // fails where the platform has none of its resources
+    }
+    if (platform.hasProbe) {
+        Expect(manager.StartProbe(7) == 0, "a probe cannot be started");
+    }
+}
+
+/** What the check accepts the library takes, and all nodes are at their base when everything is over. */
+void Run(Platform const& platform)
+{
+    std::ostringstream summary;
+    SummarisePlatform(platform, summary);
+    FuzzedLibrary library(platform);
+    library.Start();
+    UseCatalogues(library.Manager(), platform);
+    library.time.AdvanceBy(milliseconds(100));
+    for (char const* const option : {"--event", "--scenario", "--base_info", "--task", "--limit_history"}) {
+        library.Dump(option);
+    }
+    library.Manager().Reset();
+    library.time.AdvanceBy(milliseconds(100));
+    library.ExpectAtBase();
+    library.End();
+}
+
+} // namespace
+
+/** The bytes are a platform file. */
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size)
+{
+    DivertLog();
+    std::string const text(reinterpret_cast<char const*>(data), size);
+    Platform platform;
+    Findings findings;
+    if (!Read(text, platform, findings)) {
+        return 0;
+    }
+    CheckPlatform(platform, findings);
+    Locate(text, findings);
+    if (!findings.HasErrors()) {
+        Run(platform);
+    }
+    return 0;
+}
