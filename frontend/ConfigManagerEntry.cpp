@@ -123,7 +123,8 @@ int ConfigManager::StartEvent(PerfEventId eventId, unsigned int duration) noexce
         PF_LOGE("[%s:%d] RequestEventHandle failed for event id: %u", eventId);
         return -1;
     }
-    return start.Send(my.resourceManager, wrapper, [method = __func__, eventId](bool sent) {
+    char const* const method = __func__;
+    return start.Send(my.resourceManager, wrapper, [method, eventId](bool sent) {
         if (!sent) {
             PF_LOGE_AS(method, "[%s:%d] SendCmdToResources failed for event id: %u", eventId);
             return -1;
@@ -168,7 +169,8 @@ int ConfigManager::StartProbe(int tid) noexcept
     default:
         break;
     }
-    int const result = commandStart.Send(my.resourceManager, wrapper, [&, method = __func__](bool sent) {
+    char const* const method = __func__;
+    int const result = commandStart.Send(my.resourceManager, wrapper, [&, method](bool sent) {
         if (!sent) {
             PF_LOGE_AS(method, "[%s:%d] SendCmdToResources failed");
             return -1;
