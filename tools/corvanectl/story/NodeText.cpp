@@ -88,10 +88,15 @@ bool Holds(std::string const& content, std::string const& written)
     return number && number == NumberOf(written);
 }
 
-std::string Without(std::string text, std::string const& part)
+std::string WithoutRoot(std::string text, std::string const& root)
 {
-    for (std::size_t at = 0; !part.empty() && (at = text.find(part, at)) != std::string::npos;) {
-        text.erase(at, part.size());
+    auto const isOfAName = [](char c) {
+        return std::isalnum(static_cast<unsigned char>(c)) != 0 || std::string("/._-").find(c) != std::string::npos;
+    };
+    for (std::size_t at = 0; !root.empty() && (at = text.find(root + "/", at)) != std::string::npos; ++at) {
+        if (at == 0 || !isOfAName(text[at - 1])) {
+            text.erase(at, root.size());
+        }
     }
     return text;
 }

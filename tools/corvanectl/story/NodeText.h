@@ -23,5 +23,5 @@ std::optional<long long> NumberAt(std::string const& content);
 /** @return whether a node that says this holds what was written. */
 bool Holds(std::string const& content, std::string const& written);
 
-/** @return the text without any occurrence of the part. */
-std::string Without(std::string text, std::string const& part);
+/** @return the text with the paths below a folder as if it were the root. */
+std::string WithoutRoot(std::string text, std::string const& root);

@@ -12,9 +12,9 @@ void Story::Tell(PerfTimePoint time, StoryRecord::What what)
 {
     std::lock_guard<std::mutex> const lock(mutex);
     if (auto* const told = std::get_if<Told>(&what)) {
-        told->text = Without(std::move(told->text), hidden);
+        told->text = WithoutRoot(std::move(told->text), hidden);
     } else if (auto* const logged = std::get_if<Logged>(&what)) {
-        logged->text = Without(std::move(logged->text), hidden);
+        logged->text = WithoutRoot(std::move(logged->text), hidden);
     }
     StoryRecord const record{time, std::move(what)};
     for (StoryListener* const listener : listeners) {
