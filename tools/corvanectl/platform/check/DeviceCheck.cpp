@@ -80,9 +80,15 @@ void CheckNode(NodeDomain const& domain, std::string const& path, Findings& find
 void CheckDevice(Platform const& platform, Place const& place, Findings& findings)
 {
     for (std::size_t i = 0; i < platform.qos.size(); ++i) {
-        std::string const& list = platform.qos[i].freqListNode;
-        if (!list.empty() && IsBuilt(platform.qos[i], platform.control) && !ReadNode(place(list))) {
-            findings.Add("qos[" + std::to_string(i) + "].freqListNode", place(list) + " cannot be read");
+        QosEntry const& entry = platform.qos[i];
+        std::string const path = "qos[" + std::to_string(i) + "].freqListNode";
+        if (entry.freqListNode.empty() || !IsBuilt(entry, platform.control)) {
+            continue;
+        }
+        if (!ReadNode(place(entry.freqListNode))) {
+            findings.Add(path, place(entry.freqListNode) + " cannot be read");
+        } else if (Frequencies(entry, place).empty()) {
+            findings.Add(path, place(entry.freqListNode) + " lists no frequency");
         }
     }
     for (NodeDomain const& domain :
