@@ -71,14 +71,6 @@ class Tour(unittest.TestCase):
 
 
 class Demo(TemporaryFiles):
-    def test_the_dumps_of_the_readme_are_those_of_a_run(self):
-        result = run("run", "platforms/sample.json", "--sandbox", "--script", "platforms/dumps.txt")
-        chapter = (ROOT / "README.md").read_text().split("## Reading the dumps")[1].split("\n## ")[0]
-        examples = re.findall(r"```\n(.*?)```", chapter, re.DOTALL)
-        self.assertGreater(len(examples), 4)
-        for line in "".join(examples).splitlines():
-            self.assertIn(line + "\n", result.stdout)
-
     def test_plays_the_same_bytes_each_time(self):
         plays = []
         for name in ("first", "second"):
