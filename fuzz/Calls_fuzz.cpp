@@ -149,7 +149,11 @@ private:
         std::vector<PerfRequestInfo> infos;
         for (unsigned int i = bytes.Below(4); i > 0; --i) {
             QosEntry const& entry = bytes.Pick(platform.qos);
-            infos.push_back({bytes.Chance(16) ? bytes.Below(64) : entry.id, DrawValues(bytes, entry, true)});
+            unsigned int const id = bytes.Chance(16) ? bytes.Below(64) : entry.id;
+            if (id == PERF_QOS_EAS_BASE && Eas() == nullptr) {
+                continue; // sets bases that nobody could put back
+            }
+            infos.push_back({id, DrawValues(bytes, entry, true)});
             if (bytes.Chance(64)) {
                 infos.back().groupInfos.push_back({0, {{static_cast<PerfOperationType>(bytes.Below(4)), 1}}});
             }
