@@ -38,28 +38,3 @@ TEST(EventManager, OneFaultDiscardsEveryEvent)
         EXPECT_EQ(log.TakeReason(), std::string("PF_EVENT_MGR ") + reason);
     }
 }
-
-TEST(EventManager, DumpKeepsItsRaggedLayout)
-{
-    GroupInfo const both{2, {{PERF_OPERATION_LIMIT, 9}, {PERF_OPERATION_BOOST, -5}}};
-    GroupInfo const empty{1, {}};
-    EventManager manager;
-    auto const table = manager.Init({{3, {{4, {{100, {both, {7, {}}, PLAIN}}, {60000, {empty}}, {20, {PLAIN}}}}}},
-                                     {2, {{14, {{100, {empty, both}}}}}}});
-    EXPECT_TRUE(manager.EventIdToQosInfo(3).empty()) << "Init leaves the stored table alone";
-    manager.Update(table, {1, 2, 3, 4, 5, "0F"});
-    std::ostringstream out;
-    EXPECT_EQ(manager.Dump(out), 0);
-    std::string const heading = "   startTime   endTime  group  boost/limit          value\n     0: ";
-    EXPECT_EQ(out.str(), "event(2)\n  qos:14" + heading +
-                             "                   0       100      2            0             -5\n"
-                             "           0       100      2            1              9\n"
-                             "event(3)\n  qos: 4" +
-                             heading +
-                             "           0       100      0            0              5\n"
-                             "                   0       100      2            0             -5\n"
-                             "           0       100      2            1              9\n"
-                             "          qos: 4" +
-                             heading + "  qos: 4" + heading +
-                             "       60100     60120      0            0              5\n");
-}

@@ -1,45 +1,11 @@
 #include "tests/frontend/PlatformFixture.h"
 
-#include <regex>
-
 namespace {
-
-std::string const STARS = std::string(30, '*') + "\n";
-std::string const NO_LISTS = "boostBaseList(0) limitBaseList(0) boostList(0) limitList(0) ";
 
 class ConfigManagerConsoleTest : public PlatformTest {
 protected:
     std::string Path(std::string const& node) const { return sandbox.Path(node); }
 };
-
-TEST_F(ConfigManagerConsoleTest, TaskDumpShowsEveryResource)
-{
-    options.commandLimits.firstHandle = 1025; // shown by its low ten bits
-    Start();
-    Request(MINUTE, {Boost(CPU_M, 1500)});
-    Request(MINUTE, {Boost(CPU_M, 1200)});
-    Request(MINUTE, {Limit(CPU_M, 1200)});
-    Request(LONG, {Limit(CPU_M, 1000), Boost(GPU, 30, 1)});
-    Request(LONG, {Boost(CPU_M, 500)});
-    EXPECT_EQ(Dump("--task"),
-              STARS +
-                  "res[cpu_m] grpNum(1) (value, handle):\n"
-                  "-->grp[0]:cpu_m: boostBase(500, 5)limitBase(1000, 4)effectiveBase: 500~1000 "
-                  "boost(1500, 1)limit(1200, 3)effective: 1500~1200\n"
-                  "boostBaseList(1) 300:* limitBaseList(1) 2500:* boostList(1) 1200:2 limitList(0) "
-                  "final: 1500~1500\n" +
-                  STARS +
-                  "res[cpu_b] grpNum(1) (value, handle):\n"
-                  "-->grp[0]:cpu_b: boostBase(400, *)limitBase(4000, *)effectiveBase: 400~4000 "
-                  "effective: 400~4000\n" +
-                  NO_LISTS + "final: 400~4000\n" + STARS +
-                  "res[gpu] grpNum(2) (value, handle):\n"
-                  "-->grp[0]:gpu_floor: boostBase(10, *)limitBase(100, *)effectiveBase: 10~100 effective: 10~100\n" +
-                  NO_LISTS +
-                  "final: 10~100\n"
-                  "-->grp[1]:gpu_power: boostBase(30, 4)limitBase(100, *)effectiveBase: 30~100 effective: 30~100\n"
-                  "boostBaseList(1) 20:* limitBaseList(0) boostList(0) limitList(0) final: 30~100\n");
-}
 
 TEST_F(ConfigManagerConsoleTest, BaseInfoShowsWhatTheBasesMeanOnTheNodes)
 {
@@ -53,23 +19,6 @@ TEST_F(ConfigManagerConsoleTest, BaseInfoShowsWhatTheBasesMeanOnTheNodes)
                   "3,gpu,0,gpu_floor,10,100,10,," + Path("gpu/floor") + ",\n" + "3,gpu,1,gpu_power,20,100,20,," +
                   Path("gpu/power") + ",\n" + "15,mem_lat,0,ratio,1,2,400,," + Path("mem_lat/ratio") +
                   ",\n"); // the monitor has no base
-}
-
-TEST_F(ConfigManagerConsoleTest, LimitHistoryShowsClosedAndOpenPeriods)
-{
-    AddFrequency(0, "cpu_l", {100, 900, 100, 900});
-    AddFrequency(10, "other", {100, 900, 100, 800});
-    Start();
-    auto const limit = Request(LONG, {Limit(CPU_M, 2000), Boost(10, 500)});
-    time.AdvanceBy(std::chrono::milliseconds(65'007));
-    Request(MINUTE, {Boost(CPU_M, 1500)});
-    manager->PerfRelease(PID, limit);
-    time.AdvanceBy(std::chrono::minutes(1));
-    EXPECT_EQ(Dump("--limit_history"), "*****cpu_l: limit history cmd log is empty\n\n"
-                                       "*****cpu_m: \n"
-                                       "freq=2000 0-1 0:0:0.0  0-1 0:1:5.7\n"
-                                       "freq=2500 0-1 0:2:5.7\n"
-                                       "*****cpu_b: limit history cmd log is empty\n\n");
 }
 
 TEST_F(ConfigManagerConsoleTest, CataloguesAndModesAreDumpedAsTheyStand)
@@ -108,42 +57,6 @@ TEST_F(ConfigManagerConsoleTest, CataloguesAndModesAreDumpedAsTheyStand)
     std::ostringstream version;
     manager->DumpCoreVersion(version);
     EXPECT_EQ(version.str(), "core version: 5.1.0\n");
-}
-
-TEST_F(ConfigManagerConsoleTest, DumpsSayWhenTheyBeginAndEnd)
-{
-    std::string const info = "D PF_CFG_MGR DumpInfo: ";
-    Strings const finished{"D PF_CFG_MGR TaskDump: [TaskDump:N] res 1 log finish",
-                           "D PF_CFG_MGR TaskDump: [TaskDump:N] res 2 log finish",
-                           "D PF_CFG_MGR TaskDump: [TaskDump:N] res 3 log finish"};
-    struct Row {
-        std::string option;
-        Strings lines;
-    };
-    Row const rows[] = {
-        {"--event", {}},
-        {"--scenario", {}},
-        {"--workMode", {}},
-        {"--base_info", Join({{info + "before base_info Dump"}, finished, {info + "before base_info Dump"}})},
-        {"--task", Join({{info + "before task Dump"}, finished, {info + "after task Dump"}})},
-        {"--limit_history", {info + "Dump limit_history success"}},
-    };
-    LogCapture log;
-    StartVerbose(log);
-    std::regex const line(R"(\[TaskDump:\d+\])");
-    for (Row const& row : rows) {
-        log.Clear();
-        std::string const text = Dump(row.option);
-        Strings lines = log.Lines("PF_CFG_MGR");
-        for (std::string& one : lines) {
-            one = std::regex_replace(one, line, "[TaskDump:N]");
-        }
-        EXPECT_EQ(lines, Join({row.lines, {"D PF_CFG_MGR Dump: Dump info success"}})) << row.option;
-        if (row.option == "--base_info") {
-            auto const first = text.substr(0, text.find('\n'));
-            EXPECT_TRUE(log.Has(ANDROID_LOG_DEBUG, "PF_RES", "PrintBaseInfo", first));
-        }
-    }
 }
 
 TEST_F(ConfigManagerConsoleTest, OnlyTheFirstArgumentCountsAndOnlyToTheLetter)

@@ -84,6 +84,28 @@ TEST_F(ConfigManagerEntryTest, WhatComesToNothingSaysWhy)
         {[&] { return manager->StopProbe(TID + 1), 0; },
          0,
          {"D PF_CFG_MGR StopProbe: BuildEventReleaseCommand failed"}},
+        {[&] { return manager->PerfEvent(LAUNCH, {2}, "silent"); },
+         -1,
+         {"E PF_CFG_MGR PerfEvent: invalid parameter for PerfEvent"}},
+        {[&] {
+             return manager->PerfEvent(4097, {2, 0, TID}, "");
+         },
+         -1,
+         {"E PF_CFG_MGR PerfEvent: invalid start notion"}},
+        {[&] {
+             return manager->PerfEvent(4097, {1, TID}, "");
+         },
+         -1,
+         {"E PF_CFG_MGR PerfEvent: invalid probe event request format. size = 2"}},
+        {[&] { return manager->PerfEvent(8192, {1}, ""); },
+         -1,
+         {"E PF_CFG_MGR PerfSetSuspend: invalid Set Suspend param size 1"}},
+        {[&] {
+             LogSwitch const info(PfLogonNamespace::INFO_BIT);
+             return manager->PerfEvent(2, {0}, "tap");
+         },
+         0,
+         {"I PF_CFG_MGR PerfEvent: user message: tap"}},
         {[&] {
              return manager->PerfSetSuspend({1, 14, MEM_LAT, 16});
          },
@@ -122,52 +144,6 @@ TEST_F(ConfigManagerEntryTest, AStartThatCannotBeSentSaysSoAndThenLooksWhetherIt
         ASSERT_GT(lines.size(), 2u) << failed;
         EXPECT_EQ(Strings(lines.end() - 2, lines.end()), (Strings{failed, empty}));
     }
-}
-
-TEST_F(ConfigManagerEntryTest, EveryFormOfTheEventDoor)
-{
-    struct Row {
-        unsigned int id;
-        std::vector<unsigned int> params;
-        int result;
-        bool boosts;
-        Strings lines; ///< after that of the message
-    };
-    std::string const door = "E PF_CFG_MGR PerfEvent: ";
-    std::string const suspend = "E PF_CFG_MGR PerfSetSuspend: ";
-    Row const rows[] = {
-        {LAUNCH, {}, 0, true, {}},
-        {LAUNCH, {1}, 0, true, {}},
-        {LAUNCH, {1, 60000}, 0, true, {}},
-        {LAUNCH, {1, 60000, 7}, 0, true, {}},
-        {LAUNCH, {0, 5}, -1, true, {door + "invalid parameter for PerfEvent"}},
-        {LAUNCH, {2}, -1, true, {door + "invalid parameter for PerfEvent"}},
-        {5, {}, 0, true, {"W PF_CFG_MGR StartEvent: invalid event id: 5"}},
-        {LAUNCH, {0}, 0, false, {}},
-        {4097, {1, 0, TID}, 0, true, {}},
-        {4097, {2, 0, TID}, -1, true, {door + "invalid start notion"}},
-        {4097, {0, 0, TID + 1}, 0, true, {}},
-        {4097, {0, 0, TID}, 0, false, {}},
-        {4097, {1, TID}, -1, false, {door + "invalid probe event request format. size = 2"}},
-        {4097, {}, -1, false, {door + "invalid probe event request format. size = 0"}},
-        {8192, {0, CPU_M}, 0, false, {}},
-        {8192, {1}, -1, false, {suspend + "invalid Set Suspend param size 1"}},
-    };
-    Start();
-    LogCapture log;
-    for (Row const& row : rows) {
-        std::string const call = std::to_string(row.id) + " " + testing::PrintToString(row.params);
-        {
-            LogSwitch const info(PfLogonNamespace::INFO_BIT);
-            EXPECT_EQ(manager->PerfEvent(row.id, row.params, "tap"), row.result) << call;
-        }
-        EXPECT_EQ(Said(log), Join({{"I PF_CFG_MGR PerfEvent: user message: tap"}, row.lines})) << call;
-        std::string const pair = row.boosts ? "final: 1500~3000" : "final: 300~2500";
-        EXPECT_NE(Dump("--task").find(pair), std::string::npos) << call;
-    }
-    log.Clear();
-    EXPECT_EQ(manager->PerfEvent(LAUNCH, {2}, "tap"), -1);
-    EXPECT_EQ(log.Lines(), Strings{door + "invalid parameter for PerfEvent"}) << "the message only with its switch";
 }
 
 TEST_F(ConfigManagerEntryTest, EveryEntryIsTraced)

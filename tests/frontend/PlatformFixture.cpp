@@ -2,12 +2,6 @@
 
 #include <algorithm>
 
-Strings Pair(std::string const& name, int boost, int limit)
-{
-    std::string const max = name + "/max <- " + std::to_string(limit);
-    return {max, name + "/min <- " + std::to_string(boost), max};
-}
-
 Strings Join(std::vector<Strings> const& parts)
 {
     Strings all;

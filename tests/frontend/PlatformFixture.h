@@ -18,7 +18,6 @@ constexpr PerfQosId GPU = PERF_QOS_GPU;
 constexpr PerfQosId MEM_LAT = 15;
 
 /** The three writes of a frequency pair, the maximum before and after the minimum. */
-Strings Pair(std::string const& name, int boost, int limit);
 Strings Join(std::vector<Strings> const& parts);
 
 /**

@@ -23,24 +23,6 @@ protected:
     FrequencyGroup group{Config({"a", "b"}), PERF_WORK_MODE_BOOST_FIRST};
 };
 
-TEST_F(FrequencyTest, TheMaximumIsWrittenBeforeAndAfterTheMinimum)
-{
-    EXPECT_EQ(group.ShortTermStart({1, At(0), At(9), Boost(1500)}), 0);
-    EXPECT_EQ(Writes(), (Strings{"b <- 9000", "a <- 1500", "b <- 9000"}));
-    EXPECT_EQ(sandbox.OpenDescriptors(), 2);
-    EXPECT_EQ(Mapping(group), (Strings{"before,,,", "300,8000,a,b"}));
-    group.CloseAllFds();
-    EXPECT_EQ(sandbox.OpenDescriptors(), 0);
-
-    sandbox.FailNode("a", Fault::Error(EBUSY));
-    group.DoConfig(300, 8000);
-    EXPECT_EQ(Writes(), (Strings{"b <- 8000", "a <- 300: EBUSY"}));
-    sandbox.ClearFaults("a");
-    sandbox.FailNode("b", Fault::Error(EINVAL));
-    group.DoConfig(300, 8000);
-    EXPECT_EQ(Writes(), (Strings{"b <- 8000: EINVAL", "a <- 300", "b <- 8000: EINVAL"}));
-}
-
 TEST_F(FrequencyTest, LimitsAreAnnouncedAndRecordedWhereTheyBeginAndEnd)
 {
     struct Row {
@@ -84,16 +66,6 @@ TEST_F(FrequencyTest, TheFiftyFirstLimitDropsTheOldest)
         expected += limit > 2 ? "freq=" + std::to_string(limit) + " 0-1 0:0:0.0\n" : "";
     }
     EXPECT_EQ(History(), expected);
-}
-
-TEST_F(FrequencyTest, AWriteIsMarkedWithModeAndSuspend)
-{
-    TraceCapture const trace;
-    group.SetWorkMode(PERF_WORK_MODE_LIMIT_FIRST);
-    group.SetSuspend(true);
-    group.DoConfig(1, 2);
-    EXPECT_EQ(trace.Labels(), (Strings{"velquist_log:grp write freq: 300~8000, mode=2, suspend=0",
-                                       "velquist_log:grp write freq: 1~2, mode=2, suspend=1"}));
 }
 
 } // namespace

@@ -15,21 +15,6 @@ namespace {
 constexpr PerfWorkMode MODE = PERF_WORK_MODE_BOOST_FIRST;
 LevelToValueMap const TWO_NODE_LEVELS = {{1, {"low", "0"}}, {5, {"mid", "1"}}, {9, {"high", ""}}};
 
-TEST_F(KindTest, ASingleNodeReceivesTheFloorAndIsKeptOpenUntilASuspend)
-{
-    IpaSwitchTempGroup off(Config({"b"}), MODE, false);
-    off.DoConfig(90, 0);
-    EXPECT_EQ(Mapping(off), (Strings{"before,,,"}));
-    IpaSwitchTempGroup group(Config({"a"}), MODE, true);
-    group.LongTermStart({2, {}, {}, Both(400, 500)});
-    EXPECT_EQ(sandbox.OpenDescriptors(), 1);
-    group.SetSuspend(true);
-    EXPECT_EQ(sandbox.OpenDescriptors(), 0);
-    group.SetSuspend(false);
-    EXPECT_EQ(Writes(), (Strings{"a <- 400", "a <- 400"}));
-    EXPECT_EQ(Mapping(group), (Strings{"before,,,", "400,,a,"}));
-}
-
 TEST_F(KindTest, DdrWritesTheBandwidthAsRawBytesOrTheFrequencyAsText)
 {
     std::tuple<float, int, char const*> const rows[] = {
@@ -47,61 +32,18 @@ TEST_F(KindTest, DdrWritesTheBandwidthAsRawBytesOrTheFrequencyAsText)
     }
 }
 
-TEST_F(KindTest, IpaPowerSwitchesTheBoardWhereTheThresholdIsMetOrCrossed)
+TEST_F(KindTest, IpaPowerTellsItsBasesBySwitchAndTouchesTheBoardOnlyWhereItMay)
 {
-    IpaSustainablePowerGroup group(Config({"a", "b", "c"}), MODE, true, 1, 5000);
-    std::pair<int, Strings> const rows[] = {
-        {4000, {"a <- 4000"}},
-        {5000, {"b <- disabled", "c <- enabled"}},
-        {6000, {"b <- disabled", "c <- disabled"}},
-        {4999, {"b <- enabled", "c <- enabled", "a <- 4999"}},
-        {5001, {"b <- disabled", "c <- disabled"}},
-        {4000, {"b <- enabled", "c <- enabled", "a <- 4000"}},
-        {5000, {"b <- disabled", "c <- enabled"}},
-        {300, {"b <- enabled", "c <- enabled", "a <- 300"}},
-    };
-    for (auto const& [boost, writes] : rows) {
-        group.DoConfig(boost, 9000);
-        EXPECT_EQ(Writes(), writes) << boost;
-    }
-    group.SetSuspend(true);
-    EXPECT_EQ(sandbox.OpenDescriptors(), 1) << "the power node stays open";
-    group.DoConfig(5000, 9000);
-    EXPECT_EQ(Writes(), (Strings{"b <- disabled", "c <- enabled"}));
-
     IpaSustainablePowerGroup socOnly(Config({"a", "b", "c"}), MODE, false, 300, 5000);
     for (int const boost : {299, 300, 9000}) {
         socOnly.DoConfig(boost, 9000);
     }
     EXPECT_EQ(Writes(), (Strings{"c <- enabled", "c <- disabled", "c <- disabled"}));
-
     EXPECT_EQ(Mapping(socOnly), (Strings{"before,,,", "disabled,,c,"}));
-    EXPECT_EQ(Mapping(group), (Strings{"before,,,", "300,,a,", "enabled,,b,", "enabled,,c,"}));
+    IpaSustainablePowerGroup const below(Config({"a", "b", "c"}), MODE, true, 1, 5000);
+    EXPECT_EQ(Mapping(below), (Strings{"before,,,", "300,,a,", "enabled,,b,", "enabled,,c,"}));
     IpaSustainablePowerGroup const atThreshold(Config({"a", "b", "c"}), MODE, true, 1, 300);
     EXPECT_EQ(Mapping(atThreshold), (Strings{"before,,,", "300,,a,", "disabled,,b,", "enabled,,c,"}));
-}
-
-TEST_F(KindTest, ALevelWritesItsTextToEachNodeAndACommandMustNameOne)
-{
-    LevelMapGroup group(Levels({"a", "b"}, TWO_NODE_LEVELS), MODE);
-    group.ShortTermStart({1, At(0), At(9), Both(5, 9)});
-    group.DoConfig(9, 1);
-    EXPECT_EQ(Writes(), (Strings{"a <- mid", "b <- 1", "a <- high", "b <- "}));
-    EXPECT_EQ(Mapping(group), (Strings{"low,,a,", "0,,b,"})) << "replaced, not appended to";
-    group.CloseAllFds();
-    EXPECT_EQ(sandbox.OpenDescriptors(), 0);
-    EXPECT_EQ(Logged(), Strings{});
-    for (int level : {1, 5, 9}) {
-        EXPECT_EQ(group.OperationValueValidate(level), 0);
-    }
-    for (int level : {6, 10}) {
-        EXPECT_EQ(group.OperationValueValidate(level), -1);
-    }
-    group.DoConfig(2, 1);
-    std::string const line = "E PF_LEVEL_MAP_GROUP ";
-    EXPECT_EQ(Logged(), (Strings{line + "OperationValueValidate: [grp] cmd value can't be found in levelMapping: 6",
-                                 line + "OperationValueValidate: [grp] OperationValueValidate failed!",
-                                 line + "DoConfig: [grp] invalid level: 2"}));
 }
 
 TEST_F(KindTest, OnlyTheRemainderSkipsANodeThatCannotBeOpened)
@@ -117,14 +59,6 @@ TEST_F(KindTest, OnlyTheRemainderSkipsANodeThatCannotBeOpened)
     remainder.DoConfig(9, 0);
     EXPECT_EQ(Writes(), (Strings{"gone <- high", "b <- "}));
     EXPECT_EQ(sandbox.OpenDescriptors("b"), 2) << "one each, however often it is written";
-}
-
-TEST_F(KindTest, AMonitorLeavesANodeAloneThatHasNoText)
-{
-    MonitorEnableGroup monitor(Levels({"a", "b"}, {{0, {"0", "0"}}, {1, {"1"}}}), MODE);
-    monitor.RelatedGroupDoConfig(0);
-    monitor.RelatedGroupDoConfig(1);
-    EXPECT_EQ(Writes(), (Strings{"a <- 0", "b <- 0", "a <- 1"}));
 }
 
 TEST_F(KindTest, EveryKindChecksItsConfiguration)

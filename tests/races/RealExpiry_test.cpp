@@ -43,5 +43,5 @@ TEST_F(RealExpiry, WhatIsTimedEndsByItselfNeverEarlyAndNeverLostAndWaitsWithoutC
             EXPECT_GE(write.time, before + std::chrono::milliseconds(i == 0 ? 0 : duration(i - 1)));
         }
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 5s);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, 60s);
 }

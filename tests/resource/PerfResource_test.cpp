@@ -29,46 +29,6 @@ protected:
 
 } // namespace
 
-TEST_F(PerfResourceTest, EveryCommandReachesItsGroupsUpToTheFirstThatFails)
-{
-    struct Row {
-        unsigned int type;
-        std::shared_ptr<PerfCommandItem> item;
-        int result;
-        Strings writes;
-    };
-    auto const shortItem = Item(1, {{0, {{BOOST, 50}}}});
-    auto const longItem = Item(2, {{1, {{BOOST, 30}}}});
-    auto const any = Item(9, {});
-    PerfGroupTable const wrong{{0, {{static_cast<PerfOperationType>(2), 60}}}, {1, {{BOOST, 60}}}};
-    Row const rows[] = {
-        {PERF_COMMAND_SHORT_START, shortItem, 0, {"n0 <- 50"}},
-        {PERF_COMMAND_LONG_START, longItem, 0, {"n1 <- 30"}},
-        {PERF_COMMAND_MODE_START, ModeItem(PERF_WORK_MODE_BOOST_FIRST), 0, {"n0 <- 50", "n1 <- 30"}},
-        {PERF_COMMAND_SHORT_STOP, shortItem, 0, {"n0 <- 10"}},
-        {PERF_COMMAND_GET_LOG, any, 0, {}},
-        {PERF_COMMAND_GET_BASE_INFO, any, 0, {}},
-        {PERF_COMMAND_SUSPEND_ON, any, 0, {}},
-        {PERF_COMMAND_LONG_STOP, longItem, 0, {}},
-        {PERF_COMMAND_SUSPEND_OFF, any, 0, {"n0 <- 10", "n1 <- 10"}},
-        {PERF_COMMAND_BASE_SET, Item(NO_HANDLE, {{0, {{BOOST, 20}}}, {1, {{BOOST, 21}}}}), 0, {"n0 <- 20", "n1 <- 21"}},
-        {PERF_COMMAND_SHORT_START, nullptr, -1, {}},
-        {10, shortItem, -1, {}},
-        {PERF_COMMAND_LONG_START, any, -1, {}}, // names no group
-        {PERF_COMMAND_LONG_START, Item(3, {{0, {{BOOST, 60}}}, {1, {}}, {2, {}}}), -1, {}},
-        // What comes before the failing group stays, what comes after is not touched.
-        {PERF_COMMAND_LONG_START, Item(4, {{0, {{BOOST, 60}}}, {7, {{BOOST, 60}}}}), -1, {"n0 <- 60"}},
-        {PERF_COMMAND_LONG_START, Item(5, wrong), -1, {}},
-        {PERF_COMMAND_MODE_START, ModeItem(3), -1, {}},
-    };
-    auto const resource = Build(2);
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        SCOPED_TRACE("row " + std::to_string(i));
-        EXPECT_EQ(resource->CommandDispath({static_cast<PerfCommandType>(rows[i].type), rows[i].item}), rows[i].result);
-        EXPECT_EQ(TakeLines(sandbox), rows[i].writes);
-    }
-}
-
 TEST_F(PerfResourceTest, AWorkerSaysThatItEndsBeforeItGivesItsQueueUp)
 {
     auto const resource = Build(1);

@@ -17,7 +17,6 @@
 using Strings = std::vector<std::string>;
 
 constexpr auto BOOST = PERF_OPERATION_BOOST;
-constexpr auto LIMIT = PERF_OPERATION_LIMIT;
 inline std::string const NAME = "res";
 
 /** A group of the range 0..100 with the defaults 10 and 100. */
@@ -28,17 +27,12 @@ inline PerfGroupConfig PlainGroup(unsigned int id, std::string const& name, Stri
 
 /** An item as a request sends it; timed ones run from the distant past to the distant future. */
 inline std::shared_ptr<PerfCommandItem> Item(unsigned long long handle, PerfGroupTable const& groups,
-                                             PerfQosId qosId = 0, unsigned int mode = PERF_WORK_MODE_DEFAULT)
+                                             PerfQosId qosId = 0)
 {
     PerfTimePoint const start{std::chrono::nanoseconds{1}};
     PerfTimePoint const end = PerfTime::Now() + std::chrono::hours{1};
     return std::make_shared<PerfCommandItem>(
-        PerfCommandItem{qosId, handle, static_cast<PerfWorkMode>(mode), start, end, groups});
-}
-
-inline std::shared_ptr<PerfCommandItem> ModeItem(unsigned int mode)
-{
-    return Item(0, {}, 0, mode);
+        PerfCommandItem{qosId, handle, PERF_WORK_MODE_DEFAULT, start, end, groups});
 }
 
 /** @return the writes since the last call, as lines. */

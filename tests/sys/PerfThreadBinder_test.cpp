@@ -13,8 +13,6 @@ namespace {
 using namespace std::chrono_literals;
 using Strings = std::vector<std::string>;
 
-PerfTimePoint const T0{1h};
-
 class PerfThreadBinderTest : public testing::Test {
 protected:
     /** Lets time go on. @return what was written meanwhile, with the milliseconds since the start. */
@@ -36,43 +34,7 @@ protected:
     PerfThreadBinder& binder = *owned;
 };
 
-/** By way of a pointer, because the analysis of locks does not see that the caller of a log line holds the mutex. */
-bool Forget(PerfThreadBinder& binder, bool (PerfThreadBinder::*forget)(int))
-{
-    return (binder.*forget)(7);
-}
-
 } // namespace
-
-TEST_F(PerfThreadBinderTest, RequestsMoveFromWaitingToEffectiveToExpired)
-{
-    // A request is announced, with the mutex held, before it is taken in: up to then there is nothing to forget.
-    LogSwitch const debug(PfLogonNamespace::DEBUG_BIT);
-    log.OnLine([&](LogLine const& line) {
-        EXPECT_TRUE(line.text != "add probe tid = 7" || !Forget(binder, &PerfThreadBinder::DeleteFromQue));
-    });
-    binder.AddThreadInfo({7, T0 + 20ms, T0 + 100ms});
-    binder.AddThreadInfo({8, T0 + 10ms, T0 + 15ms});
-    binder.AddThreadInfo({9, T0 + 20ms, T0 + 90ms});
-    binder.AddThreadInfo({6, T0 + 20ms, T0 + 25ms});
-    binder.AddThreadInfo({7, T0, T0 + 1ms});
-    PerfMutexLock lock(binder.mutex);
-    EXPECT_TRUE(binder.DeleteFromQue(6)) << "it alone, of those with the same start";
-    EXPECT_EQ(binder.FindMinTime(), T0 + 10ms) << "the second request for a known thread is ignored";
-    EXPECT_FALSE(binder.TakeInEffectWaitingThread(T0 + 10ms - 1ns));
-    EXPECT_FALSE(binder.TakeInEffectWaitingThread(T0 + 15ms)) << "what has ended meanwhile never takes effect";
-    EXPECT_EQ(binder.FindMinTime(), T0 + 20ms);
-    EXPECT_TRUE(binder.TakeInEffectWaitingThread(T0 + 20ms));
-    EXPECT_EQ(binder.FindMinTime(), T0 + 90ms);
-
-    binder.BuildExpiredList(T0 + 90ms);
-    EXPECT_EQ(binder.FindMinTime(), T0 + 100ms);
-    EXPECT_FALSE(binder.DeleteFromQue(9)) << "an expired thread is no longer known";
-    EXPECT_TRUE(binder.DeleteFromQue(7));
-    EXPECT_FALSE(binder.DeleteFromQue(7));
-    EXPECT_EQ(binder.FindMinTime(), PerfTimePoint{});
-    EXPECT_FALSE(binder.DeleteFromQue(8)) << "a dropped thread stays known, but there is nothing to undo";
-}
 
 TEST_F(PerfThreadBinderTest, EveryBindingBeginsAndEndsInItsTimeAndCanBeAskedForAgain)
 {

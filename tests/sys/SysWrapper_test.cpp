@@ -88,19 +88,6 @@ TEST_F(SysWrapperTest, EveryFaultHasItsOutcome)
     }
 }
 
-TEST_F(SysWrapperTest, ADescriptorServesAsLongAsWritesSucceed)
-{
-    fd = -7;
-    SysWrapper::SysClose(fd);
-    EXPECT_EQ(fd, -7);
-    EXPECT_EQ(Write(TEXT), "0; /proc/node <- 57") << "any negative value is a closed descriptor";
-    EXPECT_EQ(SysWrapper::SysOpenAndWriteStr("cpu", "/nowhere", "", fd), 0) << "the path is for opening only";
-    EXPECT_EQ(Lines(sandbox.Writes()), Strings{"/proc/node <- "});
-    SysWrapper::SysClose(fd);
-    EXPECT_EQ(fd, -1);
-    EXPECT_EQ(sandbox.OpenDescriptors(), 0);
-}
-
 TEST(SysWrapper, WhatCannotSeekTakesValuesOneAfterTheOther)
 {
     Sandbox const folder;
