@@ -17,7 +17,7 @@ constexpr PerfQosId CPU_B = PERF_QOS_CPU_B;
 constexpr PerfQosId GPU = PERF_QOS_GPU;
 constexpr PerfQosId MEM_LAT = 15;
 
-/** The three writes of a frequency pair, the maximum before and after the minimum. */
+/** All of them, one after the other. */
 Strings Join(std::vector<Strings> const& parts);
 
 /**
