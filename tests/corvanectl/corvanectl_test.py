@@ -254,27 +254,33 @@ class Run(TemporaryFiles):
 
     def test_stops_at_a_command_that_cannot_be_read(self):
         for line, expected in [
-            ("bosot 1", 'unknown command "bosot"; "help" lists them'),
+            ("bosot 1", 'unknown command "bosot"; "help" lists them\n'),
+            ("expcet", 'unknown command "expcet"; did you mean "expect"?\n'),
             ("request 1 x qos=0 boost=1", 'request: "x" is not a number of ms'),
             ("request 1 0 boost=1", 'request: "boost=1" must stand behind a qos='),
             ("request 1 0 qos=0 boots=1", 'request: "boots" is none of qos, group, boost and limit'),
-            ("request 1 0 qos=CPU_X boost=1", 'request: "CPU_X" is not the id or name of a resource'),
+            ("request 1 0 qos=CPU_X boost=1", 'request: "CPU_X" is not the id or name of a resource; did you mean "CPU_B", '
+             '"CPU_L" or "CPU_M"?\n'),
             ("request 1 0 qos=0 boost=3000000000", 'request: "3000000000" is too large for a value'),
             ("request 1 0 qos=0 boost=", 'request: "boost=" is not of the form key=value'),
             ("release 1 last", "release: process 1 has had no handle yet"),
-            ("release 1 nobody", 'release: "nobody" is not a handle, nor the name of one'),
+            ("release 1 nobody", 'release: "nobody" is not a handle, nor the name of one\n'),
+            ("release 9 cmaera", 'release: "cmaera" is not a handle, '
+             'nor the name of one; did you mean "camera"?\n'),
             ("mode 1", "mode: a work mode is missing"),
             ("probe begin 1", "probe: neither start nor stop"),
             ("suspend", "suspend: the id or name of a resource is missing"),
             ("sleep 1 2", 'sleep: "2" is one word too many'),
-            ("node /no/such fail EIO", "node: no resource of the platform has a node /no/such"),
+            ("node /no/such fail EIO", "node: no resource of the platform has a node /no/such\n"),
+            ("expect /dev/mem_bandwidth 1", 'has a node /dev/mem_bandwidth; did you mean "/dev/memory_bandwidth"?\n'),
             ("node /dev/memory_bandwidth fail E2BIG", 'node: "E2BIG" is none of'),
         ]:
             with self.subTest(line):
-                script = self.file("script.txt", "# first\n\n" + line + "\nsay not reached\n")
+                script = self.file("script.txt", "# first\nscenario 9 0 as camera\n" + line + "\nsay not reached\n")
                 result = run("run", "platforms/sample.json", "--sandbox", "--script", script)
                 self.assertEqual(result.returncode, 2)
-                self.assertIn("corvanectl: " + script + ":3: " + expected, result.stderr)
+                self.assertIn("corvanectl: " + script + ":3: ", result.stderr)
+                self.assertIn(expected, result.stderr)
                 self.assertNotIn("not reached", result.stdout)
 
     def test_refuses_arguments_and_files_that_it_cannot_use(self):
@@ -284,9 +290,13 @@ class Run(TemporaryFiles):
             (["run", faulty, "--sandbox"], faulty + ":1: qos: there is no resource"),
             (["run", "platforms/sample.json", "--sandbox", "--root", "x"], "corvanectl: --sandbox excludes --root"),
             (["run", "platforms/sample.json", "--root", str(self.folder)], "scaling_min_freq: no such node"),
-            (["run", "platforms/sample.json", "--sandbox", "--trace", "/no/such/folder/t"], "/no/such/folder/t: cannot"),
             (["run", "platforms/sample.json", "--sandbox", "--property", "x"], "must be of the form KEY=VALUE"),
-            (["fly"], "corvanectl: A subcommand is required"),
+            ([], "corvanectl: A subcommand is required; see --help\n"),
+            (["fly"], 'corvanectl: unknown command "fly"; see --help\n'),
+            (["dfif", "--help-me"], 'corvanectl: unknown command "dfif"; did you mean "diff"?\n'),
+            (["--versoin"], 'corvanectl: unknown option "--versoin"; did you mean "--version"?\n'),
+            (["diff", "a", "b", "--scritp=c"], 'corvanectl: unknown option "--scritp"; did you mean "--script"?\n'),
+            (["run", "no.json", "--expcet", "x"], 'corvanectl: unknown option "--expcet"; did you mean "--expect"?\n'),
         ]:
             with self.subTest(args):
                 result = run(*args)
@@ -535,6 +545,9 @@ class Ends(Processes):
                                  (3, "corvanectl: standard output cannot be written\n"))
         result = run("run", "platforms/sample.json", "--sandbox", "--trace", "/dev/full")
         self.assertEqual((result.returncode, result.stderr), (3, "corvanectl: /dev/full: could not be written whole\n"))
+        result = run("run", "platforms/sample.json", "--sandbox", "--trace", "/no/such/t")
+        self.assertEqual((result.returncode, result.stdout, result.stderr),
+                         (3, "", "corvanectl: /no/such/t: cannot be written: No such file or directory\n"))
 
 
 class Kernel(Processes):

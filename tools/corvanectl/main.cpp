@@ -1,6 +1,9 @@
 #include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/platform/Suggestion.h"
+#include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/Program.h"
 
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -9,19 +12,68 @@
 
 namespace {
 
+constexpr char const* CLOSING =
+    "Exit status:\n"
+    "  0  all went well\n"
+    "  1  something is not as expected: a check, a node that could not be put back, a write\n"
+    "  2  bad input: an argument, a file or a command, said in one line with its place\n"
+    "  3  the output or a file cannot be written\n\n"
+    "Examples:\n"
+    "  corvanectl demo\n"
+    "  corvanectl run --help";
+
+std::vector<std::string> OptionNames(CLI::App const& parser)
+{
+    std::vector<std::string> names;
+    for (CLI::Option const* const option : parser.get_options()) {
+        for (std::string const& name : option->get_lnames()) {
+            names.push_back("--" + name);
+        }
+    }
+    return names;
+}
+
+/** @return a complaint about the first verb or option that there is not, or nothing. */
+std::string Typo(CLI::App const& app, std::vector<Verb> const& verbs, std::vector<std::string> const& words)
+{
+    std::vector<std::string> verbNames;
+    CLI::App const* parser = &app;
+    for (Verb const& verb : verbs) {
+        verbNames.push_back(verb.parser->get_name());
+    }
+    for (std::string const& word : words) {
+        bool const isOption = word.rfind("--", 0) == 0;
+        std::string const name = isOption ? word.substr(0, word.find('=')) : word;
+        auto const known = isOption ? OptionNames(*parser) : verbNames;
+        auto const found = std::find(known.begin(), known.end(), name);
+        if ((isOption || parser == &app) && found == known.end()) {
+            return std::string("unknown ") + (isOption ? "option" : "command") + " \"" + name + "\"" +
+                   DidYouMean(name, known);
+        }
+        if (!isOption && parser == &app) {
+            parser = verbs[static_cast<std::size_t>(found - known.begin())].parser;
+        }
+    }
+    return "";
+}
+
 int Main(int argc, char** argv)
 {
-    CLI::App app("Drives libcorvane from a terminal.");
+    CLI::App app("Drives libcorvane from a terminal.", "corvanectl");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "corvanectl " CORVANE_VERSION, "Print the version and exit");
     std::vector<Verb> const verbs = {AddDemo(app),   AddRun(app), AddCheck(app),
                                      AddImport(app), AddCpp(app), AddDiff(app)};
+    app.footer(CLOSING);
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {
         if (error.get_exit_code() == 0) {
             return app.exit(error); // help was asked for
         }
-        throw InputError(std::string(error.what()) + "; see --help");
+        std::string const typo = Typo(app, verbs, {argv + 1, argv + argc});
+        bool const saysEnough = !typo.empty() && typo.back() == '?';
+        throw InputError((typo.empty() ? error.what() : typo) + (saysEnough ? "" : "; see --help"));
     }
     for (Verb const& verb : verbs) {
         if (verb.parser->parsed()) {
@@ -45,6 +97,9 @@ int main(int argc, char** argv)
         return STATUS_CANNOT_WRITE;
     } catch (InputError const& error) {
         std::cerr << "corvanectl: " << error.what() << "\n";
+    } catch (OutputError const& error) {
+        std::cerr << "corvanectl: " << error.what() << "\n";
+        return STATUS_CANNOT_WRITE;
     } catch (std::exception const& error) {
         std::cerr << "corvanectl: failed: " << error.what() << "\n";
     }

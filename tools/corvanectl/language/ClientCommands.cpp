@@ -1,5 +1,6 @@
 #include "tools/corvanectl/language/Command.h"
 #include "tools/corvanectl/language/Interpreter.h"
+#include "tools/corvanectl/language/Vocabulary.h"
 #include "tools/corvanectl/platform/Findings.h"
 
 #include <sstream>
@@ -12,7 +13,7 @@ PerfQosId ToQosId(Session const& session, std::string const& text)
             return entry.id;
         }
     }
-    return ToUnsigned(text, "the id or name of a resource");
+    return ToUnsigned(text, "the id or name of a resource", QosNames(session));
 }
 
 namespace {
@@ -65,7 +66,7 @@ unsigned long long TakeHandle(Session const& session, int pid, Words& words)
         throw InputError("process " + std::to_string(pid) + " has had no handle yet");
     }
     auto const named = session.Claims().Named(text);
-    return named ? *named : ToHandle(text, "a handle, nor the name of one");
+    return named ? *named : ToHandle(text, "a handle, nor the name of one", session.Claims().Names());
 }
 
 void Answer(Session& session, int result)
@@ -259,16 +260,18 @@ std::vector<Command> ClientCommands()
 {
     return {
         {"request", "PID MS qos=ID [group=N] [boost=V] [limit=V] ... [as NAME]",
-         "ask for floors and ceilings, for MS ms or (0) until released", Request},
-        {"release", "PID HANDLE|NAME|last", "give a request, scenario or mode back", Release},
-        {"release-all", "PID", "give back all that a process holds", ReleaseAll},
-        {"reset", "", "give back all that anybody holds", Reset},
-        {"scenario", "PID ID [as NAME]", "hold a scenario", Scenario},
-        {"mode", "PID ID [as NAME]", "ask for work mode 0, 1 (boost first) or 2 (limit first)", Mode},
-        {"suspend", "QOS ...", "stop the writes of resources", Suspend},
-        {"resume", "QOS ...", "let the writes go on", Resume},
-        {"event", "ID [1 [MS] | 0]", "start or (0) stop an event", Event},
-        {"probe", "start|stop TID", "boost for a thread and bind it", Probe},
-        {"debug", "--OPTION", "switch a debug scenario, as in --game_mode_enable", Debug},
+         "ask for floors and ceilings, for MS ms or (0) until released",
+         "request 100 0 qos=CPU_L boost=1401600 as camera", Request},
+        {"release", "PID HANDLE|NAME|last", "give a request, scenario or mode back", "release 100 camera", Release},
+        {"release-all", "PID", "give back all that a process holds", "release-all 100", ReleaseAll},
+        {"reset", "", "give back all that anybody holds", "reset", Reset},
+        {"scenario", "PID ID [as NAME]", "hold a scenario", "scenario 7 0 as game", Scenario},
+        {"mode", "PID ID [as NAME]", "ask for work mode 0, 1 (boost first) or 2 (limit first)",
+         "mode 500 1 as boost-first", Mode},
+        {"suspend", "QOS ...", "stop the writes of resources", "suspend DDR GPU", Suspend},
+        {"resume", "QOS ...", "let the writes go on", "resume DDR GPU", Resume},
+        {"event", "ID [1 [MS] | 0]", "start or (0) stop an event", "event 0", Event},
+        {"probe", "start|stop TID", "boost for a thread and bind it", "probe start 4242", Probe},
+        {"debug", "--OPTION", "switch a debug scenario, as in --game_mode_enable", "debug --game_mode_enable", Debug},
     };
 }

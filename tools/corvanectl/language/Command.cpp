@@ -1,6 +1,8 @@
 #include "tools/corvanectl/language/Command.h"
 
+#include "tools/corvanectl/language/Vocabulary.h"
 #include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/platform/Suggestion.h"
 
 #include <algorithm>
 
@@ -22,7 +24,9 @@ Command const& FindCommand(std::string const& name)
     auto const found =
         std::find_if(all.begin(), all.end(), [&](Command const& command) { return command.name == name; });
     if (found == all.end()) {
-        throw InputError("unknown command \"" + name + "\"; \"help\" lists them");
+        std::string const suggestion = DidYouMean(name, CommandNames());
+        throw InputError("unknown command \"" + name + "\"" +
+                         (suggestion.empty() ? R"(; "help" lists them)" : suggestion));
     }
     return *found;
 }

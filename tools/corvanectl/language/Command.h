@@ -15,6 +15,7 @@ struct Command {
     char const* name;
     char const* arguments;
     char const* meaning;
+    char const* example;
     void (*run)(Interpreter&, Words&);
     bool speaksForItself = false; ///< what it shows need not stand below the command
 };

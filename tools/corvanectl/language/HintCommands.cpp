@@ -1,6 +1,8 @@
 #include "tools/corvanectl/language/Command.h"
 #include "tools/corvanectl/language/Interpreter.h"
+#include "tools/corvanectl/language/Vocabulary.h"
 #include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/platform/Suggestion.h"
 #include "tools/corvanectl/session/SessionTime.h"
 
 #include <algorithm>
@@ -15,7 +17,7 @@ NamedHint const& FindHint(Session const& session, std::string const& name)
     auto const found =
         std::find_if(hints.begin(), hints.end(), [&name](NamedHint const& hint) { return hint.name == name; });
     if (found == hints.end()) {
-        throw InputError("the platform has no hint \"" + name + "\"");
+        throw InputError("the platform has no hint \"" + name + "\"" + DidYouMean(name, HintNames(session)));
     }
     return *found;
 }
@@ -84,5 +86,6 @@ void Hint(Interpreter& interpreter, Words& words)
 
 std::vector<Command> HintCommands()
 {
-    return {{"hint", "NAME start|stop", "start or stop what the platform knows by this name", Hint}};
+    return {
+        {"hint", "NAME start|stop", "start or stop what the platform knows by this name", "hint LAUNCH start", Hint}};
 }

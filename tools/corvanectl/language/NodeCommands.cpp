@@ -1,6 +1,8 @@
 #include "tools/corvanectl/language/Command.h"
 #include "tools/corvanectl/language/Interpreter.h"
+#include "tools/corvanectl/language/Vocabulary.h"
 #include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/platform/Suggestion.h"
 #include "tools/corvanectl/story/NodeText.h"
 
 #include <algorithm>
@@ -12,6 +14,11 @@
 
 namespace {
 
+InputError NoSuchNode(Session const& session, std::string const& node)
+{
+    return InputError("no resource of the platform has a node " + node + DidYouMean(node, NodeNames(session)));
+}
+
 /** @return the sandbox that has this node. @throws InputError if there is none. */
 Sandbox& BoxOf(Session& session, std::string const& node)
 {
@@ -19,7 +26,7 @@ Sandbox& BoxOf(Session& session, std::string const& node)
     try {
         box.Writes(node);
     } catch (std::logic_error const&) {
-        throw InputError("no resource of the platform has a node " + node);
+        throw NoSuchNode(session, node);
     }
     return box;
 }
@@ -93,9 +100,9 @@ std::size_t ReportBound(Session& session, std::ostream& report)
 /** @return what the node holds, if that can be known. @throws InputError if the platform has no such node. */
 std::optional<std::string> HeldByKnown(Session const& session, std::string const& node)
 {
-    auto const nodes = NodesOf(session.Described());
-    if (std::none_of(nodes.begin(), nodes.end(), [&](PlatformNode const& known) { return known.name == node; })) {
-        throw InputError("no resource of the platform has a node " + node);
+    auto const names = NodeNames(session);
+    if (std::find(names.begin(), names.end(), node) == names.end()) {
+        throw NoSuchNode(session, node);
     }
     return session.HeldBy(node);
 }
@@ -144,8 +151,8 @@ std::vector<Command> NodeCommands()
 {
     return {
         {"node", "PATH fail ERROR [TIMES] | fail short BYTES | fail open | delay MS | clear",
-         "make a node of the sandbox misbehave", Node},
-        {"expect", "NODE VALUE", "fail unless the node is at this value", Expect},
-        {"expect-base", "", "fail unless every node is at its base", ExpectBase},
+         "make a node of the sandbox misbehave", "node /dev/memory_bandwidth fail EBUSY 1", Node},
+        {"expect", "NODE VALUE", "fail unless the node is at this value", "expect /dev/memory_bandwidth 6640", Expect},
+        {"expect-base", "", "fail unless every node is at its base", "expect-base", ExpectBase},
     };
 }

@@ -48,9 +48,11 @@ void Quit(Interpreter& interpreter, Words& words)
 std::vector<Command> ScriptCommands()
 {
     return {
-        {"sleep", "MS", "let time pass", Sleep},
-        {"say", "TEXT", "print a line", Say, true},
-        {"expect-refused", "COMMAND ...", "fail unless the library refuses this command", ExpectRefused},
-        {"quit", "", "end", Quit},
+        {"sleep", "MS", "let time pass", "sleep 500", Sleep},
+        {"say", "TEXT", "print a line", "say The camera starts", Say, true},
+        {"expect-refused", "COMMAND ...", "fail unless the library refuses this command",
+         "expect-refused scenario 7 99", ExpectRefused},
+        {"quit", "", "end", "quit", Quit},
+        {"exit", "", "the same as quit", "exit", Quit},
     };
 }

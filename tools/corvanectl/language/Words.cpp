@@ -1,6 +1,7 @@
 #include "tools/corvanectl/language/Words.h"
 
 #include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/platform/Suggestion.h"
 
 #include <charconv>
 #include <iterator>
@@ -9,7 +10,8 @@
 
 namespace {
 
-template <typename Number> Number Parse(std::string const& text, std::string const& what)
+template <typename Number>
+Number Parse(std::string const& text, std::string const& what, std::vector<std::string> const& names = {})
 {
     Number number{};
     char const* const end = text.data() + text.size();
@@ -18,7 +20,7 @@ template <typename Number> Number Parse(std::string const& text, std::string con
         throw InputError("\"" + text + "\" is too large for " + what);
     }
     if (error != std::errc{} || stopped != end) {
-        throw InputError("\"" + text + "\" is not " + what);
+        throw InputError("\"" + text + "\" is not " + what + DidYouMean(text, names));
     }
     return number;
 }
@@ -30,14 +32,14 @@ int ToInt(std::string const& text, std::string const& what)
     return Parse<int>(text, what);
 }
 
-unsigned int ToUnsigned(std::string const& text, std::string const& what)
+unsigned int ToUnsigned(std::string const& text, std::string const& what, std::vector<std::string> const& names)
 {
-    return Parse<unsigned int>(text, what);
+    return Parse<unsigned int>(text, what, names);
 }
 
-unsigned long long ToHandle(std::string const& text, std::string const& what)
+unsigned long long ToHandle(std::string const& text, std::string const& what, std::vector<std::string> const& names)
 {
-    return Parse<unsigned long long>(text, what);
+    return Parse<unsigned long long>(text, what, names);
 }
 
 Words::Words(std::string const& line)

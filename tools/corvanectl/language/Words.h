@@ -26,7 +26,10 @@ private:
     std::size_t next = 0;
 };
 
-/** @throws InputError if the text is no whole number of the type. */
+/**
+ * @param names that could have stood there instead.
+ * @throws InputError if the text is no whole number of the type.
+ */
 int ToInt(std::string const& text, std::string const& what);
-unsigned int ToUnsigned(std::string const& text, std::string const& what);
-unsigned long long ToHandle(std::string const& text, std::string const& what);
+unsigned int ToUnsigned(std::string const& text, std::string const& what, std::vector<std::string> const& names = {});
+unsigned long long ToHandle(std::string const& text, std::string const& what, std::vector<std::string> const& names);

@@ -1,5 +1,7 @@
 #include "tools/corvanectl/platform/JsonObject.h"
 
+#include "tools/corvanectl/platform/Suggestion.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -192,7 +194,7 @@ void JsonObject::RejectUnknownKeys()
     }
     for (auto const& field : json.items()) {
         if (known.count(field.key()) == 0) {
-            findings.Add(Path(field.key()), "unknown key");
+            findings.Add(Path(field.key()), "unknown key" + DidYouMean(field.key(), {known.begin(), known.end()}));
         }
     }
 }

@@ -49,5 +49,6 @@ Verb AddCpp(CLI::App& app)
     auto const options = std::make_shared<CppOptions>();
     options->platform.AddTo(*verb);
     verb->add_option("-o,--output", options->output, "The header; standard output by default");
+    verb->footer("Example:\n  corvanectl cpp platforms/sample.json -o sample_platform.h");
     return {verb, [options] { return Cpp(*options); }};
 }

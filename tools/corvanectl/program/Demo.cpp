@@ -21,5 +21,6 @@ Verb AddDemo(CLI::App& app)
     options->platform.file = "sample platform";
     options->brief = true;
     options->AddTo(*verb);
+    verb->footer("Example:\n  corvanectl demo --plot demo.svg");
     return {verb, [options] { return Demo(*options); }};
 }

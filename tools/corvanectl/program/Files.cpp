@@ -24,7 +24,7 @@ std::string ReadTextFile(std::string const& file)
 OutputFile::OutputFile(std::string file) : name(std::move(file)), out(name)
 {
     if (!out) {
-        throw InputError(name + ": cannot be written: " + std::generic_category().message(errno));
+        throw OutputError(name + ": cannot be written: " + std::generic_category().message(errno));
     }
 }
 

@@ -1,7 +1,14 @@
 #pragma once
 
 #include <fstream>
+#include <stdexcept>
 #include <string>
+
+/** Output that cannot be written: the tool ends with status 3. */
+class OutputError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 /** @throws InputError if there is no such file. */
 std::string ReadTextFile(std::string const& file);
@@ -9,7 +16,7 @@ std::string ReadTextFile(std::string const& file);
 /** A file that is written at the end, and opened at once, so that a bad name is known before anything runs. */
 class OutputFile {
 public:
-    /** @throws InputError if it cannot be written. */
+    /** @throws OutputError if it cannot be written. */
     explicit OutputFile(std::string file);
 
     std::ostream& Stream() { return out; }

@@ -54,5 +54,6 @@ Verb AddImport(CLI::App& app)
     verb->add_option("POWERHINT", options->file, "The power-hint file")->required();
     verb->add_option("-o,--output", options->output, "The platform file; a script comes out beside it, as .txt")
         ->required();
+    verb->footer("Example:\n  corvanectl import platforms/powerhint.json -o phone.json");
     return {verb, [options] { return Import(*options); }};
 }

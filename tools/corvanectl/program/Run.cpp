@@ -68,5 +68,6 @@ Verb AddRun(CLI::App& app)
     verb->add_option("--record", options->recordFile, "Write the writes, with their exact times, to this file");
     verb->add_option("--expect", options->expectFile, "Fail unless the writes are those of this record");
     options->AddTo(*verb);
+    verb->footer("Example:\n  corvanectl run platforms/sample.json --sandbox --script platforms/tour.txt");
     return {verb, [options] { return Run(*options); }};
 }

@@ -17,10 +17,12 @@ std::optional<unsigned long long> Find(std::map<Key, unsigned long long> const& 
 
 void Ledger::Hear(StoryRecord const& record)
 {
-    record.Match(
-        [&](Began const& /* began */) { start = record.time; }, [&](Asked const& /* asked */) { result.reset(); },
-        [&](Answered const& answered) { result = answered.result; }, [&](Held const& held) { Add(record.time, held); },
-        [&](Released const& released) { Remove(released); });
+    record.Match([&](Began const& /* began */) { start = record.time; },
+                 [&](Asked const& /* asked */) { result.reset(); },
+                 [&](Answered const& answered) { result = answered.result; },
+                 [&](Held const& held) { Add(record.time, held); }, [&](Released const& released) { Remove(released); },
+                 [&](Triggered const& triggered) { Note(record.time, triggered); },
+                 [&](Suspended const& change) { Suspend(change); });
 }
 
 void Ledger::Add(PerfTimePoint time, Held const& held)
@@ -41,6 +43,40 @@ void Ledger::Remove(Released const& released)
                (!released.handle || *released.handle == entry.held.handle);
     };
     entries.erase(std::remove_if(entries.begin(), entries.end(), isGone), entries.end());
+    if (!released.pid) {
+        triggers.clear();
+    }
+}
+
+/** What runs already begins anew. */
+void Ledger::Note(PerfTimePoint time, Triggered const& triggered)
+{
+    auto const isSame = [&triggered](Trigger const& other) {
+        return other.triggered.what == triggered.what && other.triggered.id == triggered.id;
+    };
+    triggers.erase(std::remove_if(triggers.begin(), triggers.end(), isSame), triggers.end());
+    std::chrono::milliseconds longest(0);
+    for (QosCommand const& command : triggered.commands) {
+        std::chrono::milliseconds length(triggered.duration);
+        for (EventPhase const& phase : command.phases) {
+            length += std::chrono::milliseconds(triggered.duration == 0 ? phase.duration : 0);
+        }
+        longest = std::max(longest, length);
+    }
+    if (triggered.starts) {
+        triggers.push_back({triggered, time, time + std::chrono::milliseconds(triggered.delay) + longest});
+    }
+}
+
+void Ledger::Suspend(Suspended const& change)
+{
+    for (PerfQosId const id : change.ids) {
+        if (change.on) {
+            suspended.insert(id);
+        } else {
+            suspended.erase(id);
+        }
+    }
 }
 
 std::vector<Ledger::Entry> Ledger::Outstanding(PerfTimePoint now) const
@@ -51,9 +87,24 @@ std::vector<Ledger::Entry> Ledger::Outstanding(PerfTimePoint now) const
     return outstanding;
 }
 
+std::vector<Ledger::Trigger> Ledger::Running(PerfTimePoint now) const
+{
+    std::vector<Trigger> running;
+    std::copy_if(triggers.begin(), triggers.end(), std::back_inserter(running),
+                 [now](Trigger const& trigger) { return now < trigger.until; });
+    return running;
+}
+
 std::optional<unsigned long long> Ledger::LastOf(int pid) const
 {
     return Find(last, pid);
+}
+
+std::vector<std::string> Ledger::Names() const
+{
+    std::vector<std::string> names;
+    std::transform(named.begin(), named.end(), std::back_inserter(names), [](auto const& each) { return each.first; });
+    return names;
 }
 
 std::optional<unsigned long long> Ledger::Named(std::string const& name) const

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -16,26 +17,43 @@ public:
         std::optional<PerfTimePoint> until; ///< of what ends by itself
     };
 
+    /** An event or a probe. */
+    struct Trigger {
+        Triggered triggered;
+        PerfTimePoint since;
+        PerfTimePoint until;
+    };
+
     void Hear(StoryRecord const& record) override;
 
     /** When the platform started. */
     PerfTimePoint Start() const { return start; }
     /** @return what is neither released nor over at this time, in the order of asking. */
     std::vector<Entry> Outstanding(PerfTimePoint now) const;
+    /** @return the events and probes that are neither stopped nor over at this time, in the order of starting. */
+    std::vector<Trigger> Running(PerfTimePoint now) const;
+    /** The resources that write nothing. */
+    std::set<PerfQosId> const& SuspendedOnes() const { return suspended; }
     /** @return what the library answered last to the current command, if anything. */
     std::optional<int> LastResult() const { return result; }
     /** @return the last handle that a process was given, be it still held or not. */
     std::optional<unsigned long long> LastOf(int pid) const;
+    /** The names that handles were given. */
+    std::vector<std::string> Names() const;
     /** @return the last handle that was given this name. */
     std::optional<unsigned long long> Named(std::string const& name) const;
 
 private:
     void Add(PerfTimePoint time, Held const& held);
     void Remove(Released const& released);
+    void Note(PerfTimePoint time, Triggered const& triggered);
+    void Suspend(Suspended const& change);
 
     // Changed by what the session's own thread tells, and asked by that thread.
     PerfTimePoint start{};
     std::vector<Entry> entries;
+    std::vector<Trigger> triggers;
+    std::set<PerfQosId> suspended;
     std::optional<int> result;
     std::map<int, unsigned long long> last;
     std::map<std::string, unsigned long long> named;
