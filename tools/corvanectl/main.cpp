@@ -7,6 +7,7 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -38,9 +39,8 @@ std::string Typo(CLI::App const& app, std::vector<Verb> const& verbs, std::vecto
 {
     std::vector<std::string> verbNames;
     CLI::App const* parser = &app;
-    for (Verb const& verb : verbs) {
-        verbNames.push_back(verb.parser->get_name());
-    }
+    std::transform(verbs.begin(), verbs.end(), std::back_inserter(verbNames),
+                   [](Verb const& verb) { return verb.parser->get_name(); });
     for (std::string const& word : words) {
         bool const isOption = word.rfind("--", 0) == 0;
         std::string const name = isOption ? word.substr(0, word.find('=')) : word;

@@ -16,20 +16,19 @@ template <typename Items, typename NameOf> std::vector<std::string> NamesOf(Item
     return names;
 }
 
-/** @return the words of a command's arguments, without what says how they belong together. */
+} // namespace
+
+std::vector<std::string> CommandNames()
+{
+    return NamesOf(AllCommands(), [](Command const& command) { return command.name; });
+}
+
 std::vector<std::string> ArgumentWords(Command const& command)
 {
     std::string text = command.arguments;
     std::replace_if(
         text.begin(), text.end(), [](char letter) { return std::strchr("[]|.", letter) != nullptr; }, ' ');
     return Words(text).TakeRest();
-}
-
-} // namespace
-
-std::vector<std::string> CommandNames()
-{
-    return NamesOf(AllCommands(), [](Command const& command) { return command.name; });
 }
 
 std::vector<std::string> FixedWords(Command const& command)

@@ -1,10 +1,12 @@
 #include "tools/corvanectl/program/Play.h"
 
+#include "tools/corvanectl/language/Completion.h"
 #include "tools/corvanectl/language/Interpreter.h"
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/Interrupts.h"
 #include "tools/corvanectl/program/LineReader.h"
 #include "tools/corvanectl/program/Program.h"
+#include "tools/corvanectl/program/Terminal.h"
 #include "tools/corvanectl/session/LibraryVoice.h"
 #include "tools/corvanectl/session/Session.h"
 #include "tools/corvanectl/story/Chart.h"
@@ -151,12 +153,12 @@ private:
 
 void RunCommands(CommandSource const& source, StopSignal const& stop, Interpreter& interpreter)
 {
+    Completer const complete = [&interpreter](std::string const& typed) {
+        return Completions(interpreter.Live(), typed);
+    };
     std::string line;
     for (unsigned int number = 1; !interpreter.HasQuit() && std::cout; ++number) {
-        if (source.isTerminal) {
-            std::cout << "> " << std::flush;
-        }
-        if (stop.IsRaised() || !source.next(line, stop)) {
+        if (stop.IsRaised() || !source.next(line, stop, complete)) {
             return;
         }
         try {
@@ -180,16 +182,30 @@ void PlayOptions::AddTo(CLI::App& verb)
 CommandSource ScriptSource(std::string const& name, std::string const& text)
 {
     auto const script = std::make_shared<std::istringstream>(text);
-    return {name, false, [script](std::string& line, StopSignal const& /* stop */) {
+    return {name, false, [script](std::string& line, StopSignal const& /* stop */, Completer const& /* complete */) {
                 return static_cast<bool>(std::getline(*script, line));
             }};
 }
 
 CommandSource StandardInput()
 {
+    std::string const name = "standard input";
+    bool const isTerminal = isatty(STDIN_FILENO) == 1;
+#ifdef CORVANECTL_EDITS_LINES
+    if (Terminal::IsThere()) {
+        auto const terminal = std::make_shared<Terminal>();
+        return {name, isTerminal, [terminal](std::string& line, StopSignal const& stop, Completer const& complete) {
+                    return terminal->Next(line, stop, complete);
+                }};
+    }
+#endif
+    bool const prompts = isTerminal && isatty(STDOUT_FILENO) == 1;
     auto const lines = std::make_shared<LineReader>(STDIN_FILENO);
-    return {"standard input", isatty(STDIN_FILENO) == 1,
-            [lines](std::string& line, StopSignal const& stop) { return lines->Next(line, stop); }};
+    return {name, isTerminal,
+            [lines, prompts](std::string& line, StopSignal const& stop, Completer const& /* complete */) {
+                std::cout << (prompts ? "> " : "") << std::flush;
+                return lines->Next(line, stop);
+            }};
 }
 
 int Play(PlayOptions const& options, std::string const& platformText, std::unique_ptr<Nodes> given,

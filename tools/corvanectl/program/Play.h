@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 class Interpreter;
 
@@ -24,12 +25,15 @@ struct PlayOptions {
     void AddTo(CLI::App& verb);
 };
 
+/** @return what the last word of a line can become. */
+using Completer = std::function<std::vector<std::string>(std::string const& line)>;
+
 /** Where commands come from. */
 struct CommandSource {
     std::string name;
     bool isTerminal;
     /** Fetches the next line. @return false if there is none, or the signal has been raised meanwhile. */
-    std::function<bool(std::string& line, StopSignal const& stop)> next;
+    std::function<bool(std::string& line, StopSignal const& stop, Completer const& complete)> next;
 };
 
 /** Gives commands until there are none, or the signal is raised. @throws InputError with name and line. */

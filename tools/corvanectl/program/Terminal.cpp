@@ -1,0 +1,353 @@
+#include "tools/corvanectl/program/Terminal.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <cwchar>
+#include <filesystem>
+#include <iostream>
+#include <mutex>
+#include <optional>
+#include <streambuf>
+#include <system_error>
+#include <utility>
+
+#include <histedit.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr char const* PROMPT = "> ";
+constexpr std::size_t PROMPT_WIDTH = 2;
+constexpr int LINES_KEPT = 1000;
+
+std::string Environment(char const* name)
+{
+    char const* const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): nobody changes it
+    return value == nullptr ? "" : value;
+}
+
+/** @return where lines are kept from one time to the next; empty if there is no such place. */
+std::string PrepareHistoryFile()
+{
+    std::filesystem::path folder = Environment("XDG_STATE_HOME");
+    if (folder.is_relative()) {
+        std::string const home = Environment("HOME");
+        folder = home.empty() ? "" : home + "/.local/state";
+    }
+    if (folder.is_relative()) {
+        return "";
+    }
+    std::error_code ignored; // a line that cannot be kept is no reason to stop
+    std::filesystem::create_directories(folder / "corvanectl", ignored);
+    return folder / "corvanectl/history";
+}
+
+EditLine* StartEditor()
+{
+    std::setlocale(LC_CTYPE, ""); // NOLINT(concurrency-mt-unsafe): before the session's threads. Else letters are bytes
+    return el_init("corvanectl", stdin, stdout, stderr);
+}
+
+std::size_t Columns()
+{
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : 80;
+}
+
+/** @return how many columns a text takes, without the bytes that go on with a letter in UTF-8. */
+std::size_t Width(std::string const& text)
+{
+    return static_cast<std::size_t>(
+        std::count_if(text.begin(), text.end(), [](unsigned char byte) { return (byte & 0xc0U) != 0x80U; }));
+}
+
+std::string CommonBeginning(std::vector<std::string> const& words)
+{
+    std::string common = words.front();
+    for (std::string const& word : words) {
+        auto const differs = std::mismatch(common.begin(), common.end(), word.begin(), word.end());
+        common.erase(differs.first, common.end());
+    }
+    return common;
+}
+
+/** @return the words in columns, as many as there is room for. */
+std::string InColumns(std::vector<std::string> const& words)
+{
+    std::size_t widest = 0;
+    for (std::string const& word : words) {
+        widest = std::max(widest, word.size() + 2);
+    }
+    std::size_t const each = std::max<std::size_t>(1, Columns() / widest);
+    std::string text;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        bool const endsLine = i % each == each - 1 || i + 1 == words.size();
+        text += words[i] + (endsLine ? "\n" : std::string(widest - words[i].size(), ' '));
+    }
+    return text;
+}
+
+} // namespace
+
+/** What is said: at once, or while a line is being typed held back until somebody shows it above that line. */
+class Terminal::Speech {
+public:
+    Speech() : wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), out(*this, std::cout)
+    {
+        if (isatty(STDERR_FILENO) == 1) {
+            error.emplace(*this, std::cerr);
+        }
+        if (wake < 0) {
+            throw std::system_error(errno, std::generic_category(), "eventfd");
+        }
+    }
+    Speech(Speech const&) = delete;
+    Speech& operator=(Speech const&) = delete;
+    ~Speech() { close(wake); }
+
+    /** Can be read from while something is held back. */
+    int Descriptor() const { return wake; }
+
+    void HoldBack()
+    {
+        std::lock_guard<std::mutex> const lock(mutex);
+        holdsBack = true;
+    }
+    /** Says what was held back, and from now on everything at once. */
+    void LetGo()
+    {
+        std::lock_guard<std::mutex> const lock(mutex);
+        holdsBack = false;
+        out.SayAtOnce(std::exchange(held, ""));
+    }
+    /** @return the lines that were held back. */
+    std::string TakeLines()
+    {
+        std::lock_guard<std::mutex> const lock(mutex);
+        eventfd_t ignored = 0;
+        static_cast<void>(eventfd_read(wake, &ignored));
+        std::string lines = held.substr(0, held.rfind('\n') + 1); // npos + 1 is 0
+        held.erase(0, lines.size());
+        return lines;
+    }
+    void SayAtOnce(std::string const& text)
+    {
+        std::lock_guard<std::mutex> const lock(mutex);
+        out.SayAtOnce(text);
+    }
+
+private:
+    /** Stands before the buffer of a stream, if that goes to the terminal. */
+    class Door : public std::streambuf {
+    public:
+        Door(Speech& speaking, std::ostream& spoken) : speech(speaking), stream(spoken), behind(spoken.rdbuf(this)) {}
+        Door(Door const&) = delete;
+        Door& operator=(Door const&) = delete;
+        ~Door() override { stream.rdbuf(behind); }
+
+        void SayAtOnce(std::string const& text)
+        {
+            behind->sputn(text.data(), static_cast<std::streamsize>(text.size()));
+            behind->pubsync();
+        }
+
+    protected:
+        std::streamsize xsputn(char const* text, std::streamsize length) override
+        {
+            std::lock_guard<std::mutex> const lock(speech.mutex);
+            if (!speech.holdsBack) {
+                return behind->sputn(text, length);
+            }
+            speech.held.append(text, static_cast<std::size_t>(length));
+            static_cast<void>(eventfd_write(speech.wake, 1));
+            return length;
+        }
+        int_type overflow(int_type letter) override
+        {
+            char const text = traits_type::to_char_type(letter);
+            return traits_type::eq_int_type(letter, traits_type::eof()) || xsputn(&text, 1) == 1
+                       ? traits_type::not_eof(letter)
+                       : traits_type::eof();
+        }
+        int sync() override
+        {
+            std::lock_guard<std::mutex> const lock(speech.mutex);
+            return speech.holdsBack ? 0 : behind->pubsync();
+        }
+
+    private:
+        Speech& speech;
+        std::ostream& stream;
+        std::streambuf* const behind;
+    };
+
+    std::mutex mutex;
+    int const wake;
+    bool holdsBack = false; ///< guarded by mutex, as the next
+    std::string held;
+    Door out;
+    std::optional<Door> error; ///< if that is the terminal, too
+};
+
+Terminal::Terminal()
+    : historyFile(PrepareHistoryFile()),
+      editor(StartEditor()), past(history_init()), speech(std::make_unique<Speech>())
+{
+    HistEvent event{};
+    history(past, &event, H_SETSIZE, LINES_KEPT);
+    history(past, &event, H_SETUNIQUE, 1);
+    history(past, &event, H_LOAD, historyFile.c_str());
+    el_set(editor, EL_CLIENTDATA, this);
+    el_set(editor, EL_PROMPT, +[](EditLine* /* editor */) { return const_cast<char*>(PROMPT); });
+    el_set(editor, EL_GETCFN, ReadLetter);
+    el_set(editor, EL_EDITOR, "emacs");
+    el_set(editor, EL_HIST, ::history, past);
+    el_set(editor, EL_ADDFN, "complete", "Complete the word", CompleteWord);
+    el_set(editor, EL_BIND, "^I", "complete", nullptr);
+    el_set(editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
+    el_source(editor, nullptr);
+}
+
+Terminal::~Terminal()
+{
+    el_end(editor);
+    history_end(past);
+}
+
+bool Terminal::IsThere()
+{
+    std::string const kind = Environment("TERM");
+    return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1 && !kind.empty() && kind != "dumb";
+}
+
+bool Terminal::Next(std::string& line, StopSignal const& stop, Completer const& complete)
+{
+    stopping = &stop;
+    completing = &complete;
+    el_resize(editor);
+    el_set(editor, EL_PREP_TERM, 1); // before the prompt: whoever sees it may type
+    speech->HoldBack();
+    int length = 0;
+    char const* const typed = el_gets(editor, &length);
+    if (typed == nullptr || length <= 0) {
+        speech->SayAtOnce("\n");
+    } else {
+        line.assign(typed, static_cast<std::size_t>(length));
+        line.erase(line.find_last_not_of("\r\n") + 1);
+    }
+    speech->LetGo();
+    if (typed == nullptr || length <= 0 || stop.IsRaised()) {
+        return false;
+    }
+    Remember(line);
+    return true;
+}
+
+Terminal& Terminal::Of(editline* editor)
+{
+    void* terminal = nullptr;
+    el_get(editor, EL_CLIENTDATA, &terminal);
+    return *static_cast<Terminal*>(terminal);
+}
+
+int Terminal::ReadLetter(editline* editor, wchar_t* letter)
+{
+    return Of(editor).AwaitLetter(*letter);
+}
+
+/** @return 1 with a letter, 0 at the end or when asked to stop, -1 after a failure. */
+int Terminal::AwaitLetter(wchar_t& letter)
+{
+    while (true) {
+        std::array<pollfd, 3> awaited{
+            {{STDIN_FILENO, POLLIN, 0}, {stopping->Descriptor(), POLLIN, 0}, {speech->Descriptor(), POLLIN, 0}}};
+        if (poll(awaited.data(), awaited.size(), -1) < 0 && errno != EINTR) {
+            return -1;
+        }
+        if (stopping->IsRaised()) {
+            return 0;
+        }
+        if (awaited[2].revents != 0) {
+            ShowAbove(speech->TakeLines());
+        }
+        if (awaited[0].revents != 0) {
+            return DecodeLetter(letter);
+        }
+    }
+}
+
+int Terminal::DecodeLetter(wchar_t& letter)
+{
+    std::mbstate_t state{};
+    while (true) {
+        char byte = 0;
+        ssize_t const count = read(STDIN_FILENO, &byte, 1);
+        if (count <= 0) {
+            return static_cast<int>(count);
+        }
+        std::size_t const length = std::mbrtowc(&letter, &byte, 1, &state); // NOLINT(concurrency-mt-unsafe): own state
+        if (length == static_cast<std::size_t>(-1)) { // no letter of this locale: as it is
+            letter = static_cast<unsigned char>(byte);
+            return 1;
+        }
+        if (length != static_cast<std::size_t>(-2)) {
+            return 1;
+        }
+    }
+}
+
+std::string Terminal::TypedBeforeCursor() const
+{
+    LineInfo const* const info = el_line(editor);
+    return {info->buffer, info->cursor};
+}
+
+/** Takes the line that is being typed away, says the text and shows the line again. */
+void Terminal::ShowAbove(std::string const& text)
+{
+    if (text.empty()) {
+        return;
+    }
+    std::size_t const row = (PROMPT_WIDTH + Width(TypedBeforeCursor())) / Columns();
+    std::string const up = row == 0 ? "" : "\033[" + std::to_string(row) + "A";
+    speech->SayAtOnce("\r" + up + "\033[J" + text);
+    el_set(editor, EL_REFRESH);
+}
+
+unsigned char Terminal::CompleteWord(editline* editor, int /* key */)
+{
+    Terminal& terminal = Of(editor);
+    std::string const typed = terminal.TypedBeforeCursor();
+    auto const words = (*terminal.completing)(typed);
+    if (words.empty()) {
+        return CC_REFRESH_BEEP;
+    }
+    std::string const common = CommonBeginning(words);
+    std::string const end = words.size() == 1 && common.back() != '=' ? " " : "";
+    std::string const rest = common.substr(typed.size() - (typed.find_last_of(" \t") + 1)) + end;
+    if (rest.empty()) {
+        terminal.ShowAbove(InColumns(words));
+        return CC_NORM;
+    }
+    el_insertstr(editor, rest.c_str());
+    return CC_REFRESH;
+}
+
+void Terminal::Remember(std::string const& line)
+{
+    if (line.find_first_not_of(" \t") == std::string::npos) {
+        return;
+    }
+    HistEvent event{};
+    history(past, &event, H_ENTER, line.c_str());
+    if (!historyFile.empty()) {
+        history(past, &event, H_SAVE, historyFile.c_str());
+    }
+}
