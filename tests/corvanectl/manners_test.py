@@ -147,7 +147,7 @@ class Screen:
             raise NotImplementedError(command)
 
 
-class Terminal(tool.TemporaryFiles):
+class OnTerminal(tool.TemporaryFiles):
     """The tool with a person in front of it, by way of a pseudo terminal."""
 
     def start(self, *arguments, columns=80, **environment):
@@ -183,6 +183,29 @@ class Terminal(tool.TemporaryFiles):
         status = os.waitstatus_to_exitcode(os.waitpid(self.process, 0)[1])
         return status, termios.tcgetattr(self.tty) == self.modes
 
+
+class Colours(OnTerminal):
+    def test_colours_are_for_terminals_alone(self):
+        script = self.file("script.txt", "say Hello\nscenario 7 99\nnode /dev/memory_bandwidth fail EBUSY\nreset\n"
+                           "request 1 0 qos=DDR boost=2133000\n")
+        for command in (["check", "tests/corvanectl/faults.json"], [*SANDBOX, "--script", script]):
+            plain = subprocess.run([tool.CORVANECTL, *command], cwd=tool.ROOT, stdout=subprocess.PIPE,
+                                   stderr=subprocess.STDOUT, timeout=tool.PATIENCE_S).stdout
+            for environment, coloured in ({}, True), ({"NO_COLOR": "1"}, False), ({"TERM": "dumb"}, False):
+                self.start(*command, **environment)
+                shown = b"".join(iter(self.read, b"")).replace(b"\r", b"")
+                self.end()
+                self.assertEqual(b"\x1b[31m" in shown, coloured, shown)
+                self.assertEqual(re.sub(rb"\x1b\[\d*m", b"", shown), plain)
+
+    def read(self):
+        try:
+            return os.read(self.tty, 4096)
+        except OSError:  # the other end is closed
+            return b""
+
+
+class Terminal(OnTerminal):
     def test_completes_and_remembers_lines(self):
         self.start(*SANDBOX)
         self.see(">")

@@ -3,6 +3,7 @@
 #include "tools/corvanectl/platform/JsonPlaces.h"
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
+#include "tools/corvanectl/story/Paint.h"
 
 void PlatformInput::AddTo(CLI::App& verb)
 {
@@ -26,8 +27,10 @@ void PlatformInput::Print(Findings const& findings, std::string const& text, std
     }
     std::vector<unsigned int> const lines = LinesOf(text, paths);
     auto line = lines.begin();
+    Paint const paint(out);
     for (Finding const& finding : findings.All()) {
-        out << file << ":" << *line++ << ": " << (finding.isWarning ? "warning: " : "") << finding.path
+        std::string const place = file + ":" + std::to_string(*line++) + ": ";
+        out << (finding.isWarning ? place + paint.Yellow("warning: ") : paint.Red(place)) << paint.Bold(finding.path)
             << (finding.path.empty() ? "" : ": ") << finding.text << "\n";
     }
 }

@@ -197,15 +197,15 @@ private:
 };
 
 Terminal::Terminal()
-    : historyFile(PrepareHistoryFile()),
-      editor(StartEditor()), past(history_init()), speech(std::make_unique<Speech>())
+    : historyFile(PrepareHistoryFile()), editor(StartEditor()), past(history_init()), speech(std::make_unique<Speech>())
 {
     HistEvent event{};
     history(past, &event, H_SETSIZE, LINES_KEPT);
     history(past, &event, H_SETUNIQUE, 1);
     history(past, &event, H_LOAD, historyFile.c_str());
     el_set(editor, EL_CLIENTDATA, this);
-    el_set(editor, EL_PROMPT, +[](EditLine* /* editor */) { return const_cast<char*>(PROMPT); });
+    el_set(
+        editor, EL_PROMPT, +[](EditLine* /* editor */) { return const_cast<char*>(PROMPT); });
     el_set(editor, EL_GETCFN, ReadLetter);
     el_set(editor, EL_EDITOR, "emacs");
     el_set(editor, EL_HIST, ::history, past);
@@ -293,7 +293,7 @@ int Terminal::DecodeLetter(wchar_t& letter)
             return static_cast<int>(count);
         }
         std::size_t const length = std::mbrtowc(&letter, &byte, 1, &state); // NOLINT(concurrency-mt-unsafe): own state
-        if (length == static_cast<std::size_t>(-1)) { // no letter of this locale: as it is
+        if (length == static_cast<std::size_t>(-1)) {                       // no letter of this locale: as it is
             letter = static_cast<unsigned char>(byte);
             return 1;
         }

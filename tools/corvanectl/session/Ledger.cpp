@@ -18,11 +18,14 @@ std::optional<unsigned long long> Find(std::map<Key, unsigned long long> const& 
 void Ledger::Hear(StoryRecord const& record)
 {
     record.Match([&](Began const& /* began */) { start = record.time; },
-                 [&](Asked const& /* asked */) { result.reset(); },
+                 [&](Asked const& asked) {
+                     command = asked.line;
+                     result.reset();
+                 },
                  [&](Answered const& answered) { result = answered.result; },
                  [&](Held const& held) { Add(record.time, held); }, [&](Released const& released) { Remove(released); },
                  [&](Triggered const& triggered) { Note(record.time, triggered); },
-                 [&](Suspended const& change) { Suspend(change); });
+                 [&](Suspended const& suspended) { Suspend(record.time, suspended); });
 }
 
 void Ledger::Add(PerfTimePoint time, Held const& held)
@@ -56,9 +59,9 @@ void Ledger::Note(PerfTimePoint time, Triggered const& triggered)
     };
     triggers.erase(std::remove_if(triggers.begin(), triggers.end(), isSame), triggers.end());
     std::chrono::milliseconds longest(0);
-    for (QosCommand const& command : triggered.commands) {
+    for (QosCommand const& started : triggered.commands) {
         std::chrono::milliseconds length(triggered.duration);
-        for (EventPhase const& phase : command.phases) {
+        for (EventPhase const& phase : started.phases) {
             length += std::chrono::milliseconds(triggered.duration == 0 ? phase.duration : 0);
         }
         longest = std::max(longest, length);
@@ -68,15 +71,22 @@ void Ledger::Note(PerfTimePoint time, Triggered const& triggered)
     }
 }
 
-void Ledger::Suspend(Suspended const& change)
+/** What is suspended already stays so for the first one's sake. */
+void Ledger::Suspend(PerfTimePoint time, Suspended const& suspended)
 {
-    for (PerfQosId const id : change.ids) {
-        if (change.on) {
-            suspended.insert(id);
+    for (PerfQosId const id : suspended.ids) {
+        if (suspended.on) {
+            suspensions.try_emplace(id, Suspension{time, command});
         } else {
-            suspended.erase(id);
+            suspensions.erase(id);
         }
     }
+}
+
+std::optional<Ledger::Suspension> Ledger::SuspensionOf(PerfQosId id) const
+{
+    auto const found = suspensions.find(id);
+    return found == suspensions.end() ? std::nullopt : std::optional(found->second);
 }
 
 std::vector<Ledger::Entry> Ledger::Outstanding(PerfTimePoint now) const

@@ -4,17 +4,21 @@
 
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
-/** What was asked for, by whom and until when: what the library holds, as its clients know it. */
+/** What was asked for, by whom and until when, and what was suspended: the library's state as its clients know it. */
 class Ledger : public StoryListener {
 public:
     struct Entry {
         Held held;
         PerfTimePoint since;
         std::optional<PerfTimePoint> until; ///< of what ends by itself
+    };
+
+    struct Suspension {
+        PerfTimePoint since;
+        std::string command; ///< that asked for it
     };
 
     /** An event or a probe. */
@@ -32,8 +36,8 @@ public:
     std::vector<Entry> Outstanding(PerfTimePoint now) const;
     /** @return the events and probes that are neither stopped nor over at this time, in the order of starting. */
     std::vector<Trigger> Running(PerfTimePoint now) const;
-    /** The resources that write nothing. */
-    std::set<PerfQosId> const& SuspendedOnes() const { return suspended; }
+    /** @return the suspend that the resource is under, if it is under one. */
+    std::optional<Suspension> SuspensionOf(PerfQosId id) const;
     /** @return what the library answered last to the current command, if anything. */
     std::optional<int> LastResult() const { return result; }
     /** @return the last handle that a process was given, be it still held or not. */
@@ -47,13 +51,14 @@ private:
     void Add(PerfTimePoint time, Held const& held);
     void Remove(Released const& released);
     void Note(PerfTimePoint time, Triggered const& triggered);
-    void Suspend(Suspended const& change);
+    void Suspend(PerfTimePoint time, Suspended const& suspended);
 
     // Changed by what the session's own thread tells, and asked by that thread.
     PerfTimePoint start{};
     std::vector<Entry> entries;
     std::vector<Trigger> triggers;
-    std::set<PerfQosId> suspended;
+    std::map<PerfQosId, Suspension> suspensions;
+    std::string command; ///< the current one
     std::optional<int> result;
     std::map<int, unsigned long long> last;
     std::map<std::string, unsigned long long> named;

@@ -108,8 +108,10 @@ std::string ModeOf(Session& session)
 std::string SuspendedOf(Session const& session)
 {
     std::string names;
-    for (PerfQosId const id : session.Claims().SuspendedOnes()) {
-        names += (names.empty() ? "" : ", ") + NameOf(session.Described(), id);
+    for (QosEntry const& entry : session.Described().qos) {
+        if (session.Claims().SuspensionOf(entry.id)) {
+            names += (names.empty() ? "" : ", ") + entry.name;
+        }
     }
     return names.empty() ? "nothing" : names;
 }

@@ -19,9 +19,10 @@ void LogLines::Hear(StoryRecord const& record)
     record.Match(
         [this](Logged const& logged) {
             std::ostringstream line; // one insertion, so that the line stays whole beside other output
-            line << "log: " << Letter(logged.priority) << " " << logged.tag << " " << logged.text << "\n";
-            out << line.str() << std::flush;
+            line << "log: " << Letter(logged.priority) << " " << logged.tag << " " << logged.text;
+            bool const isGrave = logged.priority >= ANDROID_LOG_ERROR;
+            out << (isGrave ? paint.Red(line.str()) : line.str()) + "\n" << std::flush;
         },
-        [this](Warned const& warned) { out << "warning: " + warned.text + "\n"
+        [this](Warned const& warned) { out << paint.Yellow("warning: ") + warned.text + "\n"
                                            << std::flush; });
 }

@@ -31,7 +31,7 @@ void Transcript::Hear(StoryRecord const& record)
                  [&](Told const& told) { Say(told.text); },
                  [&](Marked const& marked) {
                      asked.clear();
-                     Say("\n== " + marked.title);
+                     Say("\n" + paint.Bold("== " + marked.title));
                  },
                  [&](Wrote const& wrote) {
                      if (style.live) {
@@ -42,8 +42,8 @@ void Transcript::Hear(StoryRecord const& record)
                      }
                  },
                  [&](Strayed const& strayed) {
-                     Say("    " + strayed.node + " was written " + ReadableBytes(strayed.written) + " and holds " +
-                         ReadableBytes(strayed.held));
+                     Say(paint.Yellow("    " + strayed.node + " was written " + ReadableBytes(strayed.written) +
+                                      " and holds " + ReadableBytes(strayed.held)));
                  },
                  [&](Settled const& settled) { ShowHeld(binderPosition + (settled.binderToo ? 1 : 0)); });
 }
@@ -69,7 +69,7 @@ void Transcript::Ask(std::string const& line)
 /** Briefly, an answer stands behind its command. */
 void Transcript::Answer(Answered const& answer)
 {
-    std::string const text = TextOf(answer);
+    std::string const text = answer.result == 0 ? TextOf(answer) : paint.Red(TextOf(answer));
     Say(std::exchange(asked, "") + text);
 }
 
@@ -129,6 +129,7 @@ void Transcript::ShowWrite(NodeWrite const& write)
     ShowAsked();
     std::ostringstream line;
     std::chrono::duration<double> const time = write.time - start;
-    line << std::fixed << std::setprecision(3) << std::setw(9) << time.count() << "s  " << TextOf(write);
-    out << line.str() << "\n";
+    line << std::fixed << std::setprecision(3) << std::setw(9) << time.count() << "s  ";
+    bool const isWhole = write.result == static_cast<ssize_t>(write.bytes.size());
+    out << paint.Dim(line.str()) << (isWhole ? TextOf(write) : paint.Red(TextOf(write))) << "\n";
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tools/corvanectl/story/Paint.h"
 #include "tools/corvanectl/story/Story.h"
 
 #include <map>
@@ -22,7 +23,7 @@ public:
         bool brief = false; ///< leave out writes that repeat what a node holds, and commands of which nothing comes
     };
 
-    Transcript(std::ostream& stream, Style const& chosen) : out(stream), style(chosen) {}
+    Transcript(std::ostream& stream, Style const& chosen) : out(stream), paint(stream), style(chosen) {}
 
     void Hear(StoryRecord const& record) override;
 
@@ -38,6 +39,7 @@ private:
     std::size_t PositionOf(NodeWrite const& write) const;
 
     std::ostream& out;
+    Paint const paint;
     Style const style;
     PerfTimePoint start{};
     std::map<std::string, std::size_t> positions; ///< of the nodes' resources

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+
+/** Colours for what goes to a terminal; anywhere else, text stays as it is. */
+class Paint {
+public:
+    /** For a stream: there are colours if it is a standard one on a terminal that has them, and NO_COLOR is not set. */
+    explicit Paint(std::ostream const& stream);
+
+    std::string Red(std::string const& text) const { return In("31", text); }
+    std::string Yellow(std::string const& text) const { return In("33", text); }
+    std::string Bold(std::string const& text) const { return In("1", text); }
+    std::string Dim(std::string const& text) const { return In("2", text); }
+
+private:
+    std::string In(char const* code, std::string const& text) const
+    {
+        return isSeen ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
+    }
+
+    bool const isSeen;
+};
