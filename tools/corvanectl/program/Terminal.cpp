@@ -9,15 +9,10 @@
 #include <cwchar>
 #include <filesystem>
 #include <iostream>
-#include <mutex>
-#include <optional>
-#include <streambuf>
 #include <system_error>
-#include <utility>
 
 #include <histedit.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -96,108 +91,7 @@ std::string InColumns(std::vector<std::string> const& words)
 
 } // namespace
 
-/** What is said: at once, or while a line is being typed held back until somebody shows it above that line. */
-class Terminal::Speech {
-public:
-    Speech() : wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), out(*this, std::cout)
-    {
-        if (isatty(STDERR_FILENO) == 1) {
-            error.emplace(*this, std::cerr);
-        }
-        if (wake < 0) {
-            throw std::system_error(errno, std::generic_category(), "eventfd");
-        }
-    }
-    Speech(Speech const&) = delete;
-    Speech& operator=(Speech const&) = delete;
-    ~Speech() { close(wake); }
-
-    /** Can be read from while something is held back. */
-    int Descriptor() const { return wake; }
-
-    void HoldBack()
-    {
-        std::lock_guard<std::mutex> const lock(mutex);
-        holdsBack = true;
-    }
-    /** Says what was held back, and from now on everything at once. */
-    void LetGo()
-    {
-        std::lock_guard<std::mutex> const lock(mutex);
-        holdsBack = false;
-        out.SayAtOnce(std::exchange(held, ""));
-    }
-    /** @return the lines that were held back. */
-    std::string TakeLines()
-    {
-        std::lock_guard<std::mutex> const lock(mutex);
-        eventfd_t ignored = 0;
-        static_cast<void>(eventfd_read(wake, &ignored));
-        std::string lines = held.substr(0, held.rfind('\n') + 1); // npos + 1 is 0
-        held.erase(0, lines.size());
-        return lines;
-    }
-    void SayAtOnce(std::string const& text)
-    {
-        std::lock_guard<std::mutex> const lock(mutex);
-        out.SayAtOnce(text);
-    }
-
-private:
-    /** Stands before the buffer of a stream, if that goes to the terminal. */
-    class Door : public std::streambuf {
-    public:
-        Door(Speech& speaking, std::ostream& spoken) : speech(speaking), stream(spoken), behind(spoken.rdbuf(this)) {}
-        Door(Door const&) = delete;
-        Door& operator=(Door const&) = delete;
-        ~Door() override { stream.rdbuf(behind); }
-
-        void SayAtOnce(std::string const& text)
-        {
-            behind->sputn(text.data(), static_cast<std::streamsize>(text.size()));
-            behind->pubsync();
-        }
-
-    protected:
-        std::streamsize xsputn(char const* text, std::streamsize length) override
-        {
-            std::lock_guard<std::mutex> const lock(speech.mutex);
-            if (!speech.holdsBack) {
-                return behind->sputn(text, length);
-            }
-            speech.held.append(text, static_cast<std::size_t>(length));
-            static_cast<void>(eventfd_write(speech.wake, 1));
-            return length;
-        }
-        int_type overflow(int_type letter) override
-        {
-            char const text = traits_type::to_char_type(letter);
-            return traits_type::eq_int_type(letter, traits_type::eof()) || xsputn(&text, 1) == 1
-                       ? traits_type::not_eof(letter)
-                       : traits_type::eof();
-        }
-        int sync() override
-        {
-            std::lock_guard<std::mutex> const lock(speech.mutex);
-            return speech.holdsBack ? 0 : behind->pubsync();
-        }
-
-    private:
-        Speech& speech;
-        std::ostream& stream;
-        std::streambuf* const behind;
-    };
-
-    std::mutex mutex;
-    int const wake;
-    bool holdsBack = false; ///< guarded by mutex, as the next
-    std::string held;
-    Door out;
-    std::optional<Door> error; ///< if that is the terminal, too
-};
-
-Terminal::Terminal()
-    : historyFile(PrepareHistoryFile()), editor(StartEditor()), past(history_init()), speech(std::make_unique<Speech>())
+Terminal::Terminal() : historyFile(PrepareHistoryFile()), editor(StartEditor()), past(history_init())
 {
     HistEvent event{};
     history(past, &event, H_SETSIZE, LINES_KEPT);
@@ -233,16 +127,16 @@ bool Terminal::Next(std::string& line, StopSignal const& stop, Completer const& 
     completing = &complete;
     el_resize(editor);
     el_set(editor, EL_PREP_TERM, 1); // before the prompt: whoever sees it may type
-    speech->HoldBack();
+    speech.HoldBack();
     int length = 0;
     char const* const typed = el_gets(editor, &length);
     if (typed == nullptr || length <= 0) {
-        speech->SayAtOnce("\n");
+        speech.SayAtOnce("\n");
     } else {
         line.assign(typed, static_cast<std::size_t>(length));
         line.erase(line.find_last_not_of("\r\n") + 1);
     }
-    speech->LetGo();
+    speech.LetGo();
     if (typed == nullptr || length <= 0 || stop.IsRaised()) {
         return false;
     }
@@ -267,7 +161,7 @@ int Terminal::AwaitLetter(wchar_t& letter)
 {
     while (true) {
         std::array<pollfd, 3> awaited{
-            {{STDIN_FILENO, POLLIN, 0}, {stopping->Descriptor(), POLLIN, 0}, {speech->Descriptor(), POLLIN, 0}}};
+            {{STDIN_FILENO, POLLIN, 0}, {stopping->Descriptor(), POLLIN, 0}, {speech.Descriptor(), POLLIN, 0}}};
         if (poll(awaited.data(), awaited.size(), -1) < 0 && errno != EINTR) {
             return -1;
         }
@@ -275,7 +169,7 @@ int Terminal::AwaitLetter(wchar_t& letter)
             return 0;
         }
         if (awaited[2].revents != 0) {
-            ShowAbove(speech->TakeLines());
+            ShowAbove(speech.TakeLines());
         }
         if (awaited[0].revents != 0) {
             return DecodeLetter(letter);
@@ -317,7 +211,7 @@ void Terminal::ShowAbove(std::string const& text)
     }
     std::size_t const row = (PROMPT_WIDTH + Width(TypedBeforeCursor())) / Columns();
     std::string const up = row == 0 ? "" : "\033[" + std::to_string(row) + "A";
-    speech->SayAtOnce("\r" + up + "\033[J" + text);
+    speech.SayAtOnce("\r" + up + "\033[J" + text);
     el_set(editor, EL_REFRESH);
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "tools/corvanectl/program/Play.h"
+#include "tools/corvanectl/program/Speech.h"
 #include "tools/corvanectl/session/StopSignal.h"
 
-#include <memory>
 #include <string>
 
 struct editline; // of libedit
@@ -29,8 +29,6 @@ public:
     bool Next(std::string& line, StopSignal const& stop, Completer const& complete);
 
 private:
-    class Speech;
-
     static Terminal& Of(editline* editor);
     static int ReadLetter(editline* editor, wchar_t* letter);
     static unsigned char CompleteWord(editline* editor, int key);
@@ -45,5 +43,5 @@ private:
     history* const past;
     StopSignal const* stopping = nullptr; ///< while a line is being typed
     Completer const* completing = nullptr;
-    std::unique_ptr<Speech> const speech; ///< last: nobody speaks by way of what is gone
+    Speech speech; ///< last: nobody speaks by way of what is gone
 };
