@@ -69,7 +69,10 @@ void Transcript::Ask(std::string const& line)
 /** Briefly, an answer stands behind its command. */
 void Transcript::Answer(Answered const& answer)
 {
-    std::string const text = TextOf(answer);
+    std::string text = TextOf(answer);
+    for (std::string const& reason : answer.reasons) {
+        text += "\n        " + reason;
+    }
     Say(std::exchange(asked, "") + text);
 }
 
