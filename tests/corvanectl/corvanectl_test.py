@@ -457,6 +457,13 @@ release 7 cap
 explain CPU_L
 scenario 9 0 as game
 explain EAS
+suspend GPU CPU_L
+sleep 100
+suspend CPU_L
+request 4 0 qos=CPU_L limit=614400
+explain CPU_L
+resume CPU_L
+explain CPU_L
 """)
         result = run("run", "platforms/sample.json", "--sandbox", "--script", script)
         self.assertEqual(result.returncode, 0, result.stderr)

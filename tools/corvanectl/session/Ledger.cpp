@@ -17,10 +17,14 @@ std::optional<unsigned long long> Find(std::map<Key, unsigned long long> const& 
 
 void Ledger::Hear(StoryRecord const& record)
 {
-    record.Match(
-        [&](Began const& /* began */) { start = record.time; }, [&](Asked const& /* asked */) { result.reset(); },
-        [&](Answered const& answered) { result = answered.result; }, [&](Held const& held) { Add(record.time, held); },
-        [&](Released const& released) { Remove(released); });
+    record.Match([&](Began const& /* began */) { start = record.time; },
+                 [&](Asked const& asked) {
+                     command = asked.line;
+                     result.reset();
+                 },
+                 [&](Answered const& answered) { result = answered.result; },
+                 [&](Held const& held) { Add(record.time, held); }, [&](Released const& released) { Remove(released); },
+                 [&](Suspended const& suspended) { Suspend(record.time, suspended); });
 }
 
 void Ledger::Add(PerfTimePoint time, Held const& held)
@@ -41,6 +45,24 @@ void Ledger::Remove(Released const& released)
                (!released.handle || *released.handle == entry.held.handle);
     };
     entries.erase(std::remove_if(entries.begin(), entries.end(), isGone), entries.end());
+}
+
+/** What is suspended already stays so for the first one's sake. */
+void Ledger::Suspend(PerfTimePoint time, Suspended const& suspended)
+{
+    for (PerfQosId const id : suspended.ids) {
+        if (suspended.on) {
+            suspensions.try_emplace(id, Suspension{time, command});
+        } else {
+            suspensions.erase(id);
+        }
+    }
+}
+
+std::optional<Ledger::Suspension> Ledger::SuspensionOf(PerfQosId id) const
+{
+    auto const found = suspensions.find(id);
+    return found == suspensions.end() ? std::nullopt : std::optional(found->second);
 }
 
 std::vector<Ledger::Entry> Ledger::Outstanding(PerfTimePoint now) const

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-/** What was asked for, by whom and until when: what the library holds, as its clients know it. */
+/** What was asked for, by whom and until when, and what was suspended: the library's state as its clients know it. */
 class Ledger : public StoryListener {
 public:
     struct Entry {
@@ -16,12 +16,19 @@ public:
         std::optional<PerfTimePoint> until; ///< of what ends by itself
     };
 
+    struct Suspension {
+        PerfTimePoint since;
+        std::string command; ///< that asked for it
+    };
+
     void Hear(StoryRecord const& record) override;
 
     /** When the platform started. */
     PerfTimePoint Start() const { return start; }
     /** @return what is neither released nor over at this time, in the order of asking. */
     std::vector<Entry> Outstanding(PerfTimePoint now) const;
+    /** @return the suspend that the resource is under, if it is under one. */
+    std::optional<Suspension> SuspensionOf(PerfQosId id) const;
     /** @return what the library answered last to the current command, if anything. */
     std::optional<int> LastResult() const { return result; }
     /** @return the last handle that a process was given, be it still held or not. */
@@ -32,10 +39,13 @@ public:
 private:
     void Add(PerfTimePoint time, Held const& held);
     void Remove(Released const& released);
+    void Suspend(PerfTimePoint time, Suspended const& suspended);
 
     // Changed by what the session's own thread tells, and asked by that thread.
     PerfTimePoint start{};
     std::vector<Entry> entries;
+    std::map<PerfQosId, Suspension> suspensions;
+    std::string command; ///< the current one
     std::optional<int> result;
     std::map<int, unsigned long long> last;
     std::map<std::string, unsigned long long> named;
