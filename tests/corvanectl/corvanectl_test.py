@@ -79,12 +79,26 @@ class Demo(TemporaryFiles):
             result = run("demo", "--trace", str(trace), "--plot", str(plot))
             plays.append((result.stdout, result.stderr, trace.read_bytes(), plot.read_bytes()))
         self.assertEqual(plays[0], plays[1])
+        self.assertEqual(run("plot", str(self.folder / "first"), "-o", str(plot)).returncode, 0)
+        self.assertEqual(plot.read_bytes(), plays[0][3])
         self.assertLessEqual(plays[0][0].count("\n"), 150)
         self.assertRegex(plays[0][0], "policy0/scaling_min_freq +▄▄▆+██▆+▁  300000 .. 1804800\n")
         picture = [" ".join(text.itertext()) for text in ElementTree.fromstring(plays[0][3]).iter() if text.tag[-4:] == "text"]
         for text in ["CPU_L /sys/devices/system/cpu/cpufreq/policy0/scaling_min_freq", "max 1862400, cap 300 #4",
                      "min 2419200, event 3", "boost first, boost-first 500 #6", "threads /proc/thread_bind", "FF|4242"]:
             self.assertIn(text, picture)
+
+    def test_plots_no_trace_but_that_of_a_run(self):
+        begin = {"ts": 0, "story": {"what": "began", "nodes": [{"node": "/a", "text": "1"}]}}
+        for trace, said in [("", ":1:1: syntax error"), ([], "has no list of traceEvents"),
+                            ({"traceEvents": [1, {"ph": "C"}]}, "is no trace that run or demo have written"),
+                            ({"traceEvents": [{"ts": 1e300, "story": {"what": "settled"}}]}, "traceEvents[0]: is no"),
+                            ({"traceEvents": [begin, {"ts": 1, "story": {"what": "wrote"}}]}, "traceEvents[1]: is no"),
+                            ({"traceEvents": [begin]}, "")]:
+            result = run("plot", self.file("trace.json", trace), "-o", str(self.folder / "plot.svg"))
+            self.assertEqual((result.returncode, said in result.stderr, result.stderr.count("\n")),
+                             (2, True, 1) if said else (0, True, 0), result.stderr)
+            self.assertEqual((self.folder / "plot.svg").exists(), not said)
 
     def test_takes_no_time_unless_it_is_live(self):
         script = self.file("script.txt", """

@@ -13,8 +13,8 @@ int Main(int argc, char** argv)
 {
     CLI::App app("Drives libcorvane from a terminal.");
     app.require_subcommand(1);
-    std::vector<Verb> const verbs = {AddDemo(app),   AddRun(app), AddCheck(app),
-                                     AddImport(app), AddCpp(app), AddDiff(app)};
+    std::vector<Verb> const verbs = {AddDemo(app), AddRun(app),  AddCheck(app), AddImport(app),
+                                     AddCpp(app),  AddDiff(app), AddPlot(app)};
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {
