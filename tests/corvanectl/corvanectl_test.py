@@ -64,6 +64,26 @@ class Tour(unittest.TestCase):
             with self.subTest(chapter.split("\n")[0]):
                 self.assertEqual(chapter, on_record)
 
+    def test_as_json_it_says_the_same(self):
+        result = run("run", "platforms/sample.json", "--sandbox", "--script", "platforms/tour.txt", "--json")
+        shown = ""
+        for record in map(json.loads, result.stdout.splitlines()):
+            if record["what"] == "asked":
+                shown += "> " + record["line"] + "\n"
+            elif record["what"] == "answered":
+                shown += "    refused (-1)" if record["result"] else "    ok"
+                shown += ", handle %d" % record["handle"] if "handle" in record else ""
+                shown += "".join("\n        " + reason for reason in record["reasons"]) + "\n"
+            elif record["what"] == "wrote":
+                data = bytes.fromhex(record.get("hex", ""))
+                text = record.get("text", "bytes %s (%s)" % (data.hex(" "), record.get("value")))
+                failed = ": " + record["error"] if "error" in record else ""
+                failed += ": only %d of %d bytes taken" % (record["taken"], len(text)) if "taken" in record else ""
+                shown += "%9.3fs  %s <- %s%s\n" % (record["time"], record["node"], text, failed)
+        text = re.sub(", no handle\n", "\n", (HERE / "tour.golden").read_text())
+        kinds = r"(?:> |    ok|    refused|        [A-Za-z]|[ \d]{5}\.\d{3}s  ).*\n"
+        self.assertEqual(shown.splitlines(), "".join(re.findall("^" + kinds, text, re.M)).splitlines())
+
     def test_the_linux_platform_ends_at_its_base(self):
         result = run("run", "platforms/linux.json", "--sandbox", "--script", "platforms/linux.txt")
         self.assertEqual(result.returncode, 0, result.stderr)
@@ -92,7 +112,7 @@ class Demo(TemporaryFiles):
         begin = {"ts": 0, "story": {"what": "began", "nodes": [{"node": "/a", "text": "1"}]}}
         for trace, said in [("", ":1:1: syntax error"), ([], "has no list of traceEvents"),
                             ({"traceEvents": [1, {"ph": "C"}]}, "is no trace that run or demo have written"),
-                            ({"traceEvents": [{"ts": 1e300, "story": {"what": "settled"}}]}, "traceEvents[0]: is no"),
+                            ({"traceEvents": [{"ts": 1e300, "story": {"what": "settled", "binder": True}}]}, "traceEvents[0]: is no"),
                             ({"traceEvents": [begin, {"ts": 1, "story": {"what": "wrote"}}]}, "traceEvents[1]: is no"),
                             ({"traceEvents": [begin]}, "")]:
             result = run("plot", self.file("trace.json", trace), "-o", str(self.folder / "plot.svg"))

@@ -102,9 +102,8 @@ Json ToJson(Answered const& answered)
 
 Json ToJson(Held const& held)
 {
-    return {{"what", "held"},      {"handle", held.handle},     {"pid", held.pid},
-            {"name", held.name},   {"command", held.what},      {"id", held.id},
-            {"qos", ToJson(held.infos)}, {"duration", held.duration}};
+    return {{"what", "held"},       {"handle", held.handle}, {"pid", held.pid},           {"name", held.name},
+            {"command", held.what}, {"id", held.id},         {"qos", ToJson(held.infos)}, {"duration", held.duration}};
 }
 
 Json ToJson(Released const& released)
@@ -121,8 +120,12 @@ Json ToJson(Released const& released)
 
 Json ToJson(Triggered const& triggered)
 {
-    return {{"what", "triggered"},      {"command", triggered.what},     {"id", triggered.id},
-            {"starts", triggered.starts}, {"delay", triggered.delay},      {"duration", triggered.duration},
+    return {{"what", "triggered"},
+            {"command", triggered.what},
+            {"id", triggered.id},
+            {"starts", triggered.starts},
+            {"delay", triggered.delay},
+            {"duration", triggered.duration},
             {"qos", ToJson(triggered.commands)}};
 }
 
@@ -162,9 +165,9 @@ Json ToJson(Marked const& marked)
     return {{"what", "marked"}, {"title", marked.title}};
 }
 
-Json ToJson(Settled const& /* settled */)
+Json ToJson(Settled const& settled)
 {
-    return {{"what", "settled"}};
+    return {{"what", "settled"}, {"binder", settled.binderToo}};
 }
 
 Json ToJson(Labelled const& /* labelled */)
@@ -250,12 +253,9 @@ StoryRecord::What ReadReleased(Json const& json)
 
 StoryRecord::What ReadTriggered(Json const& json)
 {
-    Triggered triggered{json.at("command").get<std::string>(),
-                        Whole<unsigned int>(json, "id"),
-                        json.at("starts").get<bool>(),
-                        Whole<unsigned int>(json, "delay"),
-                        Whole<unsigned int>(json, "duration"),
-                        {}};
+    Triggered triggered{json.at("command").get<std::string>(), Whole<unsigned int>(json, "id"),
+                        json.at("starts").get<bool>(),         Whole<unsigned int>(json, "delay"),
+                        Whole<unsigned int>(json, "duration"), {}};
     for (Json const& qos : json.at("qos")) {
         QosCommand command{Whole<PerfQosId>(qos, "id"), {}};
         for (Json const& phase : qos.at("phases")) {
@@ -289,9 +289,9 @@ StoryRecord::What ReadMarked(Json const& json)
     return Marked{json.at("title").get<std::string>()};
 }
 
-StoryRecord::What ReadSettled(Json const& /* json */)
+StoryRecord::What ReadSettled(Json const& json)
 {
-    return Settled{true};
+    return Settled{json.at("binder").get<bool>()};
 }
 
 } // namespace
