@@ -5,7 +5,6 @@
 #include "tools/corvanectl/story/NodeText.h"
 #include "tools/corvanectl/story/SvgWriter.h"
 #include "tools/corvanectl/story/Trace.h"
-#include "tools/corvanectl/story/TraceReader.h"
 #include "tools/corvanectl/story/Transcript.h"
 
 #include <gtest/gtest.h>
@@ -128,8 +127,6 @@ TEST(Story, AChartKnowsWhoAskedWhenAndWhatTheNodesHeld)
     Story story;
     Chart chart;
     story.Add(chart);
-    Trace trace;
-    story.Add(trace);
     auto const floorAndCeiling = [](PerfQosId id, int floor, int ceiling) {
         return PerfRequestInfo{id, {{0, {{PERF_OPERATION_BOOST, floor}, {PERF_OPERATION_LIMIT, ceiling}}}}};
     };
@@ -149,7 +146,7 @@ TEST(Story, AChartKnowsWhoAskedWhenAndWhatTheNodesHeld)
     story.Tell(START + 5ms, event);
     story.Tell(START + 30ms, Suspended{{10, 11}, true});
     story.Tell(START + 31ms, Suspended{{10}, true});
-    story.Tell(START + 40ms + 100ns, Released{100, 1});
+    story.Tell(START + 40ms, Released{100, 1});
     story.Tell(START + 41ms, Suspended{{10}, false});
     story.Tell(START + 45ms, Triggered{"event", 3, false, 0, 0, {}});
     story.Tell(START + 50ms, Settled{true});
@@ -179,19 +176,12 @@ TEST(Story, AChartKnowsWhoAskedWhenAndWhatTheNodesHeld)
     std::ostringstream svg;
     WriteSvg(chart, svg);
     for (char const* const part :
-         {"min 4, &lt;&amp;&gt; 100 #1</text>", "max 8, &lt;&amp;&gt; 100 #1, 0 s to 0.0400001 s</title>",
+         {"min 4, &lt;&amp;&gt; 100 #1</text>", "max 8, &lt;&amp;&gt; 100 #1, 0 s to 0.04 s</title>",
           "min 6, event 3, 0.025 s to 0.045 s</title>", "limit first, 100 #2, 0.003 s to the end</title>",
           "nothing happened: 1<", "M96.0 125.0 H118.5 V87.0 H1220.0\"", "class=\"hatched\"", "x1=\"138.0\"",
           "prefers-color-scheme: dark"}) {
         EXPECT_NE(svg.str().find(part), std::string::npos) << part << svg.str();
     }
-    std::ostringstream written;
-    trace.Write(written);
-    Chart replayed;
-    Replay(nlohmann::ordered_json::parse(written.str()), replayed);
-    std::ostringstream again;
-    WriteSvg(replayed, again);
-    EXPECT_EQ(again.str(), svg.str());
 }
 
 TEST(Story, TheLedgerKnowsWhatIsOutstanding)

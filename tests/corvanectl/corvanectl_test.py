@@ -99,14 +99,18 @@ class Demo(TemporaryFiles):
             result = run("demo", "--trace", str(trace), "--plot", str(plot))
             plays.append((result.stdout, result.stderr, trace.read_bytes(), plot.read_bytes()))
         self.assertEqual(plays[0], plays[1])
-        self.assertEqual(run("plot", str(self.folder / "first"), "-o", str(plot)).returncode, 0)
-        self.assertEqual(plot.read_bytes(), plays[0][3])
+        self.assert_plots(self.folder / "first", plays[0][3])
         self.assertLessEqual(plays[0][0].count("\n"), 150)
         self.assertRegex(plays[0][0], "policy0/scaling_min_freq +▄▄▆+██▆+▁  300000 .. 1804800\n")
         picture = [" ".join(text.itertext()) for text in ElementTree.fromstring(plays[0][3]).iter() if text.tag[-4:] == "text"]
         for text in ["CPU_L /sys/devices/system/cpu/cpufreq/policy0/scaling_min_freq", "max 1862400, cap 300 #4",
                      "min 2419200, event 3", "boost first, boost-first 500 #6", "threads /proc/thread_bind", "FF|4242"]:
             self.assertIn(text, picture)
+
+    def assert_plots(self, trace, picture):
+        again = self.folder / "again.svg"
+        self.assertEqual(run("plot", str(trace), "-o", str(again)).returncode, 0)
+        self.assertEqual(again.read_bytes(), picture)
 
     def test_plots_no_trace_but_that_of_a_run(self):
         begin = {"ts": 0, "story": {"what": "began", "nodes": [{"node": "/a", "text": "1"}]}}
@@ -131,11 +135,19 @@ class Demo(TemporaryFiles):
         at_once = re.findall(r"(\S+)s  /dev/memory_bandwidth", run(*arguments).stdout)
         self.assertEqual(at_once, ["0.000", "60.000", "4000000.000", "4000000.300"])
 
-        script = self.file("script.txt", "request 1 300 qos=DDR boost=2133000\nsleep 1000\n")
+        script = self.file("script.txt", """
+            request 1 300 qos=DDR boost=2133000
+            node /sys/class/devfreq/gpu/min_freq fail EBUSY
+            request 1 0 qos=GPU boost=415000000 limit=585000000 as <&>
+            sleep 1000
+            """)
         began = time.monotonic()
-        live = re.findall(r"(\S+)s  /dev/memory_bandwidth", run(*arguments, "--live").stdout)
+        trace, plot = self.folder / "trace", self.folder / "plot.svg"
+        result = run(*arguments, "--live", "--trace", str(trace), "--plot", str(plot))
+        live = re.findall(r"(\S+)s  /dev/memory_bandwidth", result.stdout)
         self.assertGreaterEqual(time.monotonic() - began, 1)
         self.assertGreaterEqual(float(live[1]), 0.3)
+        self.assert_plots(trace, plot.read_bytes())  # with times to the nanosecond
 
     def test_ends_with_every_node_at_its_base_and_leaves_a_trace(self):
         trace_file = self.folder / "trace.json"
