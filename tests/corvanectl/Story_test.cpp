@@ -113,12 +113,13 @@ TEST(Story, LeavesATraceOfNumbersAndInstants)
                     (event.contains("args") ? " " + event["args"].dump() : "") + "\n";
         }
     }
-    EXPECT_EQ(seen, "C /a 0 {\"value\":1}\nC /b 0 {\"value\":2}\n"
+    EXPECT_EQ(seen, "C /a 0 {\"value\":1}\nC /b 0 {\"value\":2}\ni begin 0\ni Chapter 0\n"
                     "i /bind <- 0F|7 2000\nC /b 2000 {\"value\":3}\nC /b 3000 {\"value\":4}\ni /a <- "
                     "\\x01\\x02\\x00\\x00: EBUSY 4000\n"
                     "b request cam, process 100 61000000\nb request, process 200 61000000\n"
                     "e request, process 200 61500000\nb mode, process 200 62000000\n"
-                    "e request cam, process 100 63000000\ne mode, process 200 63000000\n");
+                    "i release 100 5 63000000\ne request cam, process 100 63000000\ne mode, process 200 63000000\n"
+                    "i end 63000000\n");
 }
 
 TEST(Story, AChartKnowsWhoAskedWhenAndWhatTheNodesHeld)

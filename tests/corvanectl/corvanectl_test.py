@@ -64,6 +64,26 @@ class Tour(unittest.TestCase):
             with self.subTest(chapter.split("\n")[0]):
                 self.assertEqual(chapter, on_record)
 
+    def test_as_json_it_says_the_same(self):
+        result = run("run", "platforms/sample.json", "--sandbox", "--script", "platforms/tour.txt", "--json")
+        shown = ""
+        for record in map(json.loads, result.stdout.splitlines()):
+            if record["what"] == "asked":
+                shown += "> " + record["line"] + "\n"
+            elif record["what"] == "answered":
+                shown += "    refused (-1)" if record["result"] else "    ok"
+                shown += ", handle %d" % record["handle"] if "handle" in record else ""
+                shown += "".join("\n        " + reason for reason in record["reasons"]) + "\n"
+            elif record["what"] == "wrote":
+                data = bytes.fromhex(record.get("hex", ""))
+                text = record.get("text", "bytes %s (%s)" % (data.hex(" "), record.get("value")))
+                failed = ": " + record["error"] if "error" in record else ""
+                failed += ": only %d of %d bytes taken" % (record["taken"], len(text)) if "taken" in record else ""
+                shown += "%9.3fs  %s <- %s%s\n" % (record["time"], record["node"], text, failed)
+        text = re.sub(", no handle\n", "\n", (HERE / "tour.golden").read_text())
+        kinds = r"(?:> |    ok|    refused|        [A-Za-z]|[ \d]{5}\.\d{3}s  ).*\n"
+        self.assertEqual(shown.splitlines(), "".join(re.findall("^" + kinds, text, re.M)).splitlines())
+
     def test_the_linux_platform_ends_at_its_base(self):
         result = run("run", "platforms/linux.json", "--sandbox", "--script", "platforms/linux.txt")
         self.assertEqual(result.returncode, 0, result.stderr)
@@ -79,12 +99,30 @@ class Demo(TemporaryFiles):
             result = run("demo", "--trace", str(trace), "--plot", str(plot))
             plays.append((result.stdout, result.stderr, trace.read_bytes(), plot.read_bytes()))
         self.assertEqual(plays[0], plays[1])
+        self.assert_plots(self.folder / "first", plays[0][3])
         self.assertLessEqual(plays[0][0].count("\n"), 150)
         self.assertRegex(plays[0][0], "policy0/scaling_min_freq +▄▄▆+██▆+▁  300000 .. 1804800\n")
         picture = [" ".join(text.itertext()) for text in ElementTree.fromstring(plays[0][3]).iter() if text.tag[-4:] == "text"]
         for text in ["CPU_L /sys/devices/system/cpu/cpufreq/policy0/scaling_min_freq", "max 1862400, cap 300 #4",
                      "min 2419200, event 3", "boost first, boost-first 500 #6", "threads /proc/thread_bind", "FF|4242"]:
             self.assertIn(text, picture)
+
+    def assert_plots(self, trace, picture):
+        again = self.folder / "again.svg"
+        self.assertEqual(run("plot", str(trace), "-o", str(again)).returncode, 0)
+        self.assertEqual(again.read_bytes(), picture)
+
+    def test_plots_no_trace_but_that_of_a_run(self):
+        begin = {"ts": 0, "story": {"what": "began", "nodes": [{"node": "/a", "text": "1"}]}}
+        for trace, said in [("", ":1:1: syntax error"), ([], "has no list of traceEvents"),
+                            ({"traceEvents": [1, {"ph": "C"}]}, "is no trace that run or demo have written"),
+                            ({"traceEvents": [{"ts": 1e300, "story": {"what": "settled", "binder": True}}]}, "traceEvents[0]: is no"),
+                            ({"traceEvents": [begin, {"ts": 1, "story": {"what": "wrote"}}]}, "traceEvents[1]: is no"),
+                            ({"traceEvents": [begin]}, "")]:
+            result = run("plot", self.file("trace.json", trace), "-o", str(self.folder / "plot.svg"))
+            self.assertEqual((result.returncode, said in result.stderr, result.stderr.count("\n")),
+                             (2, True, 1) if said else (0, True, 0), result.stderr)
+            self.assertEqual((self.folder / "plot.svg").exists(), not said)
 
     def test_takes_no_time_unless_it_is_live(self):
         script = self.file("script.txt", """
@@ -97,11 +135,19 @@ class Demo(TemporaryFiles):
         at_once = re.findall(r"(\S+)s  /dev/memory_bandwidth", run(*arguments).stdout)
         self.assertEqual(at_once, ["0.000", "60.000", "4000000.000", "4000000.300"])
 
-        script = self.file("script.txt", "request 1 300 qos=DDR boost=2133000\nsleep 1000\n")
+        script = self.file("script.txt", """
+            request 1 300 qos=DDR boost=2133000
+            node /sys/class/devfreq/gpu/min_freq fail EBUSY
+            request 1 0 qos=GPU boost=415000000 limit=585000000 as <&>
+            sleep 1000
+            """)
         began = time.monotonic()
-        live = re.findall(r"(\S+)s  /dev/memory_bandwidth", run(*arguments, "--live").stdout)
+        trace, plot = self.folder / "trace", self.folder / "plot.svg"
+        result = run(*arguments, "--live", "--trace", str(trace), "--plot", str(plot))
+        live = re.findall(r"(\S+)s  /dev/memory_bandwidth", result.stdout)
         self.assertGreaterEqual(time.monotonic() - began, 1)
         self.assertGreaterEqual(float(live[1]), 0.3)
+        self.assert_plots(trace, plot.read_bytes())  # with times to the nanosecond
 
     def test_ends_with_every_node_at_its_base_and_leaves_a_trace(self):
         trace_file = self.folder / "trace.json"
@@ -467,6 +513,13 @@ release 7 cap
 explain CPU_L
 scenario 9 0 as game
 explain EAS
+suspend GPU CPU_L
+sleep 100
+suspend CPU_L
+request 4 0 qos=CPU_L limit=614400
+explain CPU_L
+resume CPU_L
+explain CPU_L
 """)
         result = run("run", "platforms/sample.json", "--sandbox", "--script", script)
         self.assertEqual(result.returncode, 0, result.stderr)

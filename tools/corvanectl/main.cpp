@@ -62,8 +62,8 @@ int Main(int argc, char** argv)
     CLI::App app("Drives libcorvane from a terminal.", "corvanectl");
     app.require_subcommand(1);
     app.set_version_flag("--version", "corvanectl " CORVANE_VERSION, "Print the version and exit");
-    std::vector<Verb> const verbs = {AddDemo(app),   AddRun(app), AddCheck(app),
-                                     AddImport(app), AddCpp(app), AddDiff(app)};
+    std::vector<Verb> const verbs = {AddDemo(app), AddRun(app),  AddCheck(app), AddImport(app),
+                                     AddCpp(app),  AddDiff(app), AddPlot(app)};
     app.footer(CLOSING);
     try {
         app.parse(argc, argv);

@@ -1,10 +1,10 @@
+#include "tools/corvanectl/language/Calls.h"
 #include "tools/corvanectl/language/Command.h"
 #include "tools/corvanectl/language/Interpreter.h"
 #include "tools/corvanectl/language/Vocabulary.h"
 #include "tools/corvanectl/platform/Findings.h"
 
 #include <sstream>
-#include <utility>
 
 PerfQosId ToQosId(Session const& session, std::string const& text)
 {
@@ -69,29 +69,6 @@ unsigned long long TakeHandle(Session const& session, int pid, Words& words)
     return named ? *named : ToHandle(text, "a handle, nor the name of one", session.Claims().Names());
 }
 
-void Answer(Session& session, int result)
-{
-    session.Tell(Answered{result});
-}
-
-/** Tells what a call has answered that gives a handle. */
-void AnswerWithHandle(Session& session, int result, Held const& held)
-{
-    session.Tell(Answered{result, held.handle});
-    if (result == 0 && held.handle != NO_HANDLE) {
-        session.Tell(held);
-    }
-}
-
-/** Tells what a call has answered that gives something back. */
-void AnswerRelease(Session& session, int result, Released const& released)
-{
-    Answer(session, result);
-    if (result == 0) {
-        session.Tell(released);
-    }
-}
-
 void Request(Interpreter& interpreter, Words& words)
 {
     Session& session = interpreter.Live();
@@ -103,8 +80,7 @@ void Request(Interpreter& interpreter, Words& words)
         AddPart(session, words.Take("a value"), held.infos);
     }
     held.name = TakeName(words);
-    int const result = session.Manager().PerfRequest(held.pid, held.duration, held.infos, held.handle);
-    AnswerWithHandle(session, result, held);
+    CallFor(session, held);
 }
 
 void Release(Interpreter& interpreter, Words& words)
@@ -113,132 +89,77 @@ void Release(Interpreter& interpreter, Words& words)
     int const pid = words.TakeInt("the process id");
     unsigned long long const handle = TakeHandle(session, pid, words);
     words.End();
-    AnswerRelease(session, session.Manager().PerfRelease(pid, handle), {pid, handle});
+    CallRelease(session, {pid, handle});
 }
 
 void ReleaseAll(Interpreter& interpreter, Words& words)
 {
-    Session& session = interpreter.Live();
     int const pid = words.TakeInt("the process id");
     words.End();
-    AnswerRelease(session, session.Manager().PerfReleaseAll(pid), {pid, std::nullopt});
+    CallRelease(interpreter.Live(), {pid, std::nullopt});
 }
 
 void Reset(Interpreter& interpreter, Words& words)
 {
-    Session& session = interpreter.Live();
     words.End();
-    session.Manager().Reset();
-    AnswerRelease(session, 0, {});
+    CallRelease(interpreter.Live(), {});
 }
-
-/** @return what the platform's scenario of this id asks for, if there is one. */
-std::vector<PerfRequestInfo> InfosOf(Platform const& platform, unsigned int scenario)
-{
-    std::vector<PerfRequestInfo> infos;
-    for (ConfigurableScenario const& described : platform.scenarios) {
-        for (ScenarioQosItem const& item : described.qosItems) {
-            if (described.scenarioId == scenario) {
-                infos.push_back({item.qosId, item.groupInfos});
-            }
-        }
-    }
-    return infos;
-}
-
-using HoldCall = int (ConfigManager::*)(int, unsigned int, unsigned long long&);
 
 /** A scenario or a mode, held until its handle is released. */
-void Hold(Session& session, Words& words, char const* what, char const* idMeaning, HoldCall call)
+void Hold(Session& session, Words& words, char const* what, char const* idMeaning)
 {
     Held held;
     held.what = what;
     held.pid = words.TakeInt("the process id");
     held.id = words.TakeUnsigned(idMeaning);
     held.name = TakeName(words);
-    if (held.what == "scenario") {
-        held.infos = InfosOf(session.Described(), held.id);
-    }
-    int const result = (session.Manager().*call)(held.pid, held.id, held.handle);
-    AnswerWithHandle(session, result, held);
+    CallFor(session, held);
 }
 
 void Scenario(Interpreter& interpreter, Words& words)
 {
-    Hold(interpreter.Live(), words, "scenario", "the id of a scenario", &ConfigManager::PerfSetScenario);
+    Hold(interpreter.Live(), words, "scenario", "the id of a scenario");
 }
 
 void Mode(Interpreter& interpreter, Words& words)
 {
-    Hold(interpreter.Live(), words, "mode", "a work mode", &ConfigManager::PerfSetMode);
+    Hold(interpreter.Live(), words, "mode", "a work mode");
 }
 
-void SetSuspend(Session& session, unsigned int on, Words& words)
+void SetSuspend(Session& session, bool on, Words& words)
 {
-    std::vector<unsigned int> params{on};
+    Suspended suspended{{}, on};
     do {
-        params.push_back(ToQosId(session, words.Take("the id or name of a resource")));
+        suspended.ids.push_back(ToQosId(session, words.Take("the id or name of a resource")));
     } while (!words.Empty());
-    int const result = session.Manager().PerfSetSuspend(params);
-    Answer(session, result);
-    if (result == 0) {
-        session.Tell(Suspended{{params.begin() + 1, params.end()}, on == 1});
-    }
+    CallSuspend(session, suspended);
 }
 
 void Suspend(Interpreter& interpreter, Words& words)
 {
-    SetSuspend(interpreter.Live(), 1, words);
+    SetSuspend(interpreter.Live(), true, words);
 }
 
 void Resume(Interpreter& interpreter, Words& words)
 {
-    SetSuspend(interpreter.Live(), 0, words);
-}
-
-/** Tells what a call has answered that starts or stops something. */
-void AnswerTrigger(Session& session, int result, Triggered const& triggered)
-{
-    Answer(session, result);
-    if (result == 0) {
-        session.Tell(triggered);
-    }
+    SetSuspend(interpreter.Live(), false, words);
 }
 
 void Event(Interpreter& interpreter, Words& words)
 {
-    Session& session = interpreter.Live();
     unsigned int const id = words.TakeUnsigned("the id of an event");
-    std::vector<unsigned int> const params = words.TakeUnsigneds("a parameter");
-    Triggered event{"event", id, params.empty() || params[0] == 1, 0, params.size() > 1 ? params[1] : 0, {}};
-    for (ConfigurableEvent const& described : session.Described().events) {
-        if (described.eventId == id) {
-            event.commands = described.qosCommands;
-        }
-    }
-    AnswerTrigger(session, session.Manager().PerfEvent(id, params, "corvanectl"), event);
+    CallEvent(interpreter.Live(), id, words.TakeUnsigneds("a parameter"));
 }
 
 void Probe(Interpreter& interpreter, Words& words)
 {
-    Session& session = interpreter.Live();
     bool const start = words.TakeIf("start");
     if (!start && !words.TakeIf("stop")) {
         throw InputError("neither start nor stop");
     }
     unsigned int const tid = words.TakeUnsigned("a thread id");
     words.End();
-    ProbeEvent const& probe = session.Described().probe;
-    Triggered triggered{"probe", tid, start, probe.startDelay, 0, {}};
-    for (auto const& [id, boost] :
-         {std::pair(PERF_QOS_CPU_M, probe.cpuM), {PERF_QOS_CPU_B, probe.cpuB}, {PERF_QOS_GPU, probe.gpu}}) {
-        if (boost != 0) {
-            GroupInfo const floor{0, {{PERF_OPERATION_BOOST, static_cast<int>(boost)}}};
-            triggered.commands.push_back({id, {{probe.duration, {floor}}}});
-        }
-    }
-    AnswerTrigger(session, session.Manager().PerfEvent(PROBE_EVENT_ID, {start ? 1U : 0U, 0, tid}, "corvanectl"),
-                  triggered);
+    CallEvent(interpreter.Live(), PROBE_EVENT_ID, {start ? 1U : 0U, 0, tid});
 }
 
 void Debug(Interpreter& interpreter, Words& words)
@@ -250,7 +171,7 @@ void Debug(Interpreter& interpreter, Words& words)
     int const known = session.Manager().DebugSet(text, option);
     session.Tell(Told{text.str() + (known == 1 ? "" : "    no option of the debug console")});
     if (known == 1) {
-        Answer(session, 0);
+        session.Tell(Answered{0});
     }
 }
 

@@ -1,3 +1,4 @@
+#include "tools/corvanectl/language/Calls.h"
 #include "tools/corvanectl/language/Command.h"
 #include "tools/corvanectl/language/Interpreter.h"
 #include "tools/corvanectl/language/Vocabulary.h"
@@ -34,21 +35,15 @@ void Start(Session& session, NamedHint const& hint)
     Held held;
     held.name = hint.name;
     held.pid = HINT_PID;
-    int result = 0;
     if (hint.scenario) {
         held.what = "scenario";
         held.id = *hint.scenario;
-        result = session.Manager().PerfSetScenario(held.pid, held.id, held.handle);
     } else {
         held.what = "request";
         held.duration = hint.duration;
         held.infos = hint.infos;
-        result = session.Manager().PerfRequest(held.pid, held.duration, held.infos, held.handle);
     }
-    session.Tell(Answered{result, held.handle});
-    if (result == 0 && held.handle != NO_HANDLE) {
-        session.Tell(held);
-    }
+    CallFor(session, held);
 }
 
 void Stop(Session& session, NamedHint const& hint)
@@ -57,11 +52,7 @@ void Stop(Session& session, NamedHint const& hint)
     if (!handle) {
         throw InputError(hint.name + " has not been started");
     }
-    int const result = session.Manager().PerfRelease(HINT_PID, *handle);
-    session.Tell(Answered{result});
-    if (result == 0) {
-        session.Tell(Released{HINT_PID, *handle});
-    }
+    CallRelease(session, {HINT_PID, *handle});
 }
 
 void Hint(Interpreter& interpreter, Words& words)
@@ -74,7 +65,7 @@ void Hint(Interpreter& interpreter, Words& words)
     }
     words.End();
     if (hint.event) {
-        session.Tell(Answered{session.Manager().PerfEvent(*hint.event, {start ? 1U : 0U}, "corvanectl")});
+        CallEvent(session, *hint.event, {start ? 1U : 0U});
     } else if (start) {
         Start(session, hint);
     } else {

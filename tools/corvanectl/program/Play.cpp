@@ -10,6 +10,7 @@
 #include "tools/corvanectl/session/LibraryVoice.h"
 #include "tools/corvanectl/session/Session.h"
 #include "tools/corvanectl/story/Chart.h"
+#include "tools/corvanectl/story/JsonLines.h"
 #include "tools/corvanectl/story/LogLines.h"
 #include "tools/corvanectl/story/Recording.h"
 #include "tools/corvanectl/story/StoryDiff.h"
@@ -175,6 +176,7 @@ void RunCommands(CommandSource const& source, StopSignal const& stop, Interprete
 void PlayOptions::AddTo(CLI::App& verb)
 {
     verb.add_flag("--live", live, "Let time pass as it does, in a sandbox too, and show writes as they happen");
+    verb.add_flag("--json", json, "Print what happens as JSON, an object a line, and nothing else");
     verb.add_option("--trace", traceFile, "Write a Chrome-JSON trace to this file");
     verb.add_option("--plot", plotFile, "Draw what the nodes held and who asked for it to this SVG file");
 }
@@ -208,13 +210,13 @@ CommandSource StandardInput()
             }};
 }
 
-int Play(PlayOptions const& options, std::string const& platformText, std::unique_ptr<Nodes> given,
-         CommandSource const& source)
+int Play(PlayOptions const& options, std::string const& platformText, std::unique_ptr<Nodes> where,
+         CommandSource const& given)
 {
     StopSignal stop;
     Interrupts interrupts(stop); // outermost: a signal that came ends the process here
-    SessionTime time(options.live || given->AreReal() ? SessionTime::Kind::DEVICE : SessionTime::Kind::VIRTUAL);
-    std::unique_ptr<Nodes> const nodes = std::move(given);
+    SessionTime time(options.live || where->AreReal() ? SessionTime::Kind::DEVICE : SessionTime::Kind::VIRTUAL);
+    std::unique_ptr<Nodes> const nodes = std::move(where);
     Story story;
     LogLines log(std::cerr);
     story.Add(log);
@@ -231,15 +233,23 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
     }
     Expectation const expectation(options.expectFile, story);
     StoryFiles files(options, story);
+    CommandSource source = given;
+    source.isTerminal = source.isTerminal && !options.json;
+    JsonLines lines(std::cout);
     bool const showAtOnce = options.live || source.isTerminal || time.IsVirtual();
     Transcript transcript(std::cout, {showAtOnce, !source.isTerminal, options.brief});
-    story.Add(transcript);
+    if (options.json) {
+        story.Add(lines);
+    } else {
+        story.Add(transcript);
+    }
     LastResort const lastResort(interrupts, *nodes);
     Session session(std::move(platform), *nodes, story, time, stop);
     Interpreter interpreter(session);
     RunCommands(source, stop, interpreter);
     bool const isLeftWell = session.End();
-    bool const isAsExpected = expectation.IsMet(std::cout) && isLeftWell && !interpreter.HasFailed();
+    bool const isAsExpected =
+        expectation.IsMet(options.json ? std::cerr : std::cout) && isLeftWell && !interpreter.HasFailed();
     if (!files.Finish()) {
         return STATUS_CANNOT_WRITE;
     }

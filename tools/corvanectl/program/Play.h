@@ -21,6 +21,7 @@ struct PlayOptions {
     unsigned int logBits = 0;
     bool brief = false; ///< without writes that repeat what a node holds
     bool live = false;  ///< in real time, in a sandbox too
+    bool json = false;  ///< records on standard output, and nothing else
 
     void AddTo(CLI::App& verb);
 };
@@ -47,7 +48,8 @@ CommandSource StandardInput();
 /**
  * Plays commands to their end, to "quit" or until the process is asked to end; then the nodes are left, and the trace
  * and the picture are written. In a sandbox time is virtual, unless it is to be live. From a terminal, a command that
- * cannot be read is reported and the next one awaited; from a script it ends the play.
+ * cannot be read is reported and the next one awaited; from a script, and for a program that reads JSON, it ends the
+ * play.
  * @return the exit status. @throws InputError with name and line.
  */
 int Play(PlayOptions const& options, std::string const& platformText, std::unique_ptr<Nodes> nodes,

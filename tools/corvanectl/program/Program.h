@@ -22,3 +22,4 @@ Verb AddCheck(CLI::App& app);
 Verb AddImport(CLI::App& app);
 Verb AddCpp(CLI::App& app);
 Verb AddDiff(CLI::App& app);
+Verb AddPlot(CLI::App& app);

@@ -132,7 +132,6 @@ public:
                (entry->until ? At(*entry->until) + (*entry->until <= now ? ", which is over" : "") : "it is released");
     }
 
-private:
     std::string At(PerfTimePoint time) const
     {
         std::ostringstream text;
@@ -140,6 +139,7 @@ private:
         return text.str();
     }
 
+private:
     PerfTimePoint const start;
     PerfTimePoint const now;
     std::vector<Ledger::Entry> const held; ///< with what is over: the library lets that go when it wakes up next
@@ -182,16 +182,28 @@ Mode ModeOf(std::string const& dump)
     return {names[std::stoul(parts[1])], parts[2].matched ? parts[2].str() : DEFAULT_HANDLE};
 }
 
+std::string PairOf(std::string const& low, std::string const& high)
+{
+    return low + " .. " + high;
+}
+
 /** From the bases to the pair. */
 void ExplainCourse(GroupState const& group, Mode const& mode, Wording const& wording, std::ostream& out)
 {
-    auto const pair = [](std::string const& low, std::string const& high) { return low + " .. " + high; };
-    std::string const bases = pair(group.floor.base.value, group.ceiling.base.value);
-    std::string const effective = pair(group.floor.effectiveBase, group.ceiling.effectiveBase);
-    std::string const final = pair(group.floor.final, group.ceiling.final);
+    std::string const bases = PairOf(group.floor.base.value, group.ceiling.base.value);
+    std::string const effective = PairOf(group.floor.effectiveBase, group.ceiling.effectiveBase);
+    std::string const final = PairOf(group.floor.final, group.ceiling.final);
     out << "      bases " << bases << "; work mode " << mode.name << ", " << wording.By(mode.handle) << ", "
         << (bases == effective ? "leaves them" : "makes them " + effective) << "; what holds for a time "
         << (effective == final ? "changes nothing" : "makes them " + final) << "\n";
+}
+
+void ExplainSuspend(GroupState const& group, Ledger::Suspension const& suspension, Wording const& wording,
+                    std::ostream& out)
+{
+    out << "      suspended by \"" << suspension.command << "\", since " << wording.At(suspension.since)
+        << ": nothing is written until a resume, which writes " << PairOf(group.floor.final, group.ceiling.final)
+        << "\n";
 }
 
 std::vector<std::string> NodesOfGroup(Session const& session, QosEntry const& entry, unsigned int group)
@@ -207,6 +219,7 @@ std::string Explain(Session& session, PerfQosId qos, std::optional<unsigned int>
 {
     QosEntry const* const entry = FindQos(session.Described(), qos);
     auto const groups = entry == nullptr ? std::vector<GroupState>() : GroupsOf(DumpOf(session, "--task"), entry->name);
+    auto const suspension = session.Claims().SuspensionOf(qos);
     Mode const mode = ModeOf(DumpOf(session, "--workMode"));
     Wording const wording(session);
     std::ostringstream out;
@@ -218,6 +231,9 @@ std::string Explain(Session& session, PerfQosId qos, std::optional<unsigned int>
         ExplainSide("floor", state.floor, wording, out);
         ExplainSide("ceiling", state.ceiling, wording, out);
         ExplainCourse(state, mode, wording, out);
+        if (suspension) {
+            ExplainSuspend(state, *suspension, wording, out);
+        }
         for (std::string const& node : NodesOfGroup(session, *entry, state.id)) {
             std::string const held = session.HeldBy(node).value_or("");
             out << "      " << node << " is at " << (held.empty() ? "nothing" : ReadableBytes(SettingOf(held))) << "\n";

@@ -44,6 +44,8 @@ public:
     Ledger const& Claims() const { return ledger; }
     BoundThreads const& Bound() const { return bound; }
     BlockChart const& Drawn() const { return drawn; }
+    /** What the library was given: the platform as it fits the device. Valid as long as this object. */
+    PerfDefaultConfig Fitted() const { return configs.Config(); }
 
     /** Tells something that happens now. */
     void Tell(StoryRecord::What what);

@@ -42,13 +42,14 @@ bool Chart::Panel::IsQuiet() const
 void Chart::Hear(StoryRecord const& record)
 {
     record.Match([&](Began const& began) { Begin(record.time, began); });
-    end = std::max(end, record.time - start);
+    now = record.time - start;
+    end = std::max(end, now);
     record.Match([&](Held const& held) { Hold(held); }, [&](Released const& released) { Release(released); },
                  [&](Triggered const& triggered) { Trigger(triggered); },
                  [&](Suspended const& suspended) { Suspend(suspended); },
                  [&](Wrote const& wrote) { Write(wrote.write); },
                  [&](Marked const& marked) {
-                     chapters.push_back({end, marked.title});
+                     chapters.push_back({now, marked.title});
                  });
 }
 
@@ -65,9 +66,9 @@ void Chart::Begin(PerfTimePoint time, Began const& began)
 
 void Chart::Hold(Held const& held)
 {
-    Span span{end};
+    Span span{now};
     if (held.duration != 0) {
-        span.until = end + milliseconds(held.duration);
+        span.until = now + milliseconds(held.duration);
     }
     Owner const owner{held.name, held.pid, held.handle};
     if (held.what == "mode") {
@@ -95,9 +96,9 @@ void Chart::Claims(PerfQosId id, std::vector<GroupInfo> const& groups, Span cons
 
 template <typename Matches> void Chart::EndThose(Matches const& matches)
 {
-    EndAt(end, modes, matches);
+    EndAt(now, modes, matches);
     for (Panel& panel : panels) {
-        EndAt(end, panel.claims, matches);
+        EndAt(now, panel.claims, matches);
     }
 }
 
@@ -116,7 +117,7 @@ void Chart::Trigger(Triggered const& triggered)
         return;
     }
     for (QosCommand const& command : triggered.commands) {
-        Time at = end + milliseconds(triggered.delay);
+        Time at = now + milliseconds(triggered.delay);
         for (EventPhase const& phase : command.phases) {
             Time const until = at + milliseconds(triggered.duration != 0 ? triggered.duration : phase.duration);
             Claims(command.qosId, phase.groupInfos, {at, until}, owner);
@@ -137,9 +138,9 @@ void Chart::Suspend(Suspended const& suspended)
         }
         bool const isOn = !panel.suspends.empty() && !panel.suspends.back().until;
         if (suspended.on && !isOn) {
-            panel.suspends.push_back({end});
+            panel.suspends.push_back({now});
         } else if (!suspended.on && isOn) {
-            panel.suspends.back().until = end;
+            panel.suspends.back().until = now;
         }
     }
 }
@@ -148,7 +149,7 @@ void Chart::Write(NodeWrite const& write)
 {
     for (Panel& panel : panels) {
         if (panel.node.name == write.node) {
-            panel.steps.push_back({write.time - start, write.bytes, write.error});
+            panel.steps.push_back({now, write.bytes, write.error});
         }
     }
 }

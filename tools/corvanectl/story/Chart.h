@@ -83,7 +83,8 @@ private:
     template <typename Matches> void EndThose(Matches const& matches);
 
     PerfTimePoint start{};
-    Time end{0}; ///< of the last record
+    Time now{0}; ///< of the current record
+    Time end{0}; ///< the latest
     std::vector<Panel> panels;
     std::vector<Mode> modes;
     std::vector<Chapter> chapters;

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <stdexcept>
 
 namespace {
 
@@ -15,23 +16,47 @@ std::int32_t RawNumber(std::string const& bytes)
     return value;
 }
 
+char const DIGITS[] = "0123456789abcdef";
+
+} // namespace
+
 bool IsText(std::string const& bytes)
 {
     return std::all_of(bytes.begin(), bytes.end(), [](unsigned char byte) { return std::isprint(byte); });
 }
 
-} // namespace
+std::string HexOf(std::string const& bytes)
+{
+    std::string hex;
+    for (char const character : bytes) {
+        auto const byte = static_cast<unsigned char>(character);
+        hex += {DIGITS[byte / 16], DIGITS[byte % 16]};
+    }
+    return hex;
+}
+
+std::string BytesOf(std::string const& hex)
+{
+    std::string bytes;
+    for (std::size_t i = 0; i < hex.size(); i += 2) {
+        unsigned char byte = 0;
+        char const* const end = hex.data() + std::min(i + 2, hex.size());
+        if (std::from_chars(hex.data() + i, end, byte, 16).ptr != end || hex.size() % 2 != 0) {
+            throw std::invalid_argument("no hexadecimal digits: " + hex);
+        }
+        bytes += static_cast<char>(byte);
+    }
+    return bytes;
+}
 
 std::string ReadableBytes(std::string const& bytes)
 {
     if (IsText(bytes)) {
         return bytes;
     }
-    static char const* const DIGITS = "0123456789abcdef";
     std::string shown = "bytes";
-    for (char const character : bytes) {
-        auto const byte = static_cast<unsigned char>(character);
-        shown += std::string(" ") + DIGITS[byte / 16] + DIGITS[byte % 16];
+    for (char const byte : bytes) {
+        shown += " " + HexOf({byte});
     }
     if (bytes.size() == sizeof(std::int32_t)) {
         shown += " (" + std::to_string(RawNumber(bytes)) + ")";

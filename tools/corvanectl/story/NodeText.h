@@ -5,6 +5,14 @@
 #include <optional>
 #include <string>
 
+/** Whether all of it can be shown as it is. */
+bool IsText(std::string const& bytes);
+
+/** Two hexadecimal digits for each byte. */
+std::string HexOf(std::string const& bytes);
+/** @throws std::invalid_argument if these are not two digits for each byte. */
+std::string BytesOf(std::string const& hex);
+
 /** Bytes of a node as a person reads them: text as it is, a bandwidth as its four bytes and their value. */
 std::string ReadableBytes(std::string const& bytes);
 

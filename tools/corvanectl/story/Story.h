@@ -39,6 +39,7 @@ struct Asked {
 struct Answered {
     int result = 0;
     std::optional<unsigned long long> handle{}; ///< where the call gives one: a real one, or NO_HANDLE
+    std::vector<std::string> reasons{};         ///< of a refusal; else of what is granted otherwise than asked for
 };
 
 /** The library has granted something that is held until it is released or ends by itself. */

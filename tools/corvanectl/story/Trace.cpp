@@ -1,6 +1,7 @@
 #include "tools/corvanectl/story/Trace.h"
 
 #include "tools/corvanectl/story/NodeText.h"
+#include "tools/corvanectl/story/RecordJson.h"
 
 #include <algorithm>
 #include <chrono>
@@ -13,6 +14,39 @@ namespace {
 
 constexpr int PROCESS = 1; // there is one
 
+/** Whole where it is, as it nearly always is. */
+nlohmann::json Microseconds(PerfTimePoint::duration time)
+{
+    auto const nanoseconds = std::chrono::nanoseconds(time).count();
+    if (nanoseconds % 1000 == 0) {
+        return nanoseconds / 1000;
+    }
+    return static_cast<double>(nanoseconds) / 1000;
+}
+
+std::string TextOf(Triggered const& triggered)
+{
+    return (triggered.starts ? "start " : "stop ") + triggered.what + " " + std::to_string(triggered.id);
+}
+
+std::string TextOf(Suspended const& suspended)
+{
+    std::string text = suspended.on ? "suspend" : "resume";
+    for (PerfQosId const id : suspended.ids) {
+        text += " " + std::to_string(id);
+    }
+    return text;
+}
+
+std::string TextOf(Released const& released)
+{
+    if (!released.pid) {
+        return "reset";
+    }
+    std::string const process = std::to_string(*released.pid);
+    return released.handle ? "release " + process + " " + std::to_string(*released.handle) : "release-all " + process;
+}
+
 } // namespace
 
 Trace::Trace()
@@ -23,23 +57,36 @@ Trace::Trace()
 void Trace::Hear(StoryRecord const& record)
 {
     end = std::max(end, record.time);
+    std::size_t const before = events.size();
     record.Match([&](Began const& began) { Begin(record.time, began); },
                  [&](Held const& held) { Hold(record.time, held); },
                  [&](Released const& released) { Release(record.time, released); },
-                 [&](Labelled const& labelled) { AddEvent("i", labelled.label, record.time)["s"] = "t"; },
+                 [&](Triggered const& triggered) { AddInstant(TextOf(triggered), record.time, "p"); },
+                 [&](Suspended const& suspended) { AddInstant(TextOf(suspended), record.time, "p"); },
+                 [&](Marked const& marked) { AddInstant(marked.title, record.time, "g"); },
+                 [&](Labelled const& labelled) { AddInstant(labelled.label, record.time, "t"); },
                  [&](Wrote const& wrote) { AddWrite(wrote.write); });
+    auto const told = JsonOf(record.what);
+    if (events.size() != before && !told.is_null()) {
+        events.back()["story"] = told;
+    }
+}
+
+nlohmann::json Trace::Event(char const* phase, std::string const& name, PerfTimePoint time, int thread) const
+{
+    return {{"ph", phase}, {"name", name}, {"pid", PROCESS}, {"tid", thread}, {"ts", Microseconds(time - start)}};
 }
 
 nlohmann::json& Trace::AddEvent(char const* phase, std::string const& name, PerfTimePoint time)
 {
-    events.push_back(
-        {{"ph", phase}, {"name", name}, {"pid", PROCESS}, {"tid", NumberOfThread()}, {"ts", Microseconds(time)}});
+    int const thread = NumberOfThread();
+    events.push_back(Event(phase, name, time, thread));
     return events.back();
 }
 
-long long Trace::Microseconds(PerfTimePoint time) const
+void Trace::AddInstant(std::string const& name, PerfTimePoint time, char const* scope)
 {
-    return std::chrono::duration_cast<std::chrono::microseconds>(time - start).count();
+    AddEvent("i", name, time)["s"] = scope;
 }
 
 void Trace::Begin(PerfTimePoint time, Began const& began)
@@ -50,21 +97,18 @@ void Trace::Begin(PerfTimePoint time, Began const& began)
             AddEvent("C", node.name, time)["args"] = {{"value", *number}};
         }
     }
+    AddInstant("begin", time, "g");
 }
 
 void Trace::Hold(PerfTimePoint time, Held const& held)
 {
     std::string const name = held.name.empty() ? held.what : held.what + " " + held.name;
-    nlohmann::json begin = {{"ph", "b"},
-                            {"cat", held.what},
-                            {"name", name + ", process " + std::to_string(held.pid)},
-                            {"id", held.handle},
-                            {"pid", PROCESS},
-                            {"tid", NumberOfThread()},
-                            {"ts", Microseconds(time)}};
+    nlohmann::json& begin = AddEvent("b", name + ", process " + std::to_string(held.pid), time);
+    begin["cat"] = held.what;
+    begin["id"] = held.handle;
     auto const until =
         held.duration == 0 ? std::nullopt : std::optional(time + std::chrono::milliseconds(held.duration));
-    slices.push_back({std::move(begin), held.pid, held.handle, until});
+    slices.push_back({events.size() - 1, held.pid, held.handle, until});
 }
 
 void Trace::Release(PerfTimePoint time, Released const& released)
@@ -76,19 +120,22 @@ void Trace::Release(PerfTimePoint time, Released const& released)
             slice.until = time;
         }
     }
+    AddInstant(TextOf(released), time, "p");
 }
 
 std::vector<nlohmann::json> Trace::Sorted() const
 {
     std::vector<nlohmann::json> sorted(events.begin(), events.end());
     for (Slice const& slice : slices) {
-        sorted.push_back(slice.begin);
-        sorted.push_back(slice.begin);
+        sorted.push_back(events[slice.begin]);
+        sorted.back().erase("story");
         sorted.back()["ph"] = "e";
-        sorted.back()["ts"] = Microseconds(std::min(slice.until.value_or(end), end));
+        sorted.back()["ts"] = Microseconds(std::min(slice.until.value_or(end), end) - start);
     }
+    sorted.push_back(Event("i", "end", end, 1));
+    sorted.back().update({{"s", "g"}, {"story", JsonOf(Settled{true})}});
     std::stable_sort(sorted.begin(), sorted.end(), [](nlohmann::json const& left, nlohmann::json const& right) {
-        return left["ts"].get<long long>() < right["ts"].get<long long>();
+        return left["ts"].get<double>() < right["ts"].get<double>();
     });
     return sorted;
 }
@@ -111,7 +158,7 @@ void Trace::AddWrite(NodeWrite const& write)
     if (number && write.error == 0) {
         AddEvent("C", write.node, write.time)["args"] = {{"value", *number}};
     } else {
-        AddEvent("i", write.Line(), write.time)["s"] = "t";
+        AddInstant(write.Line(), write.time, "t");
     }
 }
 

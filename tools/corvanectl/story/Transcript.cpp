@@ -69,7 +69,10 @@ void Transcript::Ask(std::string const& line)
 /** Briefly, an answer stands behind its command. */
 void Transcript::Answer(Answered const& answer)
 {
-    std::string const text = answer.result == 0 ? TextOf(answer) : paint.Red(TextOf(answer));
+    std::string text = answer.result == 0 ? TextOf(answer) : paint.Red(TextOf(answer));
+    for (std::string const& reason : answer.reasons) {
+        text += "\n        " + reason;
+    }
     Say(std::exchange(asked, "") + text);
 }
 

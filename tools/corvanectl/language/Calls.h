@@ -1,0 +1,14 @@
+#pragma once
+
+#include "tools/corvanectl/session/Session.h"
+
+#include <vector>
+
+// The calls of a client. Each calls the library, and tells what it has answered, why, and what has come of it.
+
+/** Asks for a request, a scenario or a mode, as it is described but for its handle. */
+void CallFor(Session& session, Held asked);
+void CallRelease(Session& session, Released const& what);
+void CallSuspend(Session& session, Suspended asked);
+/** Of the events with an id of their own, too: a probe, a suspend. */
+void CallEvent(Session& session, PerfEventId id, std::vector<unsigned int> const& params);
