@@ -31,12 +31,7 @@ CommandWrapper::CommandWrapper(PerfCommandType type, PerfTimePoint const& start,
 {
 }
 
-void CommandWrapper::InsertRequestCommand(PerfQosId qos, PerfGroupTable const& groups)
-{
-    InsertRequestCommand(qos, PerfGroupTable(groups));
-}
-
-void CommandWrapper::InsertRequestCommand(PerfQosId qos, PerfGroupTable&& groups)
+void CommandWrapper::InsertRequestCommand(PerfQosId qos, PerfGroupValues groups)
 {
     auto item = std::make_shared<PerfCommandItem>();
     item->qosId = qos;
@@ -47,7 +42,7 @@ void CommandWrapper::InsertRequestCommand(PerfQosId qos, PerfGroupTable&& groups
 }
 
 void CommandWrapper::InsertEventCommand(PerfQosId qos, PerfTimePoint const& start, PerfTimePoint const& end,
-                                        PerfGroupTable const& groups)
+                                        PerfGroupValues groups)
 {
     if (start < startTime) {
         startTime = start;
@@ -59,7 +54,7 @@ void CommandWrapper::InsertEventCommand(PerfQosId qos, PerfTimePoint const& star
     item->qosId = qos;
     item->startTime = start;
     item->endTime = end;
-    item->groupInfo = groups;
+    item->groupInfo = std::move(groups);
     commands.push_back(std::move(item));
 }
 
@@ -89,7 +84,7 @@ void CommandWrapper::InsertWorkModeCommand()
 
 void CommandWrapper::InsertSuspendCommand(PerfQosId qos)
 {
-    InsertRequestCommand(qos, PerfGroupTable{});
+    InsertRequestCommand(qos, {});
 }
 
 void CommandWrapper::InsertDebugCommand(PerfQosId qos)

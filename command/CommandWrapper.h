@@ -1,11 +1,12 @@
 #pragma once
 
+#include "sys/PerfValues.h"
+
 #include <corvane/PerfTypes.h>
 
 #include <memory>
 #include <sstream>
 #include <string>
-#include <vector>
 
 /** What one client operation asks of one resource. Shared between the wrapper and the queues it sits in. */
 struct PerfCommandItem {
@@ -14,7 +15,7 @@ struct PerfCommandItem {
     PerfWorkMode workMode = PERF_WORK_MODE_DEFAULT; ///< PERF_COMMAND_MODE_START only
     PerfTimePoint startTime{};
     PerfTimePoint endTime{}; ///< zero: no end
-    PerfGroupTable groupInfo;
+    PerfGroupValues groupInfo;
 };
 
 /** The element of a resource's queue. */
@@ -37,13 +38,12 @@ public:
     /** @param duration ms that the client asked for, 0 when none; shown in dumps only. */
     CommandWrapper(PerfCommandType type, PerfTimePoint const& start, PerfTimePoint const& end, unsigned int duration);
 
-    /** Appends an item with the wrapper's own time span. The second form takes the table over. */
-    void InsertRequestCommand(PerfQosId qos, PerfGroupTable const& groups);
-    void InsertRequestCommand(PerfQosId qos, PerfGroupTable&& groups);
+    /** Appends an item with the wrapper's own time span. */
+    void InsertRequestCommand(PerfQosId qos, PerfGroupValues groups);
 
     /** Appends an item with its own time span and widens the wrapper's to hold it. */
     void InsertEventCommand(PerfQosId qos, PerfTimePoint const& start, PerfTimePoint const& end,
-                            PerfGroupTable const& groups);
+                            PerfGroupValues groups);
 
     /** Appends a boost of group 0 for each of the three values that is not 0. */
     void InsertProbeCommand(PerfTimePoint const& start, PerfTimePoint const& end, unsigned int cpuM, unsigned int cpuB,
@@ -72,6 +72,6 @@ public:
     unsigned long long handle = NO_HANDLE;
     PerfTimePoint startTime{};
     PerfTimePoint endTime{}; ///< zero: no end
-    std::vector<std::shared_ptr<PerfCommandItem>> commands;
+    InlineVector<std::shared_ptr<PerfCommandItem>, 1> commands;
     unsigned int duration = 0; ///< ms
 };

@@ -16,12 +16,67 @@
 
 namespace {
 
-/** Moves over what the first table lacks: of equal operations the first wins. */
-void FoldInto(PerfGroupTable& first, PerfGroupTable&& second)
-{
-    for (auto& [groupId, operations] : second) {
-        first[groupId].merge(operations);
+auto const KEEP_FIRST = [](auto const&, auto const&) {};
+auto const KEEP_LAST = [](auto& first, auto&& second) { first = std::move(second); };
+auto const JOIN = [](auto& first, auto&& second) {
+    for (auto& [key, value] : second) {
+        first.Append(key, std::move(value));
     }
+};
+
+/** Of equal operations the last pair wins, of equal groups the last one whole; a group without operations is left out. */
+PerfGroupValues FoldGroups(std::vector<GroupInfo> const& infos)
+{
+    PerfGroupValues groups;
+    groups.reserve(infos.size());
+    for (GroupInfo const& info : infos) {
+        PerfValues values;
+        for (auto const& [operation, value] : info.operations) {
+            values.Append(operation, value);
+        }
+        if (!values.empty()) {
+            values.Settle(KEEP_LAST);
+            groups.Append(info.groupId, std::move(values));
+        }
+    }
+    groups.Settle(KEEP_LAST);
+    return groups;
+}
+
+/** Settles what has been joined: of equal operations the first wins. */
+void SettleGroups(PerfGroupValues& groups)
+{
+    groups.Settle(JOIN);
+    for (auto& group : groups) {
+        group.second.Settle(KEEP_FIRST);
+    }
+}
+
+RequestValues FoldRequest(std::vector<PerfRequestInfo> const& infos)
+{
+    RequestValues request;
+    request.reserve(infos.size());
+    for (PerfRequestInfo const& info : infos) {
+        PerfGroupValues groups = FoldGroups(info.groupInfos);
+        if (!groups.empty()) {
+            request.Append(info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId, std::move(groups));
+        }
+    }
+    request.Settle(JOIN);
+    for (auto& entry : request) {
+        SettleGroups(entry.second);
+    }
+    return request;
+}
+
+std::vector<QosInfoInt> AsTables(RequestValues const& request)
+{
+    std::vector<QosInfoInt> tables;
+    tables.reserve(request.size());
+    for (auto const& [qosId, groups] : request) {
+        tables.push_back({qosId, static_cast<PerfGroupTable>(groups)});
+    }
+    return tables;
 }
 
 } // namespace
@@ -46,16 +101,16 @@ int ConfigManager::PerfRequest(int pid, unsigned int duration, std::vector<PerfR
         return -1;
     }
     PerfQosId invalidQosId = PERF_QOS_ID_COUNT;
-    std::vector<QosInfoInt> request = RequestFilter(infos);
-    if (request.empty() || RequestValidate(type, request, invalidQosId) != 0) {
+    RequestValues request = FoldRequest(infos);
+    if (request.empty() || my.ValidateRequest(type, request, invalidQosId) != 0) {
         PF_LOGD("[%s:%d] RequestValidate failed, pid=%d, invalidQosId=%u", pid, invalidQosId);
         return -1;
     }
 
     CommandWrapper wrapper(type, PerfTimePoint{}, end, duration);
     wrapper.commands.reserve(request.size());
-    for (QosInfoInt& info : request) {
-        wrapper.InsertRequestCommand(info.qosId, std::move(info.groupInfo));
+    for (auto& [qosId, groups] : request) {
+        wrapper.InsertRequestCommand(qosId, std::move(groups));
     }
     return my.RecordAndSend(__func__, pid, now, wrapper, handle);
 }
@@ -95,73 +150,57 @@ int ConfigManager::PreHandleEasBaseCommand(unsigned int duration, PerfCommandTyp
 
 std::vector<QosInfoInt> ConfigManager::RequestFilter(std::vector<PerfRequestInfo> const& infos) const noexcept
 {
-    std::vector<std::pair<PerfQosId, PerfRequestInfo const*>> byId;
-    byId.reserve(infos.size());
-    for (PerfRequestInfo const& info : infos) {
-        byId.emplace_back(info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId, &info);
-    }
-    std::sort(byId.begin(), byId.end()); // infos of one id by their place in the request
-
-    std::vector<QosInfoInt> request;
-    request.reserve(infos.size());
-    for (auto const& [qosId, info] : byId) {
-        PerfGroupTable table = BuildGroupInfo(info->groupInfos);
-        if (table.empty()) {
-            continue;
-        }
-        if (request.empty() || request.back().qosId != qosId) {
-            request.push_back({qosId, std::move(table)});
-        } else {
-            FoldInto(request.back().groupInfo, std::move(table));
-        }
-    }
-    return request;
+    return AsTables(FoldRequest(infos));
 }
 
 PerfGroupTable ConfigManager::BuildGroupInfo(std::vector<GroupInfo> const& groupInfos) const noexcept
 {
-    PerfGroupTable table;
-    for (GroupInfo const& info : groupInfos) {
-        std::map<PerfOperationType, int> operations;
-        for (auto const& [operation, value] : info.operations) {
-            operations[operation] = value;
-        }
-        if (!operations.empty()) {
-            table[info.groupId] = std::move(operations); // the last wins whole; between infos the first does
-        }
-    }
-    return table;
+    return static_cast<PerfGroupTable>(FoldGroups(groupInfos));
 }
 
 PerfGroupTable ConfigManager::MergeGroupInfo(PerfGroupTable const& first, PerfGroupTable const& second) noexcept
 {
-    PerfGroupTable merged = first;
-    FoldInto(merged, PerfGroupTable(second));
-    return merged;
+    PerfGroupValues merged = first;
+    JOIN(merged, PerfGroupValues(second));
+    SettleGroups(merged);
+    return static_cast<PerfGroupTable>(merged);
 }
 
 int ConfigManager::RequestValidate(PerfCommandType type, std::vector<QosInfoInt>& request,
                                    PerfQosId& invalidQosId) noexcept
 {
-    auto kept = request.begin();
-    for (QosInfoInt& info : request) {
-        auto const& resource = my.resourceManager.GetResourcePtr(info.qosId);
-        if (resource == nullptr) {
-            PF_LOGD("[%s:%d] resource ptr is NULL for qos id %u", info.qosId);
-            invalidQosId = info.qosId;
-            continue;
-        }
-        if (resource->RequestValidate(type, info.groupInfo) != 0) {
-            PF_LOGE("[%s:%d] RequestValidate failed for qos id %u", info.qosId);
-            return -1;
-        }
-        if (&*kept != &info) {
-            *kept = std::move(info);
-        }
-        ++kept;
+    RequestValues values;
+    values.reserve(request.size());
+    for (QosInfoInt const& info : request) {
+        values.Append(info.qosId, info.groupInfo); // in the order given, each for itself
     }
-    request.erase(kept, request.end());
-    return 0;
+    int const ret = my.ValidateRequest(type, values, invalidQosId);
+    request = AsTables(values);
+    return ret;
+}
+
+int ConfigManager::Members::ValidateRequest(PerfCommandType type, RequestValues& request,
+                                            PerfQosId& invalidQosId) const
+{
+    char const* const method = "RequestValidate";
+    bool isValid = true;
+    request.RemoveIf([&](auto& entry) {
+        if (!isValid) {
+            return false;
+        }
+        auto const& resource = resourceManager.GetResourcePtr(entry.first);
+        if (resource == nullptr) {
+            PF_LOGD_AS(method, "[%s:%d] resource ptr is NULL for qos id %u", entry.first);
+            invalidQosId = entry.first;
+            return true;
+        }
+        if (resource->RequestValidate(type, entry.second) != 0) {
+            PF_LOGE_AS(method, "[%s:%d] RequestValidate failed for qos id %u", entry.first);
+            isValid = false;
+        }
+        return false;
+    });
+    return isValid ? 0 : -1;
 }
 
 void ConfigManager::AddSysTraceName(std::vector<PerfRequestInfo> const& infos) const noexcept

@@ -6,6 +6,7 @@
 #include "sys/Log.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -126,7 +127,7 @@ int PerfGroup::OperationValueValidate(int& value) const
     return 0;
 }
 
-int PerfGroup::GroupValueValidate(PerfCommandType type, std::map<PerfOperationType, int>& operations) const
+int PerfGroup::GroupValueValidate(PerfCommandType type, PerfValues& operations) const
 {
     for (auto& [operation, value] : operations) {
         if (CheckOperationType(type, operation) != 0) {
@@ -140,7 +141,7 @@ int PerfGroup::GroupValueValidate(PerfCommandType type, std::map<PerfOperationTy
     }
     if (operations.size() == 2) {
         int const boost = operations.begin()->second;
-        int const limit = operations.rbegin()->second;
+        int const limit = std::next(operations.begin())->second;
         if (limit < boost) {
             PF_LOGE("[%s:%d] [%s] boost value %u larger than limit value %u", name.c_str(), boost, limit);
             return -1;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "group/PerfGroupQue.h"
+#include "sys/PerfValues.h"
 
 #include <corvane/PerfConfig.h>
 #include <corvane/PerfTypes.h>
@@ -15,7 +16,7 @@ struct PerfGroupCommand {
     unsigned long long handle = NO_HANDLE;
     PerfTimePoint startTime{};
     PerfTimePoint endTime{};
-    std::map<PerfOperationType, int> operationValueMap;
+    PerfValues operationValueMap;
 };
 
 /** What a base value means on a node, as text. */
@@ -72,7 +73,7 @@ public:
     static bool GroupParametersValidate(PerfGroupConfig& config);
 
     /** Checks the values of one command, clamping them in place where configured. */
-    int GroupValueValidate(PerfCommandType type, std::map<PerfOperationType, int>& operations) const;
+    int GroupValueValidate(PerfCommandType type, PerfValues& operations) const;
 
     int ShortTermStart(PerfGroupCommand const& command);
     int ShortTermStop(PerfGroupCommand const& command);

@@ -7,6 +7,7 @@
 #include "sys/Log.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 EasResource::EasResource(ResConstructParam const& param) : PerfResource(param) {}
@@ -50,15 +51,18 @@ int EasResource::DefaultGlobalBoost(std::vector<PerfGroupConfig> const& configs)
     return on;
 }
 
-int EasResource::RequestValidate(PerfCommandType type, PerfGroupTable& groupMap)
+int EasResource::RequestValidate(PerfCommandType type, PerfGroupValues& groupMap)
 {
     if (groupMap.size() > globalBoostGroupId) {
         PF_LOGE("[%s:%d] [%s] invalid group num: %zu", name.c_str(), groupMap.size());
         return -1;
     }
-    if (!groupMap.empty() && groupMap.rbegin()->first >= globalBoostGroupId) {
-        PF_LOGE("[%s:%d] [%s] invalid group id: %u", name.c_str(), groupMap.rbegin()->first);
-        return -1;
+    if (!groupMap.empty()) {
+        unsigned int const greatest = std::prev(groupMap.end())->first;
+        if (greatest >= globalBoostGroupId) {
+            PF_LOGE("[%s:%d] [%s] invalid group id: %u", name.c_str(), greatest);
+            return -1;
+        }
     }
     if (GroupValidate(type, groupMap) != 0) {
         PF_LOGE("[%s:%d] [%s] GroupValidate failed", name.c_str());
@@ -73,7 +77,7 @@ int EasResource::RequestValidate(PerfCommandType type, PerfGroupTable& groupMap)
     return 0;
 }
 
-int EasResource::GetEasCommandLevel(PerfGroupTable const& groupMap, std::vector<int>& boostValues,
+int EasResource::GetEasCommandLevel(PerfGroupValues const& groupMap, std::vector<int>& boostValues,
                                     std::vector<int>& limitValues) const
 {
     for (auto const& [groupId, operations] : groupMap) {
@@ -91,7 +95,7 @@ int EasResource::GetEasCommandLevel(PerfGroupTable const& groupMap, std::vector<
     return 0;
 }
 
-std::map<PerfOperationType, int> EasResource::BuildGlobalBoostCommand(PerfGroupTable const& groupMap) const
+PerfValues EasResource::BuildGlobalBoostCommand(PerfGroupValues const& groupMap) const
 {
     std::vector<int> boostValues;
     std::vector<int> limitValues;
@@ -105,7 +109,7 @@ std::map<PerfOperationType, int> EasResource::BuildGlobalBoostCommand(PerfGroupT
         PF_LOGE("[%s:%d] [%s] boostValue(%u) larger than limitValue(%u)", name.c_str(), boost, limit);
         return {};
     }
-    std::map<PerfOperationType, int> operations;
+    PerfValues operations;
     if (!boostValues.empty()) {
         operations[PERF_OPERATION_BOOST] = boost;
     }

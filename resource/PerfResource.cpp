@@ -269,6 +269,14 @@ std::shared_ptr<PerfGroup> const& PerfResource::GetPerfGroupPtr(unsigned int id)
 
 int PerfResource::RequestValidate(PerfCommandType type, PerfGroupTable& groupMap)
 {
+    PerfGroupValues values(groupMap);
+    int const ret = RequestValidate(type, values);
+    groupMap = static_cast<PerfGroupTable>(values);
+    return ret;
+}
+
+int PerfResource::RequestValidate(PerfCommandType type, PerfGroupValues& groupMap)
+{
     // An empty table passes here, though it would not be applied: meant so.
     if (groupMap.size() > groups.size()) {
         PF_LOGE("[%s:%d] [%s] invalid group num: %zu", name.c_str(), groupMap.size());
@@ -281,7 +289,7 @@ int PerfResource::RequestValidate(PerfCommandType type, PerfGroupTable& groupMap
     return 0;
 }
 
-int PerfResource::GroupValidate(PerfCommandType type, PerfGroupTable& groupMap) const
+int PerfResource::GroupValidate(PerfCommandType type, PerfGroupValues& groupMap) const
 {
     for (auto& [groupId, operations] : groupMap) {
         if (!IsValidPerfGroupId(groupId)) {

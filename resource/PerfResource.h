@@ -58,12 +58,15 @@ public:
     /** Checks the list of groups, then builds them. Once, before InitThread. */
     virtual int InitResource(PerfQosConfig& config);
     /** Checks the values of a request, and corrects them where configured. Any thread. */
-    virtual int RequestValidate(PerfCommandType type, PerfGroupTable& groupMap);
+    virtual int RequestValidate(PerfCommandType type, PerfGroupValues& groupMap);
     virtual int SetWorkMode(PerfCommandItem const& item);
     virtual int SetSuspend(bool suspended);
     virtual int InitGroups(PerfQosConfig& config) = 0;
     virtual int CommandProcess(PerfCommandItem const& item, GroupOperation const& operation);
     virtual void DumpBase(ResourceDumpInfo& record);
+
+    /** The same for a table of a catalogue. */
+    int RequestValidate(PerfCommandType type, PerfGroupTable& groupMap);
 
     /** Starts the worker, once. Failing to is fatal for the process. */
     int InitThread();
@@ -101,7 +104,7 @@ public:
     /** @return the group, or an empty pointer. Valid as long as the resource. */
     std::shared_ptr<PerfGroup> const& GetPerfGroupPtr(unsigned int id) const;
     GroupOperation GetCommandHandle(PerfCommandType type) const;
-    int GroupValidate(PerfCommandType type, PerfGroupTable& groupMap) const;
+    int GroupValidate(PerfCommandType type, PerfGroupValues& groupMap) const;
     bool IsValidPerfGroupId(unsigned int id) const { return id < groups.size(); }
     void GetLog();
     void GetBaseInfo();

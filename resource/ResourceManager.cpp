@@ -171,13 +171,13 @@ int ResourceManager::SendWorkModeCmd(CommandWrapper const& wrapper) const
         PF_LOGE("[%s:%d] empty command wrapper");
         return -1;
     }
-    if (wrapper.commands.front() == nullptr) {
+    if (wrapper.commands[0] == nullptr) {
         PF_LOGE("[%s:%d] command ptr is NULL!");
         return -1;
     }
     for (auto const& resource : resources) {
         if (resource != nullptr) {
-            resource->SendCommandToFifoQ({wrapper.cmdType, wrapper.commands.front()});
+            resource->SendCommandToFifoQ({wrapper.cmdType, wrapper.commands[0]});
         }
     }
     return 0;
