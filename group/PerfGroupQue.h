@@ -1,12 +1,12 @@
 #pragma once
 
+#include "group/HandleIndex.h"
+
 #include <corvane/PerfTypes.h>
 
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
 #include <set>
-#include <unordered_map>
 #include <utility>
 
 /** One value of a command, as it lies in a queue. */
@@ -38,25 +38,11 @@ public:
 
     static bool IsBefore(PerfGroupQueItem const& left, PerfGroupQueItem const& right) { return Order()(left, right); }
 
-    void Insert(PerfGroupQueItem const& item)
-    {
-        Iterator const at = InsertItem(item);
-        if (spareEntry.empty()) {
-            entries.emplace(item.handle, at);
-            return;
-        }
-        spareEntry.key() = item.handle;
-        spareEntry.mapped() = at;
-        entries.insert(std::move(spareEntry));
-    }
+    void Insert(PerfGroupQueItem const& item) { index.Add(InsertItem(item)); }
 
     void Erase(Iterator position)
     {
-        auto entry = entries.equal_range(position->handle).first;
-        while (entry->second != position) {
-            ++entry;
-        }
-        spareEntry = entries.extract(entry);
+        index.Remove(position);
         spareItem = items.extract(position);
     }
 
@@ -73,27 +59,21 @@ public:
         auto const isWanted = [&](PerfGroupQueItem const& queued) {
             return queued.handle == item.handle && !IsBefore(queued, item) && !IsBefore(item, queued);
         };
-        auto const [entry, last] = entries.equal_range(item.handle);
-        if (entry == last) {
+        auto const [place, hasOthers] = index.Find(item.handle);
+        if (place == end()) {
             return end();
         }
-        if (std::next(entry) == last) {
-            return isWanted(*entry->second) ? entry->second : end();
+        if (!hasOthers) {
+            return isWanted(*place) ? place : end();
         }
         // No client's handle stands here twice; if one does, the first in the queue's own order is meant.
         return std::find_if(items.lower_bound(item), items.end(), isWanted);
     }
 
     /** @return an item with this handle, or end(). */
-    Iterator FindHandle(unsigned long long handle) const
-    {
-        auto const entry = entries.find(handle);
-        return entry == entries.end() ? end() : entry->second;
-    }
+    Iterator FindHandle(unsigned long long handle) const { return index.Find(handle).first; }
 
 private:
-    using Entries = std::unordered_multimap<unsigned long long, Iterator>;
-
     Iterator InsertItem(PerfGroupQueItem const& item)
     {
         if (spareItem.empty()) {
@@ -104,7 +84,6 @@ private:
     }
 
     Items items;
-    Entries entries; ///< where the items of a handle stand
+    HandleIndex<Iterator> index{items.end()};
     typename Items::node_type spareItem;
-    typename Entries::node_type spareEntry;
 };
