@@ -5,6 +5,7 @@
 #include "sys/Log.h"
 #include "sys/PerfTime.h"
 
+#include <algorithm>
 #include <utility>
 
 CommandManager::CommandManager(CommandLimits const& commandLimits)
@@ -27,7 +28,7 @@ int CommandManager::RequestHandle(int pid, PerfTimePoint const& now, CommandWrap
 
     ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(now, expired);
+    MakeRoom(pid, now, expired);
     auto process = pidHandleMap.end();
     handle = AllocHandleByPid(pid, process);
     if (handle == INVALID_HANDLE) {
@@ -36,7 +37,7 @@ int CommandManager::RequestHandle(int pid, PerfTimePoint const& now, CommandWrap
     }
     switch (wrapper.cmdType) {
     case PERF_COMMAND_SHORT_START:
-        shortTermEndtimeMap.emplace(wrapper.endTime, ShortCmdInfo{pid, handle, wrapper.endTime, REQUEST_EVENT_ID});
+        AddEndTime({pid, handle, wrapper.endTime, REQUEST_EVENT_ID});
         break;
     case PERF_COMMAND_LONG_START:
     case PERF_COMMAND_MODE_START:
@@ -53,7 +54,7 @@ int CommandManager::RequestEventHandle(PerfEventId eventId, PerfTimePoint const&
 {
     ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(now, expired);
+    MakeRoom(limits.eventPid, now, expired);
     auto process = pidHandleMap.end();
     unsigned long long const handle = AllocHandleByPid(limits.eventPid, process);
     if (handle == INVALID_HANDLE) {
@@ -61,7 +62,7 @@ int CommandManager::RequestEventHandle(PerfEventId eventId, PerfTimePoint const&
         return -1;
     }
     eventHandleMap.emplace(eventId, handle);
-    shortTermEndtimeMap.emplace(wrapper.endTime, ShortCmdInfo{limits.eventPid, handle, wrapper.endTime, eventId});
+    AddEndTime({limits.eventPid, handle, wrapper.endTime, eventId});
     return FileWrapper(__func__, limits.eventPid, process, handle, wrapper);
 }
 
@@ -78,7 +79,7 @@ int CommandManager::RequestProbeHandle(int tid, PerfTimePoint const& now, Comman
         PF_LOGE("[%s:%d] alloc new handle failed for tid %d", tid);
         return PROBE_NO_HANDLE;
     }
-    shortTermEndtimeMap.emplace(wrapper.endTime, ShortCmdInfo{tid, handle, wrapper.endTime, PROBE_EVENT_ID});
+    AddEndTime({tid, handle, wrapper.endTime, PROBE_EVENT_ID});
     wrapper.FillInHandle(handle);
     probeHandleMap[tid] = handle;
     pidHandleMap[tid].insert_or_assign(handle, wrapper);
@@ -97,6 +98,11 @@ int CommandManager::FileWrapper(char const* method, int pid, PidHandleMap::itera
         return -1;
     }
     return 0;
+}
+
+void CommandManager::AddEndTime(ShortCmdInfo const& info)
+{
+    shortTermEndtimeMap.emplace_hint(shortTermEndtimeMap.end(), info.endTime, info); // ordinarily the latest
 }
 
 unsigned long long CommandManager::AllocHandleByPid(int pid)
@@ -141,7 +147,9 @@ int CommandManager::BuildReleaseCommand(int pid, unsigned long long handle, Comm
     }
     ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    ClearExpiredHandle(PerfTime::Now(), expired);
+    if (!shortTermEndtimeMap.empty() && !ForgetSome(PerfTime::Now(), expired) && !IsRunning(pid, handle)) {
+        ForgetAll(expired); // the log says which of the two is unknown
+    }
     if (ComposeReleaseCommand(pid, handle, out) != 0) {
         PF_LOGD("[%s:%d] ComposeReleaseCommand failed");
         return -1;
@@ -326,13 +334,14 @@ bool CommandManager::IsReleasedSince(StartTicket const& ticket, int pid, unsigne
         return false;
     }
     PerfMutexLock lock(mutex);
-    auto const process = pidHandleMap.find(pid);
-    return process == pidHandleMap.end() || process->second.count(handle) == 0;
+    return !IsRunning(pid, handle);
 }
 
 unsigned int CommandManager::TotalHandleNum()
 {
+    ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
+    ForgetAll(expired);
     return totalHandleNum;
 }
 
@@ -344,11 +353,64 @@ void CommandManager::ClearExpiredHandle(PerfTimePoint const& now)
 
 void CommandManager::ClearExpiredHandle(PerfTimePoint const& now, ExpiredRecords& out)
 {
-    auto const running = shortTermEndtimeMap.upper_bound(now);
-    for (auto it = shortTermEndtimeMap.begin(); it != running; ++it) {
-        ForgetExpired(__func__, it->second, out);
+    expiredUntil = std::max(expiredUntil, now);
+    ForgetAll(out);
+}
+
+void CommandManager::MakeRoom(int pid, PerfTimePoint const& now, ExpiredRecords& out)
+{
+    if (!ForgetSome(now, out) && IsFull(pid)) {
+        ForgetAll(out);
     }
-    shortTermEndtimeMap.erase(shortTermEndtimeMap.begin(), running);
+}
+
+bool CommandManager::IsFull(int pid) const
+{
+    auto const process = pidHandleMap.find(pid);
+    bool const isProcessFull = process == pidHandleMap.end() ? pidHandleMap.size() >= limits.maxProcessNum
+                                                             : process->second.size() >= limits.maxHandleNumPerProcess;
+    return isProcessFull || totalHandleNum >= limits.maxTotalHandleNum;
+}
+
+bool CommandManager::IsRunning(int pid, unsigned long long handle) const
+{
+    auto const process = pidHandleMap.find(pid);
+    if (process == pidHandleMap.end()) {
+        return false;
+    }
+    auto const record = process->second.find(handle);
+    if (record == process->second.end()) {
+        return false;
+    }
+    return record->second.cmdType != PERF_COMMAND_SHORT_START || record->second.endTime > expiredUntil;
+}
+
+bool CommandManager::ForgetSome(PerfTimePoint const& now, ExpiredRecords& out)
+{
+    expiredUntil = std::max(expiredUntil, now);
+    for (int i = 0; i < AT_ONCE; ++i) {
+        if (!ForgetFirst(out)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void CommandManager::ForgetAll(ExpiredRecords& out)
+{
+    while (ForgetFirst(out)) {
+    }
+}
+
+bool CommandManager::ForgetFirst(ExpiredRecords& out)
+{
+    auto const first = shortTermEndtimeMap.begin();
+    if (first == shortTermEndtimeMap.end() || first->first > expiredUntil) {
+        return false;
+    }
+    ForgetExpired("ClearExpiredHandle", first->second, out);
+    shortTermEndtimeMap.erase(first);
+    return true;
 }
 
 void CommandManager::ForgetExpired(char const* method, ShortCmdInfo const& info, ExpiredRecords& out)

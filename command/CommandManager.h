@@ -14,12 +14,13 @@
 /**
  * Gives out handles, keeps what stands behind each until its release or its end, and builds the release commands.
  *
- * Any thread may call; one mutex serialises the maps and the counters. Expired handles are forgotten at the next
- * request or release: no stop is built for them, because the groups let timed commands go by themselves. Nothing is
- * called from under the mutex but the log and the wrapper's own FillInHandle. Operations return 0, or -1 after a log
- * line (in normal running, such as for an unknown handle, a debug line), unless said otherwise. After -1 an out
- * argument is unspecified, except the handle of RequestHandle: it is untouched if the process id was refused,
- * INVALID_HANDLE if there was none to be had.
+ * Any thread may call; one mutex serialises the maps and the counters. Handles that have expired are gone for everybody
+ * from the next request or release on: no stop is built for them, because the groups let timed commands go by
+ * themselves. Their records follow a few at a time where nobody can tell the difference, so that a crowd that ends at
+ * once does not hold up those who wait for the mutex. Nothing is called from under the mutex but the log and the
+ * wrapper's own FillInHandle. Operations return 0, or -1 after a log line (in normal running, such as for an unknown
+ * handle, a debug line), unless said otherwise. After -1 an out argument is unspecified, except the handle of
+ * RequestHandle: it is untouched if the process id was refused, INVALID_HANDLE if there was none to be had.
  */
 class CommandManager {
 public:
@@ -61,7 +62,7 @@ public:
      */
     bool IsReleasedSince(StartTicket const& ticket, int pid, unsigned long long handle);
     int EventPid() const { return limits.eventPid; }
-    /** @return outstanding handles, expired ones included until they are forgotten. */
+    /** @return outstanding handles. */
     unsigned int TotalHandleNum();
 
     void ClearExpiredHandle(PerfTimePoint const& now) CORVANE_REQUIRES(mutex);
@@ -85,6 +86,8 @@ private:
         PerfEventId eventId = REQUEST_EVENT_ID;
     };
 
+    static constexpr int AT_ONCE = 2; ///< a request adds one at most, so that a crowd comes to its end
+
     /** @param process set to where the handles of the process are filed, or to the end if it has none yet. */
     unsigned long long AllocHandleByPid(int pid, PidHandleMap::iterator& process) CORVANE_REQUIRES(mutex);
     /** Stamps the wrapper and files a copy; method is the operation that a duplicate is reported for. */
@@ -92,12 +95,24 @@ private:
                     CommandWrapper& wrapper) CORVANE_REQUIRES(mutex);
     int ComposeFromProcess(char const* method, PidHandleMap::iterator process, unsigned long long handle,
                            CommandWrapper& out) CORVANE_REQUIRES(mutex);
+    void AddEndTime(ShortCmdInfo const& info) CORVANE_REQUIRES(mutex);
+    /** @return whether the handle stands under this process and has not expired. */
+    bool IsRunning(int pid, unsigned long long handle) const CORVANE_REQUIRES(mutex);
+    /** Forgets a few; all of them if the process would meet a limit otherwise. */
+    void MakeRoom(int pid, PerfTimePoint const& now, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
+    bool IsFull(int pid) const CORVANE_REQUIRES(mutex);
+    /** @return whether none is left. */
+    bool ForgetSome(PerfTimePoint const& now, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
+    void ForgetAll(ExpiredRecords& out) CORVANE_REQUIRES(mutex);
+    /** @return whether there was one. */
+    bool ForgetFirst(ExpiredRecords& out) CORVANE_REQUIRES(mutex);
     void ForgetExpired(char const* method, ShortCmdInfo const& info, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
     void NoteRelease() { releaseCount.fetch_add(1, std::memory_order_release); }
 
     CommandLimits const limits; // constant after construction
     std::atomic<unsigned long long> releaseCount{0};
 
+    PerfTimePoint expiredUntil CORVANE_GUARDED_BY(mutex){}; ///< what ends by then is gone, forgotten or not
     unsigned int totalHandleNum CORVANE_GUARDED_BY(mutex) = 0;
     unsigned long long nextHandle CORVANE_GUARDED_BY(mutex);
     std::multimap<PerfTimePoint, ShortCmdInfo> shortTermEndtimeMap CORVANE_GUARDED_BY(mutex);

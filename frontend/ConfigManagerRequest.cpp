@@ -24,7 +24,7 @@ auto const JOIN = [](auto& first, auto&& second) {
     }
 };
 
-/** Of equal operations the last pair wins, of equal groups the last one whole; a group without operations is left out. */
+/** Of equal operations the last pair wins, of equal groups the last one whole; one without operations is left out. */
 PerfGroupValues FoldGroups(std::vector<GroupInfo> const& infos)
 {
     PerfGroupValues groups;
@@ -179,8 +179,7 @@ int ConfigManager::RequestValidate(PerfCommandType type, std::vector<QosInfoInt>
     return ret;
 }
 
-int ConfigManager::Members::ValidateRequest(PerfCommandType type, RequestValues& request,
-                                            PerfQosId& invalidQosId) const
+int ConfigManager::Members::ValidateRequest(PerfCommandType type, RequestValues& request, PerfQosId& invalidQosId) const
 {
     char const* const method = "RequestValidate";
     bool isValid = true;
