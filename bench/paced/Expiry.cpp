@@ -90,7 +90,6 @@ namespace {
 constexpr unsigned int EXPIRED = 8000;
 constexpr unsigned int EXPIRED_PIDS = 16; // 500 handles each
 constexpr unsigned int LIFE = 300;        // ms: all have been asked for before the first ends
-constexpr unsigned long long UNKNOWN_HANDLE = 1ULL << 60;
 
 /** The longest calls of two clients, in ms, from the moment that the expired handles are met. */
 struct LongestCalls {
@@ -98,15 +97,20 @@ struct LongestCalls {
     double other;   ///< that had to wait meanwhile
 };
 
-/** @return the longest of one client's calls, one every 10 us. */
-double LongestCall(Track& track, Clock::Nanoseconds begin)
+/** @return the longest of one client's requests and releases, a pair every 10 us. */
+double LongestCall(Track& track, int pid, Clock::Nanoseconds begin)
 {
     Clock::Nanoseconds longest = 0;
-    Clock::SleepUntil(begin);
-    for (Clock::Nanoseconds before = begin; before < begin + 20 * Clock::MILLISECOND;) {
-        before = Clock::Now();
-        track->Release(PID, UNKNOWN_HANDLE);
+    auto const take = [&longest](auto const& call) {
+        Clock::Nanoseconds const before = Clock::Now();
+        call();
         longest = std::max(longest, Clock::Now() - before);
+    };
+    Clock::SleepUntil(begin);
+    while (Clock::Now() < begin + 20 * Clock::MILLISECOND) {
+        unsigned long long handle = 0;
+        take([&] { handle = track->Request(0, Contender::LOW, pid, 0); });
+        take([&] { track->Release(pid, handle); });
         Clock::SleepFor(10 * Clock::MICROSECOND);
     }
     return static_cast<double>(longest) / Clock::MILLISECOND;
@@ -120,8 +124,8 @@ LongestCalls MeetExpired(Track& track)
     Clock::SleepFor((LIFE + 20) * Clock::MILLISECOND);
     Clock::Nanoseconds const begin = Clock::Now() + Clock::MILLISECOND;
     double first = 0;
-    std::thread other([&] { first = LongestCall(track, begin); });
-    double const second = LongestCall(track, begin);
+    std::thread other([&] { first = LongestCall(track, PID - 1, begin); });
+    double const second = LongestCall(track, PID - 2, begin);
     other.join();
     return {std::max(first, second), std::min(first, second)};
 }

@@ -1,6 +1,6 @@
 // Drives builds of the library and the floor side by side; scripts/bench makes a table of what it prints.
 //
-// usage: corvane_paced [--check] NAME=MODULE...     --check: only what noise does not touch
+// usage: corvane_paced [--check | --only=FIGURES] NAME=MODULE...     --check: only what noise does not touch
 
 #include "bench/paced/Figures.h"
 #include "bench/paced/Floor.h"
@@ -18,7 +18,7 @@ bool AddModule(std::string const& argument, Entries& entries)
 {
     auto const equals = argument.find('=');
     if (equals == std::string::npos) {
-        std::fprintf(stderr, "usage: corvane_paced [--check] NAME=MODULE...\n");
+        std::fprintf(stderr, "usage: corvane_paced [--check | --only=FIGURES] NAME=MODULE...\n");
         return false;
     }
     void* const module = dlopen(argument.c_str() + equals + 1, RTLD_NOW | RTLD_LOCAL);
@@ -31,21 +31,25 @@ bool AddModule(std::string const& argument, Entries& entries)
     return true;
 }
 
-void MeasureAll(Entries const& entries, bool check)
-{
-    Report report;
-    MeasureHeap(entries, report);
-    MeasureIdle(entries, report);
-    MeasureExpiry(entries, report, check ? 1 : 8, check ? 40 : 100);
-    if (check) {
-        return;
-    }
-    MeasureStartUp(entries, report, 15);
-    MeasureModeChange(entries, report, 10);
-    MeasureExpiredCrowd(entries, report, 7);
-    MeasureThroughput(entries, report, 12);
-    MeasurePaced(entries, report, 12, 1000);
-}
+struct Measurement {
+    char const* name;
+    bool isChecked;
+    void (*run)(Entries const&, Report&, bool check);
+};
+
+Measurement const MEASUREMENTS[] = {
+    {"heap", true, [](Entries const& all, Report& report, bool) { MeasureHeap(all, report); }},
+    {"idle", true, [](Entries const& all, Report& report, bool) { MeasureIdle(all, report); }},
+    {"expiry", true,
+     [](Entries const& all, Report& report, bool check) {
+         MeasureExpiry(all, report, check ? 1 : 8, check ? 40 : 100);
+     }},
+    {"start-up", false, [](Entries const& all, Report& report, bool) { MeasureStartUp(all, report, 15); }},
+    {"mode", false, [](Entries const& all, Report& report, bool) { MeasureModeChange(all, report, 10); }},
+    {"expired", false, [](Entries const& all, Report& report, bool) { MeasureExpiredCrowd(all, report, 7); }},
+    {"pairs", false, [](Entries const& all, Report& report, bool) { MeasureThroughput(all, report, 12); }},
+    {"paced", false, [](Entries const& all, Report& report, bool) { MeasurePaced(all, report, 12, 1000); }},
+};
 
 } // namespace
 
@@ -54,13 +58,22 @@ int main(int argc, char** argv)
     prctl(PR_SET_TIMERSLACK, 1); // ns; the threads that are started take it over
     Entries entries{{"floor", MakeFloor}};
     bool check = false;
+    std::string only;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--check") == 0) {
             check = true;
+        } else if (std::strncmp(argv[i], "--only=", 7) == 0) {
+            only = argv[i] + 7;
         } else if (!AddModule(argv[i], entries)) {
             return 2;
         }
     }
-    MeasureAll(entries, check);
+    Report report;
+    for (Measurement const& measurement : MEASUREMENTS) {
+        bool const isAsked = only.empty() ? measurement.isChecked || !check : only == measurement.name;
+        if (isAsked) {
+            measurement.run(entries, report, check);
+        }
+    }
     return 0;
 }
