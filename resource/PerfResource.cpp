@@ -240,7 +240,9 @@ int PerfResource::NormalCommandProcess(PerfCommandItem const& item, GroupOperati
         PF_LOGE("[%s:%d] [%s] invalid group num: %zu", name.c_str(), item.groupInfo.size());
         return -1;
     }
-    PerfTimePoint const now = PerfTime::Now();
+    // What has no end asks for no time.
+    bool const isTimed = item.endTime != PerfTimePoint{};
+    PerfTimePoint const now = isTimed ? PerfTime::Now() : PerfTimePoint{};
     for (auto const& [groupId, operations] : item.groupInfo) {
         auto const& group = GetPerfGroupPtr(groupId);
         if (group == nullptr) {
@@ -248,7 +250,9 @@ int PerfResource::NormalCommandProcess(PerfCommandItem const& item, GroupOperati
             return -1;
         }
         PerfGroupCommand const command{item.handle, item.startTime, item.endTime, operations};
-        group->UpdateCurrTimePoint(now);
+        if (isTimed) {
+            group->UpdateCurrTimePoint(now);
+        }
         if (operation(group, command) != 0) {
             PF_LOGE("[%s:%d] [%s] commandHandleFunc failed in group %u", name.c_str(), groupId);
             return -1;
