@@ -174,16 +174,17 @@ public:
         if (std::adjacent_find(begin(), end(), isUnsettled) == end()) {
             return;
         }
-        std::stable_sort(begin(), end(), [](auto const& left, auto const& right) { return left.first < right.first; });
-        value_type* last = begin();
-        for (value_type* next = last + 1; next != end(); ++next) {
-            if (next->first == last->first) {
-                fold(last->second, std::move(next->second));
-            } else if (++last != next) {
-                *last = std::move(*next);
+        std::map<Key, Value> sorted;
+        for (auto& [key, value] : entries) {
+            auto const [place, isNew] = sorted.try_emplace(key, std::move(value));
+            if (!isNew) {
+                fold(place->second, std::move(value));
             }
         }
-        entries.erase(last + 1, end());
+        entries.clear();
+        for (auto& [key, value] : sorted) {
+            Append(key, std::move(value));
+        }
     }
 
     /** Removes the entries for which the predicate, called in order, says so. */
