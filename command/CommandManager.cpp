@@ -6,6 +6,7 @@
 #include "sys/PerfTime.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 CommandManager::CommandManager(CommandLimits const& commandLimits)
@@ -261,6 +262,13 @@ int CommandManager::UpdateReleaseCommandType(CommandWrapper& wrapper) const
 
 int CommandManager::DeleteFromShortTermEndtimeMap(PerfTimePoint const& endTime, unsigned long long handle)
 {
+    if (!shortTermEndtimeMap.empty()) { // ordinarily it is the latest; no need to go down the tree for that
+        auto const latest = std::prev(shortTermEndtimeMap.end());
+        if (latest->first == endTime && latest->second.handle == handle) {
+            shortTermEndtimeMap.erase(latest);
+            return 0;
+        }
+    }
     auto const [first, last] = shortTermEndtimeMap.equal_range(endTime);
     for (auto it = first; it != last; ++it) {
         if (it->second.handle == handle) {

@@ -74,13 +74,14 @@ public:
     Iterator FindHandle(unsigned long long handle) const { return index.Find(handle).first; }
 
 private:
+    /** Tries the end first: it is the place behind its equals where all are equal, as they ordinarily are. */
     Iterator InsertItem(PerfGroupQueItem const& item)
     {
         if (spareItem.empty()) {
-            return items.insert(item);
+            return items.insert(items.end(), item);
         }
         spareItem.value() = item;
-        return items.insert(std::move(spareItem));
+        return items.insert(items.end(), std::move(spareItem));
     }
 
     Items items;
