@@ -92,13 +92,32 @@ int CommandManager::FileWrapper(char const* method, int pid, PidHandleMap::itera
 {
     wrapper.FillInHandle(handle);
     if (process == pidHandleMap.end()) {
-        process = pidHandleMap.try_emplace(pid).first;
+        process = AddProcess(pid);
     }
-    if (!process->second.emplace(handle, wrapper).second) {
+    if (!AddRecord(process->second, handle, wrapper)) {
         PF_LOGE_AS(method, "[%s:%d] handle duplicate: %llu", handle);
         return -1;
     }
     return 0;
+}
+
+CommandManager::PidHandleMap::iterator CommandManager::AddProcess(int pid)
+{
+    if (spareProcess.empty()) {
+        return pidHandleMap.try_emplace(pid).first;
+    }
+    spareProcess.key() = pid;
+    return pidHandleMap.insert(std::move(spareProcess)).position;
+}
+
+bool CommandManager::AddRecord(HandleWrapperMap& records, unsigned long long handle, CommandWrapper const& wrapper)
+{
+    if (spareRecord.empty()) {
+        return records.emplace(handle, wrapper).second;
+    }
+    spareRecord.key() = handle;
+    spareRecord.mapped() = wrapper;
+    return records.insert(std::move(spareRecord)).inserted;
 }
 
 void CommandManager::AddEndTime(ShortCmdInfo const& info)
@@ -225,10 +244,10 @@ int CommandManager::ComposeFromProcess(char const* method, PidHandleMap::iterato
         return -1;
     }
     --totalHandleNum;
-    out = std::move(stored->second);
-    wrappers.erase(stored);
+    spareRecord = wrappers.extract(stored);
+    out = std::move(spareRecord.mapped());
     if (wrappers.empty()) {
-        pidHandleMap.erase(process);
+        spareProcess = pidHandleMap.extract(process);
     }
     NoteRelease();
 

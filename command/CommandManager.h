@@ -93,6 +93,10 @@ private:
     /** Stamps the wrapper and files a copy; method is the operation that a duplicate is reported for. */
     int FileWrapper(char const* method, int pid, PidHandleMap::iterator process, unsigned long long handle,
                     CommandWrapper& wrapper) CORVANE_REQUIRES(mutex);
+    PidHandleMap::iterator AddProcess(int pid) CORVANE_REQUIRES(mutex);
+    /** @return whether the handle was not taken. */
+    bool AddRecord(HandleWrapperMap& records, unsigned long long handle, CommandWrapper const& wrapper)
+        CORVANE_REQUIRES(mutex);
     int ComposeFromProcess(char const* method, PidHandleMap::iterator process, unsigned long long handle,
                            CommandWrapper& out) CORVANE_REQUIRES(mutex);
     void AddEndTime(ShortCmdInfo const& info) CORVANE_REQUIRES(mutex);
@@ -119,4 +123,8 @@ private:
     PidHandleMap pidHandleMap CORVANE_GUARDED_BY(mutex);
     std::multimap<PerfEventId, unsigned long long> eventHandleMap CORVANE_GUARDED_BY(mutex);
     std::unordered_map<int, unsigned long long> probeHandleMap CORVANE_GUARDED_BY(mutex);
+
+    // What was released last, kept for what comes next: a client that asks and releases allocates nothing here.
+    HandleWrapperMap::node_type spareRecord CORVANE_GUARDED_BY(mutex);
+    PidHandleMap::node_type spareProcess CORVANE_GUARDED_BY(mutex); ///< with the buckets of its records
 };
