@@ -17,8 +17,8 @@
 namespace {
 
 auto const KEEP_FIRST = [](auto const&, auto const&) {};
-auto const KEEP_LAST = [](auto& first, auto&& second) { first = std::move(second); };
-auto const JOIN = [](auto& first, auto&& second) {
+auto const KEEP_LAST = [](auto& first, auto& second) { first = std::move(second); };
+auto const JOIN = [](auto& first, auto& second) {
     for (auto& [key, value] : second) {
         first.Append(key, std::move(value));
     }
@@ -161,7 +161,8 @@ PerfGroupTable ConfigManager::BuildGroupInfo(std::vector<GroupInfo> const& group
 PerfGroupTable ConfigManager::MergeGroupInfo(PerfGroupTable const& first, PerfGroupTable const& second) noexcept
 {
     PerfGroupValues merged = first;
-    JOIN(merged, PerfGroupValues(second));
+    PerfGroupValues added = second;
+    JOIN(merged, added);
     SettleGroups(merged);
     return static_cast<PerfGroupTable>(merged);
 }

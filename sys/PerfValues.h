@@ -167,7 +167,7 @@ public:
     /** Adds an entry behind all others. In order again only after Settle. */
     void Append(Key key, Value value) { entries.push_back({key, std::move(value)}); }
 
-    /** @param fold called with the earlier value of a key and each later one, which leaves. */
+    /** @param fold called with the earlier value of a key and each later one, which leaves and may be moved from. */
     template <typename Fold> void Settle(Fold const& fold)
     {
         auto const isUnsettled = [](auto const& left, auto const& right) { return !(left.first < right.first); };
@@ -178,7 +178,7 @@ public:
         for (auto& [key, value] : entries) {
             auto const [place, isNew] = sorted.try_emplace(key, std::move(value));
             if (!isNew) {
-                fold(place->second, std::move(value));
+                fold(place->second, value);
             }
         }
         entries.clear();
