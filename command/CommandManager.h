@@ -17,7 +17,8 @@
  * Any thread may call; one mutex serialises the maps and the counters. Handles that have expired are gone for everybody
  * from the next request or release on: no stop is built for them, because the groups let timed commands go by
  * themselves. Their records follow a few at a time where nobody can tell the difference, so that a crowd that ends at
- * once does not hold up those who wait for the mutex. Nothing is called from under the mutex but the log and the
+ * once does not hold up those who wait for the mutex; all at once where a release finds nothing, a limit is met, or
+ * probes, an event or more than one handle are let go. Nothing is called from under the mutex but the log and the
  * wrapper's own FillInHandle. Operations return 0, or -1 after a log line (in normal running, such as for an unknown
  * handle, a debug line), unless said otherwise. After -1 an out argument is unspecified, except the handle of
  * RequestHandle: it is untouched if the process id was refused, INVALID_HANDLE if there was none to be had.

@@ -28,7 +28,6 @@ auto const JOIN = [](auto& first, auto& second) {
 PerfGroupValues FoldGroups(std::vector<GroupInfo> const& infos)
 {
     PerfGroupValues groups;
-    groups.reserve(infos.size());
     for (GroupInfo const& info : infos) {
         PerfValues values;
         for (auto const& [operation, value] : info.operations) {

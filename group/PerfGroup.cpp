@@ -127,6 +127,14 @@ int PerfGroup::OperationValueValidate(int& value) const
     return 0;
 }
 
+int PerfGroup::GroupValueValidate(PerfCommandType type, std::map<PerfOperationType, int>& operations) const
+{
+    PerfValues values(operations);
+    int const ret = GroupValueValidate(type, values);
+    operations = static_cast<std::map<PerfOperationType, int>>(values);
+    return ret;
+}
+
 int PerfGroup::GroupValueValidate(PerfCommandType type, PerfValues& operations) const
 {
     for (auto& [operation, value] : operations) {

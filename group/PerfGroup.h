@@ -74,6 +74,7 @@ public:
 
     /** Checks the values of one command, clamping them in place where configured. */
     int GroupValueValidate(PerfCommandType type, PerfValues& operations) const;
+    int GroupValueValidate(PerfCommandType type, std::map<PerfOperationType, int>& operations) const;
 
     int ShortTermStart(PerfGroupCommand const& command);
     int ShortTermStop(PerfGroupCommand const& command);

@@ -31,6 +31,10 @@ template <typename Order> class PerfGroupQue {
 public:
     using Iterator = typename Items::const_iterator;
 
+    PerfGroupQue() = default;
+    PerfGroupQue(PerfGroupQue const&) = delete; // the index knows this one's end
+    PerfGroupQue& operator=(PerfGroupQue const&) = delete;
+
     Iterator begin() const { return items.begin(); }
     Iterator end() const { return items.end(); }
     std::size_t size() const { return items.size(); }

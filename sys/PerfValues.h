@@ -181,16 +181,28 @@ public:
                 fold(place->second, value);
             }
         }
-        entries.clear();
+        InlineVector<value_type, N> settled; // no larger than what is left, for commands keep it
+        settled.reserve(sorted.size());
         for (auto& [key, value] : sorted) {
-            Append(key, std::move(value));
+            settled.push_back({key, std::move(value)});
         }
+        entries = std::move(settled);
     }
 
     /** Removes the entries for which the predicate, called in order, says so. */
     template <typename Predicate> void RemoveIf(Predicate const& predicate)
     {
-        entries.erase(std::remove_if(begin(), end(), predicate), end());
+        value_type* kept = begin();
+        for (value_type& entry : entries) {
+            if (predicate(entry)) {
+                continue;
+            }
+            if (kept != &entry) {
+                *kept = std::move(entry);
+            }
+            ++kept;
+        }
+        entries.erase(kept, end());
     }
 
     friend bool operator==(InlineMap const& left, InlineMap const& right)
