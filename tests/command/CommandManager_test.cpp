@@ -48,38 +48,3 @@ TEST(CommandManager, HandlesEndBelowTheInvalidOne)
     EXPECT_EQ(handle, INVALID_HANDLE);
     EXPECT_EQ(log.Lines().at(0), "E PF_CMD_MGR AllocHandleByPid: not enough handle");
 }
-
-TEST(CommandManager, EveryCallForgetsWhatIsOverAndFreesItWithTheMutexGivenUp)
-{
-    VirtualTime const time;
-    PerfTimePoint const start = time.Now();
-    LogCapture const log;
-    CommandManager manager;
-    unsigned long long handle = 0;
-    std::vector<CommandWrapper> ofEvent;
-    CommandManager::HandleWrapperMap ofProcess;
-    CommandManager::PidHandleMap everything;
-    CommandWrapper out;
-    CommandWrapper next(PERF_COMMAND_LONG_START, {}, {}, 0);
-    std::function<void()> const calls[] = {
-        [&] { manager.RequestHandle(8, start, next, handle); }, [&] { manager.RequestEventHandle(3, start, next); },
-        [&] { manager.RequestProbeHandle(9, start, next); },    [&] { manager.BuildReleaseCommand(8, handle, out); },
-        [&] { manager.BuildEventReleaseCommand(3, ofEvent); },  [&] { manager.BuildProbeReleaseCommand(9, out); },
-        [&] { manager.BuildReleaseAllCommand(8, ofProcess); },  [&] { manager.BuildReleaseAllCommand(everything); },
-    };
-    for (auto const& call : calls) {
-        std::future<unsigned int> others;
-        int freed = 0;
-        auto const free = [&](PerfCommandItem* item) {
-            delete item;
-            others = std::async(std::launch::async, [&manager] { return manager.TotalHandleNum(); });
-            freed += others.wait_for(10s) == std::future_status::ready ? 1 : 0;
-        };
-        CommandWrapper over(PERF_COMMAND_SHORT_START, start, start - 1s, 0);
-        over.commands.push_back(std::shared_ptr<PerfCommandItem>(new PerfCommandItem, free));
-        EXPECT_EQ(manager.RequestHandle(7, start - 1h, over, handle), 0);
-        over.commands.clear();
-        call();
-        EXPECT_EQ(freed, 1) << "call " << &call - calls;
-    }
-}

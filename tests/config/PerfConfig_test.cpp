@@ -27,22 +27,6 @@ PerfGroupConfig Group(int availableMin, int availableMax, int boostBase, int lim
     return {"g", false, availableMin, availableMax, boostBase, limitBase, {}, CHIP_2};
 }
 
-TEST(PerfGroupConfig, LevelsGiveTheRange)
-{
-    EXPECT_EQ(Shown({"g", 5, {"/n"}, LEVELS, CHIP_2}), "1~7 base 5~7 1:a 3:c 7:g");
-    // A literal name stands beside any literal id, 0 included.
-    EXPECT_EQ(Shown({4, "g", 5, {"/n"}, LEVELS, CHIP_2}), "1~7 base 5~7 1:a 3:c 7:g");
-    EXPECT_EQ(Shown({0, "g", 5, {"/n"}, CHIP_2}), "0~0 base 5~0");
-    PerfGroupConfig const literal(0, "g", 1, 9, 2, 8, {"/n"}, CHIP_2);
-    EXPECT_EQ(literal.name + " " + Shown(literal) + " " + literal.nodePathVec.at(0), "g 1~9 base 2~8 /n");
-
-    PerfQosConfig config(QOS, {Group(50, 60, 55, 58), Group(50, 60, 55, 58)});
-    config.groupConfigs[0].level2ValueMap = LEVELS;
-    EXPECT_EQ(config.ReviseGroupConfigValue(2), 0);
-    EXPECT_EQ(Shown(config.groupConfigs[0]), "1~7 base 55~7 1:a 3:c 7:g");
-    EXPECT_EQ(Shown(config.groupConfigs[1]), "50~60 base 55~58");
-}
-
 TEST(PerfQosConfig, SelectionPrefersTheRunningChipToTheGenericVariant)
 {
     // the chip types of the variants, the running one, the positions that are kept
@@ -131,14 +115,6 @@ TEST(PerfQosFreqConfig, RangesArePulledInsideTheFrequencies)
         }
     }
     android::base::SetProperty("persist.vendor.cpub_min_freq_skip", "");
-}
-
-TEST(PerfQosIpaPowerConfig, ThereIsExactlyOneGroup)
-{
-    for (std::size_t const count : {0U, 1U, 2U}) {
-        PerfQosIpaPowerConfig config(QOS, {count, Group(9, 0, 5, 0)}, 10, 20);
-        EXPECT_EQ(config.ReviseGroupConfigValue(2), count == 1 ? 0 : -1);
-    }
 }
 
 TEST(PerfQosEasConfig, LevelsBecomeTextsRangesAndSwitches)

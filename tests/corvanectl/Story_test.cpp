@@ -52,46 +52,6 @@ void Play(Story& story)
 
 } // namespace
 
-TEST(Story, IsReadByAPersonLiveOrWhenThingsHaveSettled)
-{
-    Story story;
-    std::ostringstream script;
-    std::ostringstream live;
-    std::ostringstream log;
-    Transcript inScript(script, {false, true});
-    Transcript atTerminal(live, {true, false});
-    LogLines logLines(log);
-    for (StoryListener* const listener : std::initializer_list<StoryListener*>{&inScript, &atTerminal, &logLines}) {
-        story.Add(*listener);
-    }
-    std::ostringstream brief;
-    Transcript briefly(brief, {true, true, true});
-    story.Add(briefly);
-    BlockChart blocks;
-    story.Add(blocks);
-    Play(story);
-    EXPECT_EQ(script.str(), "\n== Chapter\n> request 1 0 qos=B boost=3\n    ok, handle 12\n"
-                            "    0.004s  /a <- bytes 01 02 00 00 (513): EBUSY\n    0.002s  /b <- 3\n"
-                            "node /a\n    refused (-1)\n    0.002s  /bind <- 0F|7\n");
-    EXPECT_EQ(live.str(), "\n== Chapter\n    0.002s  /bind <- 0F|7\n    0.002s  /b <- 3\n    ok, handle 12\n"
-                          "    0.004s  /a <- bytes 01 02 00 00 (513): EBUSY\nnode /a\n    refused (-1)\n");
-    EXPECT_EQ(log.str(), "log: W TAG open /a failed\n");
-
-    brief.str("");
-    story.Tell(START + 61s, Asked{"sleep 1"});
-    story.Tell(START + 62s, Write(START + 62s, 4, "/b", "3"));
-    story.Tell(START + 62s, Asked{"request"});
-    story.Tell(START + 62s, Answered{0, 13});
-    story.Tell(START + 62s, Write(START + 62s, 5, "/b", "3", EBUSY));
-    story.Tell(START + 63s, Asked{"sleep 60"});
-    story.Tell(START + 120s, Write(START + 120s, 6, "/b", "9"));
-    EXPECT_EQ(brief.str(), "> request    ok, handle 13\n   62.000s  /b <- 3: EBUSY\n> sleep 60\n  120.000s  /b <- 9\n");
-    std::string const seen = blocks.Text();
-    EXPECT_EQ(seen.find("b  "), 0U) << seen;
-    EXPECT_NE(seen.find("▂▂█  2 .. 9\n"), std::string::npos) << seen;
-    EXPECT_NE(seen.find("0 s" + std::string(48, ' ') + "120 s\n"), std::string::npos) << seen;
-}
-
 TEST(Story, LeavesATraceOfNumbersAndInstants)
 {
     Story story;
@@ -182,40 +142,6 @@ TEST(Story, AChartKnowsWhoAskedWhenAndWhatTheNodesHeld)
           "prefers-color-scheme: dark"}) {
         EXPECT_NE(svg.str().find(part), std::string::npos) << part << svg.str();
     }
-}
-
-TEST(Story, TheLedgerKnowsWhatIsOutstanding)
-{
-    Story story;
-    Ledger ledger;
-    story.Add(ledger);
-    auto const hold = [&](unsigned long long handle, int pid, unsigned int duration, std::string const& name) {
-        story.Tell(START, Held{handle, pid, name, "request", 0, {}, duration});
-    };
-    auto const outstanding = [&](PerfTimePoint now) {
-        std::string handles;
-        for (Ledger::Entry const& entry : ledger.Outstanding(now)) {
-            handles += std::to_string(entry.held.handle) + " ";
-        }
-        return handles;
-    };
-    hold(1, 100, 0, "cam");
-    hold(2, 100, 50, "");
-    hold(3, 200, 0, "cam");
-    EXPECT_EQ(outstanding(START + 49ms), "1 2 3 ");
-    EXPECT_EQ(outstanding(START + 50ms), "1 3 ");
-    EXPECT_EQ(ledger.Named("cam"), 3U);
-    EXPECT_EQ(ledger.LastOf(100), 2U);
-    EXPECT_EQ(ledger.LastOf(300), std::nullopt);
-    story.Tell(START, Released{200, 1});
-    EXPECT_EQ(outstanding(START), "1 2 3 ") << "of another process";
-    story.Tell(START, Released{100, 1});
-    EXPECT_EQ(outstanding(START), "2 3 ");
-    story.Tell(START, Released{100});
-    EXPECT_EQ(outstanding(START), "3 ");
-    EXPECT_EQ(ledger.Named("cam"), 3U);
-    story.Tell(START, Released{});
-    EXPECT_EQ(outstanding(START), "");
 }
 
 TEST(NodeText, ReadsNumbersInTextAndInFourRawBytes)

@@ -7,20 +7,6 @@ protected:
     std::string Path(std::string const& node) const { return sandbox.Path(node); }
 };
 
-TEST_F(ConfigManagerConsoleTest, BaseInfoShowsWhatTheBasesMeanOnTheNodes)
-{
-    AddMemoryLatency(MEM_LAT);
-    Start();
-    Request(MINUTE, {Boost(CPU_M, 1500)}); // no base
-    Request(LONG, {Boost(CPU_M, 500), Boost(MEM_LAT, 1)});
-    EXPECT_EQ(Dump("--base_info"),
-              "1,cpu_m,0,cpu_m,500,2500,500,2500," + Path("cpu_m/min") + "," + Path("cpu_m/max") + "\n" +
-                  "2,cpu_b,0,cpu_b,400,4000,400,4000," + Path("cpu_b/min") + "," + Path("cpu_b/max") + "\n" +
-                  "3,gpu,0,gpu_floor,10,100,10,," + Path("gpu/floor") + ",\n" + "3,gpu,1,gpu_power,20,100,20,," +
-                  Path("gpu/power") + ",\n" + "15,mem_lat,0,ratio,1,2,400,," + Path("mem_lat/ratio") +
-                  ",\n"); // the monitor has no base
-}
-
 TEST_F(ConfigManagerConsoleTest, CataloguesAndModesAreDumpedAsTheyStand)
 {
     AddEvent(2, CPU_M, {{100, 1500}, {300, 1200}});
@@ -57,24 +43,6 @@ TEST_F(ConfigManagerConsoleTest, CataloguesAndModesAreDumpedAsTheyStand)
     std::ostringstream version;
     manager->DumpCoreVersion(version);
     EXPECT_EQ(version.str(), "core version: 5.1.0\n");
-}
-
-TEST_F(ConfigManagerConsoleTest, OnlyTheFirstArgumentCountsAndOnlyToTheLetter)
-{
-    Start();
-    LogCapture log;
-    std::ostringstream out;
-    EXPECT_EQ(manager->Dump(out, {"--workMode", "--task"}), 0);
-    EXPECT_EQ(out.str(), "\ncurrent mode = 0, modeNum(1) <value, handle>:\n<0,*>\n");
-    EXPECT_EQ(manager->Dump(out, {}), -1);
-    EXPECT_EQ(log.Lines(), Strings{"E PF_CFG_MGR Dump: args is empty."});
-    for (std::string const other : {"--Task", "task", "--tasks", "--game_mode_enable"}) {
-        out.str("");
-        log.Clear();
-        EXPECT_EQ(manager->Dump(out, {other, "--task"}), -1);
-        EXPECT_EQ(out.str(), "invalid type " + other + "\n");
-        EXPECT_EQ(log.Lines(), Strings{"E PF_CFG_MGR Dump: invalid type " + other});
-    }
 }
 
 TEST_F(ConfigManagerConsoleTest, DumpsAfterAFailedInitReturn)

@@ -146,34 +146,4 @@ TEST_F(ConfigManagerEntryTest, AStartThatCannotBeSentSaysSoAndThenLooksWhetherIt
     }
 }
 
-TEST_F(ConfigManagerEntryTest, EveryEntryIsTraced)
-{
-    AddScenario(1, {Boost(GPU, 30)});
-    TraceCapture trace;
-    Start();
-    unsigned long long handle = 0;
-    manager->PerfSetScenario(PID, 1, handle);
-    manager->PerfSetScenario(PID, 2, handle); // unknown: refused before it is traced
-    manager->PerfSetMode(PID, 0, handle);
-    manager->PerfSetMode(PID, 9, handle);
-    manager->PerfSetSuspend({1, GPU, 44});
-    manager->PerfSetSuspend({1});
-    manager->PerfEvent(8192, {0, GPU}, "");
-    manager->PerfEvent(5, {}, "");
-    manager->PerfEvent(4097, {2, 4294967295, 3}, "");
-    manager->StartEvent(5, 0);
-    manager->StopProbe(3);
-    Settle();
-    EXPECT_EQ(trace.Labels(), (Strings{
-                                  "velquist_log:scenario id=1",
-                                  "velquist_log:workMode id=0",
-                                  "velquist_log:workMode id=9",
-                                  "velquist_log:suspend= 1 3 44",
-                                  "velquist_log:eventId=8192 0 3",
-                                  "velquist_log:suspend= 0 3",
-                                  "velquist_log:eventId=5",
-                                  "velquist_log:eventId=4097 2 4294967295 3",
-                              }));
-}
-
 } // namespace

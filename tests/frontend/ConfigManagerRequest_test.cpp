@@ -10,23 +10,6 @@ using ConfigManagerRequestTest = PlatformTest;
 
 std::string const REFUSED = "D PF_CFG_MGR PerfRequest: RequestValidate failed, pid=100, invalidQosId=";
 
-TEST_F(ConfigManagerRequestTest, InfosInFallingOrderFoldAsFastAsInAnyOther)
-{
-    constexpr unsigned int IDS = 50'000;
-    std::vector<PerfRequestInfo> infos;
-    for (unsigned int i = 0; i < 2 * IDS; ++i) {
-        infos.push_back(Boost(PERF_QOS_ID_COUNT + IDS - 1 - i % IDS, static_cast<int>(i)));
-    }
-    std::clock_t const before = std::clock();
-    auto const request = ConfigManager().RequestFilter(infos);
-    EXPECT_LT((std::clock() - before) / CLOCKS_PER_SEC, 5);
-    ASSERT_EQ(request.size(), IDS);
-    for (unsigned int id = 0; id < IDS; ++id) {
-        ASSERT_EQ(request[id].qosId, PERF_QOS_ID_COUNT + id);
-        ASSERT_EQ(request[id].groupInfo.at(0).at(PERF_OPERATION_BOOST), static_cast<int>(IDS - 1 - id));
-    }
-}
-
 TEST_F(ConfigManagerRequestTest, RefusedRequestsSayWhyAndLeaveNothingBehind)
 {
     struct Row {

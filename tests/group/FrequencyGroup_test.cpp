@@ -58,14 +58,4 @@ TEST_F(FrequencyTest, LimitsAreAnnouncedAndRecordedWhereTheyBeginAndEnd)
     EXPECT_EQ(History().rfind("*****grp: \nfreq=1200 0-1 5:45:1.1\n", 0), 0U) << "the local time, whatever it is";
 }
 
-TEST_F(FrequencyTest, TheFiftyFirstLimitDropsTheOldest)
-{
-    std::string expected = "*****grp: \n";
-    for (int limit = 1; limit <= 52; ++limit) {
-        group.DoConfig(0, limit);
-        expected += limit > 2 ? "freq=" + std::to_string(limit) + " 0-1 0:0:0.0\n" : "";
-    }
-    EXPECT_EQ(History(), expected);
-}
-
 } // namespace

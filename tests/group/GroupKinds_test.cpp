@@ -32,20 +32,6 @@ TEST_F(KindTest, DdrWritesTheBandwidthAsRawBytesOrTheFrequencyAsText)
     }
 }
 
-TEST_F(KindTest, IpaPowerTellsItsBasesBySwitchAndTouchesTheBoardOnlyWhereItMay)
-{
-    IpaSustainablePowerGroup socOnly(Config({"a", "b", "c"}), MODE, false, 300, 5000);
-    for (int const boost : {299, 300, 9000}) {
-        socOnly.DoConfig(boost, 9000);
-    }
-    EXPECT_EQ(Writes(), (Strings{"c <- enabled", "c <- disabled", "c <- disabled"}));
-    EXPECT_EQ(Mapping(socOnly), (Strings{"before,,,", "disabled,,c,"}));
-    IpaSustainablePowerGroup const below(Config({"a", "b", "c"}), MODE, true, 1, 5000);
-    EXPECT_EQ(Mapping(below), (Strings{"before,,,", "300,,a,", "enabled,,b,", "enabled,,c,"}));
-    IpaSustainablePowerGroup const atThreshold(Config({"a", "b", "c"}), MODE, true, 1, 300);
-    EXPECT_EQ(Mapping(atThreshold), (Strings{"before,,,", "300,,a,", "disabled,,b,", "enabled,,c,"}));
-}
-
 TEST_F(KindTest, OnlyTheRemainderSkipsANodeThatCannotBeOpened)
 {
     LevelMapGroup remainder(Levels({"gone", "b"}, TWO_NODE_LEVELS, "REMAINDER"), MODE);

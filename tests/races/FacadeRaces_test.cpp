@@ -57,42 +57,6 @@ protected:
     std::string idle;
 };
 
-TEST_F(FacadeRaces, ProbesStoppedWhileTheyEndLeaveNoThreadBound)
-{
-    AddEvent(0, CPU_M, {{20, 400}});
-    probe = {1500, 0, 0, 1, 3, "0F"};
-    StartIdle();
-    sandbox.FailNode("binder", Fault::Delay(milliseconds(1))); // stops come while the binder writes
-    auto const startAndStop = [this](int round) {
-        int const tid = 500 + round % 3;
-        EXPECT_EQ(manager->StartProbe(tid), 0);
-        std::this_thread::sleep_for(std::chrono::microseconds(round % 5 * 1000));
-        manager->StopProbe(tid);
-    };
-    AtOnce(3, ROUNDS, startAndStop);
-
-    auto const noneBound = [this] {
-        std::map<std::string, std::string> last; // by thread
-        for (NodeWrite const& write : sandbox.Writes("binder")) {
-            auto const bar = write.bytes.find('|');
-            last[write.bytes.substr(bar + 1)] = write.bytes.substr(0, bar);
-        }
-        return std::all_of(last.begin(), last.end(), [](auto const& line) { return line.second == "FF"; });
-    };
-    EXPECT_TRUE(WaitUntil(noneBound)) << "nothing may have to wake the binder for it";
-
-    // The binder works in the order of times: once it has undone a later binding, it is through with the earlier ones.
-    int later = 1000;
-    EXPECT_TRUE(WaitUntil([&] {
-        EXPECT_EQ(manager->StartProbe(++later), 0);
-        std::this_thread::sleep_for(milliseconds(5));
-        std::string const line = sandbox.Read("binder");
-        return line.rfind("FF|", 0) == 0 && std::stoi(line.substr(3)) > 1000;
-    }));
-    EXPECT_TRUE(WaitUntil(noneBound));
-    ExpectIdle();
-}
-
 TEST_F(FacadeRaces, StoppedAndStartedAtOnceAThreadIsBoundInTheEnd)
 {
     AddEvent(0, CPU_M, {{20, 400}});

@@ -29,22 +29,6 @@ protected:
 
 } // namespace
 
-TEST_F(PerfResourceTest, AWorkerSaysThatItEndsBeforeItGivesItsQueueUp)
-{
-    auto const resource = Build(1);
-    std::promise<std::future<int>> sending;
-    log.OnLine([&](LogLine const& line) {
-        EXPECT_EQ(line.text, "[res] work thread exit");
-        auto sent = std::async(std::launch::async, [&] { return resource->SendCommandToFifoQ({}); });
-        EXPECT_EQ(sent.wait_for(100ms), std::future_status::timeout);
-        sending.set_value(std::move(sent));
-    });
-    EXPECT_EQ(resource->InitThread(), 0);
-    resource->TellToExit();
-    EXPECT_EQ(sending.get_future().get().get(), 0);
-    log.OnLine(nullptr);
-}
-
 TEST_F(PerfResourceTest, AFloodBehindAHangingNodeComesDownToWhatIsOutstanding)
 {
     auto const resource = Build(1);

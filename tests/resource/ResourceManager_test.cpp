@@ -162,18 +162,3 @@ TEST_F(ResourceManagerTest, AFaultyEntryStopsTheStartBeforeAnyWorkerRuns)
         EXPECT_FALSE(HasWorker(3));
     }
 }
-
-TEST_F(ResourceManagerTest, WhatComesBeforeAnUndeliverableItemIsNotWithdrawn)
-{
-    PerfGroupTable const boost{{0, {{BOOST, 50}}}};
-    Add(3, Plain({Node("n3")}));
-    Add(5, Plain({Node("n5")}));
-    for (auto const& undeliverable : {std::shared_ptr<PerfCommandItem>(), Item(1, boost, 4), Item(1, boost, 48)}) {
-        ASSERT_EQ(Init(true), 0);
-        CommandWrapper wrapper(PERF_COMMAND_LONG_START, {}, {}, 0);
-        wrapper.commands = {Item(1, boost, 3), undeliverable, Item(1, boost, 5)};
-        EXPECT_EQ(manager->SendCmdToResources(wrapper), -1);
-        EXPECT_TRUE(HasWorker(3) && HasWorker(5)) << "both queues have been worked off by now";
-        EXPECT_EQ(TakeLines(sandbox), Strings{"n3 <- 50"});
-    }
-}

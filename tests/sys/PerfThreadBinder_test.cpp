@@ -36,21 +36,6 @@ protected:
 
 } // namespace
 
-TEST_F(PerfThreadBinderTest, EveryBindingBeginsAndEndsInItsTimeAndCanBeAskedForAgain)
-{
-    binder.Init("0F");
-    for (int round = 0; round < 2; ++round) {
-        binder.AddThreadInfo({7, time.Now() + 10ms, time.Now() + 100ms});
-        binder.AddThreadInfo({8, time.Now() + 20ms, time.Now() + 30ms});
-        time.Settle();
-        binder.AddThreadInfo({9, time.Now(), time.Now() + 25ms}); // ends before what the binder sleeps for
-        binder.AddThreadInfo({7, time.Now(), time.Now() + 1ms});  // a second one for a known thread
-        auto const at = [round](int ms) { return std::to_string(ms + round * 100) + " "; };
-        EXPECT_EQ(Course(100ms), (Strings{at(0) + "0F|9", at(10) + "0F|7", at(20) + "0F|8", at(25) + "FF|9",
-                                          at(30) + "FF|8", at(100) + "FF|7"}));
-    }
-}
-
 TEST_F(PerfThreadBinderTest, AStopUndoesABindingAtOnceAndDestructionUndoesNone)
 {
     binder.Init("0F");
