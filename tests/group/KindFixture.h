@@ -33,7 +33,6 @@ protected:
         return {name, levels.empty() ? 0 : levels.begin()->first, Paths(nodes), levels, CHIP_TYPE_ANY};
     }
 
-    static std::string Name(std::string const& path) { return path.substr(path.rfind('/') + 1); }
     /** What was written since the last call. */
     Strings Writes() { return Lines(sandbox.TakeWrites()); }
     /** What was logged since the last call. */
@@ -43,18 +42,6 @@ protected:
         log.Clear();
         return lines;
     }
-    /** "value, second value, node, second node" of each entry, behind one that was there before. */
-    Strings Mapping(PerfGroup const& group) const
-    {
-        std::vector<SpecifiedGroupDumpInfo> infos{{"before", "", "", ""}};
-        group.DumpBaseValueAfterMapping(infos);
-        Strings lines;
-        for (auto const& [value, secondValue, node, secondNode] : infos) {
-            lines.push_back(value + "," + secondValue + "," + Name(node) + "," + Name(secondNode));
-        }
-        return lines;
-    }
-
     Sandbox sandbox;
     LogCapture log;
 };

@@ -2,33 +2,11 @@
 
 #include "tests/support/Wait.h"
 
-#include <algorithm>
-#include <functional>
 #include <future>
-#include <thread>
 
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
-
-constexpr int ROUNDS = 300;
-
-/** Runs the action so often on each of several threads. */
-void AtOnce(std::size_t count, int rounds, std::function<void(int)> const& action)
-{
-    std::vector<std::thread> threads;
-    for (std::size_t i = 0; i < count; ++i) {
-        threads.emplace_back([&] {
-            for (int round = 0; round < rounds; ++round) {
-                action(round);
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-}
 
 class FacadeRaces : public RealTimePlatformTest {
 protected:
@@ -63,14 +41,18 @@ TEST_F(FacadeRaces, StoppedAndStartedAtOnceAThreadIsBoundInTheEnd)
     probe = {1500, 0, 0, 0, MINUTE, "0F"};
     StartIdle();
     sandbox.FailNode("binder", Fault::Delay(milliseconds(1))); // calls gather while the binder writes
-    auto const restart = [this](int) {
+    auto const restart = [this] {
         EXPECT_EQ(manager->StartProbe(7), 0);
         manager->StopProbe(7);
         EXPECT_EQ(manager->StartProbe(7), 0);
     };
     for (std::size_t const threads : {1u, 3u}) {
-        for (int round = 0; round < ROUNDS / 3; ++round) {
-            AtOnce(threads, 1, restart);
+        for (int round = 0; round < 100; ++round) {
+            std::vector<std::future<void>> clients;
+            for (std::size_t i = 0; i < threads; ++i) {
+                clients.push_back(std::async(std::launch::async, restart));
+            }
+            clients.clear();
             ASSERT_TRUE(sandbox.WaitForContent("binder", "0F|7")) << threads << " threads, round " << round;
         }
     }
