@@ -1,10 +1,10 @@
 #pragma once
 
 #include "sandbox/VirtualTime.h"
+#include "tools/corvanectl/nodes/SandboxNodes.h"
 #include "tools/corvanectl/platform/BaseState.h"
 #include "tools/corvanectl/platform/Platform.h"
-#include "tools/corvanectl/session/PlatformConfigs.h"
-#include "tools/corvanectl/session/SandboxNodes.h"
+#include "tools/corvanectl/platform/PlatformConfigs.h"
 
 #include <corvane/ConfigManager.h>
 

@@ -1,7 +1,7 @@
+#include "tools/corvanectl/nodes/SandboxNodes.h"
+#include "tools/corvanectl/platform/PlatformConfigs.h"
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/program/Files.h"
-#include "tools/corvanectl/session/PlatformConfigs.h"
-#include "tools/corvanectl/session/SandboxNodes.h"
 
 #include <corvane/ConfigManager.h>
 

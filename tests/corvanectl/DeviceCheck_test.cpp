@@ -1,10 +1,10 @@
 #include "sandbox/Sandbox.h"
+#include "tools/corvanectl/nodes/DeviceCheck.h"
+#include "tools/corvanectl/nodes/SandboxNodes.h"
 #include "tools/corvanectl/platform/BaseState.h"
+#include "tools/corvanectl/platform/PlatformConfigs.h"
 #include "tools/corvanectl/platform/Reader.h"
-#include "tools/corvanectl/platform/check/DeviceCheck.h"
 #include "tools/corvanectl/program/EmbeddedFiles.h"
-#include "tools/corvanectl/session/PlatformConfigs.h"
-#include "tools/corvanectl/session/SandboxNodes.h"
 
 #include <gtest/gtest.h>
 

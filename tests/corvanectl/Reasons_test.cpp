@@ -1,9 +1,9 @@
-#include "tools/corvanectl/language/Calls.h"
+#include "tools/corvanectl/commands/Calls.h"
+#include "tools/corvanectl/nodes/SandboxNodes.h"
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/program/EmbeddedFiles.h"
 #include "tools/corvanectl/session/LibraryVoice.h"
 #include "tools/corvanectl/session/Reasons.h"
-#include "tools/corvanectl/session/SandboxNodes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
+#include "tools/corvanectl/nodes/DeviceCheck.h"
 #include "tools/corvanectl/platform/Summary.h"
-#include "tools/corvanectl/platform/check/DeviceCheck.h"
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/PlatformInput.h"
 #include "tools/corvanectl/program/Program.h"
+#include "tools/corvanectl/render/LogLines.h"
 #include "tools/corvanectl/session/LibraryVoice.h"
-#include "tools/corvanectl/story/LogLines.h"
 
 #include <iostream>
 #include <memory>

@@ -2,8 +2,8 @@
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/PlatformInput.h"
 #include "tools/corvanectl/program/Program.h"
+#include "tools/corvanectl/render/LogLines.h"
 #include "tools/corvanectl/session/LibraryVoice.h"
-#include "tools/corvanectl/story/LogLines.h"
 
 #include <filesystem>
 #include <iostream>

@@ -1,7 +1,7 @@
+#include "tools/corvanectl/nodes/SandboxNodes.h"
 #include "tools/corvanectl/program/EmbeddedFiles.h"
 #include "tools/corvanectl/program/Play.h"
 #include "tools/corvanectl/program/Program.h"
-#include "tools/corvanectl/session/SandboxNodes.h"
 
 #include <memory>
 

@@ -1,10 +1,10 @@
-#include "tools/corvanectl/language/Interpreter.h"
+#include "tools/corvanectl/commands/Interpreter.h"
+#include "tools/corvanectl/nodes/SandboxNodes.h"
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/Interrupts.h"
 #include "tools/corvanectl/program/Play.h"
 #include "tools/corvanectl/program/Program.h"
 #include "tools/corvanectl/session/LibraryVoice.h"
-#include "tools/corvanectl/session/SandboxNodes.h"
 #include "tools/corvanectl/story/StoryDiff.h"
 
 #include <iostream>

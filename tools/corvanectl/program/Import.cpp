@@ -1,4 +1,4 @@
-#include "tools/corvanectl/platform/PowerHints.h"
+#include "tools/corvanectl/platform/powerhint/PowerHints.h"
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/PlatformInput.h"
 #include "tools/corvanectl/program/Program.h"

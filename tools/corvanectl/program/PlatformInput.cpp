@@ -3,7 +3,7 @@
 #include "tools/corvanectl/platform/JsonPlaces.h"
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
-#include "tools/corvanectl/story/Paint.h"
+#include "tools/corvanectl/render/Paint.h"
 
 void PlatformInput::AddTo(CLI::App& verb)
 {

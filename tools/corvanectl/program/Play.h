@@ -1,7 +1,7 @@
 #pragma once
 
+#include "tools/corvanectl/nodes/Nodes.h"
 #include "tools/corvanectl/program/PlatformInput.h"
-#include "tools/corvanectl/session/Nodes.h"
 #include "tools/corvanectl/session/StopSignal.h"
 
 #include <functional>

@@ -1,8 +1,8 @@
 #include "tools/corvanectl/platform/JsonObject.h"
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/Program.h"
-#include "tools/corvanectl/story/Chart.h"
-#include "tools/corvanectl/story/SvgWriter.h"
+#include "tools/corvanectl/render/Chart.h"
+#include "tools/corvanectl/render/SvgWriter.h"
 #include "tools/corvanectl/story/TraceReader.h"
 
 #include <memory>

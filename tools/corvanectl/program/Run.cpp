@@ -1,9 +1,9 @@
+#include "tools/corvanectl/nodes/RealNodes.h"
+#include "tools/corvanectl/nodes/RootNodes.h"
+#include "tools/corvanectl/nodes/SandboxNodes.h"
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/Play.h"
 #include "tools/corvanectl/program/Program.h"
-#include "tools/corvanectl/session/RealNodes.h"
-#include "tools/corvanectl/session/RootNodes.h"
-#include "tools/corvanectl/session/SandboxNodes.h"
 
 #include <memory>
 #include <vector>

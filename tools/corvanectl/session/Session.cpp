@@ -1,7 +1,7 @@
 #include "tools/corvanectl/session/Session.h"
 
+#include "tools/corvanectl/nodes/DeviceCheck.h"
 #include "tools/corvanectl/platform/Findings.h"
-#include "tools/corvanectl/platform/check/DeviceCheck.h"
 
 #include <initializer_list>
 #include <utility>

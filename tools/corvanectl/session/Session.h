@@ -1,15 +1,15 @@
 #pragma once
 
+#include "tools/corvanectl/nodes/Nodes.h"
+#include "tools/corvanectl/nodes/ReadBack.h"
 #include "tools/corvanectl/platform/BaseState.h"
 #include "tools/corvanectl/platform/Platform.h"
+#include "tools/corvanectl/platform/PlatformConfigs.h"
+#include "tools/corvanectl/render/BlockChart.h"
 #include "tools/corvanectl/session/BoundThreads.h"
 #include "tools/corvanectl/session/Ledger.h"
-#include "tools/corvanectl/session/Nodes.h"
-#include "tools/corvanectl/session/PlatformConfigs.h"
-#include "tools/corvanectl/session/ReadBack.h"
 #include "tools/corvanectl/session/SessionTime.h"
 #include "tools/corvanectl/session/StopSignal.h"
-#include "tools/corvanectl/story/BlockChart.h"
 #include "tools/corvanectl/story/Story.h"
 
 #include <corvane/ConfigManager.h>

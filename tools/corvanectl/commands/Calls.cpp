@@ -1,0 +1,128 @@
+#include "tools/corvanectl/commands/Calls.h"
+
+#include "tools/corvanectl/session/Reasons.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+/** @return what the platform's scenario of this id asks for, if there is one. */
+std::vector<PerfRequestInfo> InfosOf(Platform const& platform, unsigned int scenario)
+{
+    std::vector<PerfRequestInfo> infos;
+    for (ConfigurableScenario const& described : platform.scenarios) {
+        for (ScenarioQosItem const& item : described.qosItems) {
+            if (described.scenarioId == scenario) {
+                infos.push_back({item.qosId, item.groupInfos});
+            }
+        }
+    }
+    return infos;
+}
+
+int Call(ConfigManager& manager, Held& asked)
+{
+    if (asked.what == "scenario") {
+        return manager.PerfSetScenario(asked.pid, asked.id, asked.handle);
+    }
+    if (asked.what == "mode") {
+        return manager.PerfSetMode(asked.pid, asked.id, asked.handle);
+    }
+    return manager.PerfRequest(asked.pid, asked.duration, asked.infos, asked.handle);
+}
+
+int Call(ConfigManager& manager, Released const& what)
+{
+    if (what.handle) {
+        return manager.PerfRelease(*what.pid, *what.handle);
+    }
+    if (what.pid) {
+        return manager.PerfReleaseAll(*what.pid);
+    }
+    manager.Reset();
+    return 0;
+}
+
+Triggered ProbeOf(Platform const& platform, unsigned int thread, bool starts)
+{
+    ProbeEvent const& probe = platform.probe;
+    Triggered triggered{"probe", thread, starts, probe.startDelay, 0, {}};
+    for (auto const& [id, boost] :
+         {std::pair(PERF_QOS_CPU_M, probe.cpuM), {PERF_QOS_CPU_B, probe.cpuB}, {PERF_QOS_GPU, probe.gpu}}) {
+        if (boost != 0) {
+            GroupInfo const floor{0, {{PERF_OPERATION_BOOST, static_cast<int>(boost)}}};
+            triggered.commands.push_back({id, {{probe.duration, {floor}}}});
+        }
+    }
+    return triggered;
+}
+
+Triggered EventOf(Platform const& platform, PerfEventId id, std::vector<unsigned int> const& params)
+{
+    bool const starts = params.empty() || params[0] == 1;
+    if (id == PROBE_EVENT_ID && params.size() == 3) {
+        return ProbeOf(platform, params[2], starts);
+    }
+    Triggered event{"event", id, starts, 0, params.size() == 2 ? params[1] : 0, {}};
+    for (ConfigurableEvent const& described : platform.events) {
+        if (described.eventId == id) {
+            event.commands = described.qosCommands;
+        }
+    }
+    return event;
+}
+
+} // namespace
+
+void CallFor(Session& session, Held asked)
+{
+    if (asked.what == "scenario") {
+        asked.infos = InfosOf(session.Described(), asked.id);
+    }
+    int const result = Call(session.Manager(), asked);
+    session.Tell(Answered{result, asked.handle, ReasonsFor(session, asked, result)});
+    if (result == 0 && asked.handle != NO_HANDLE) {
+        session.Tell(asked);
+    }
+}
+
+void CallRelease(Session& session, Released const& what)
+{
+    int const result = Call(session.Manager(), what);
+    session.Tell(Answered{result});
+    if (result == 0) {
+        session.Tell(what);
+    }
+}
+
+void CallSuspend(Session& session, Suspended asked)
+{
+    std::vector<unsigned int> params{asked.on ? 1U : 0U};
+    params.insert(params.end(), asked.ids.begin(), asked.ids.end());
+    int const result = session.Manager().PerfSetSuspend(params);
+    session.Tell(Answered{result, std::nullopt, ReasonsFor(session, asked, result)});
+    if (result == 0) {
+        auto const isIdle = [&](PerfQosId id) { return !CanSuspend(session.Described(), id); };
+        asked.ids.erase(std::remove_if(asked.ids.begin(), asked.ids.end(), isIdle), asked.ids.end());
+        session.Tell(asked);
+    }
+}
+
+void CallEvent(Session& session, PerfEventId id, std::vector<unsigned int> const& params)
+{
+    if (id == SUSPEND_EVENT_ID && !params.empty()) {
+        CallSuspend(session, {{params.begin() + 1, params.end()}, params[0] != 0});
+        return;
+    }
+    Triggered const asked = EventOf(session.Described(), id, params);
+    int const result = session.Manager().PerfEvent(id, params, "corvanectl");
+    auto reasons = ReasonsFor(session, asked, result);
+    if (result != 0 && id != PROBE_EVENT_ID && !asked.starts) {
+        reasons = {"an event takes nothing or 1 to start, and 0 alone to stop"};
+    }
+    session.Tell(Answered{result, std::nullopt, std::move(reasons)});
+    if (result == 0) {
+        session.Tell(asked);
+    }
+}

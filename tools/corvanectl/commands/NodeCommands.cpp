@@ -1,0 +1,158 @@
+#include "tools/corvanectl/commands/Command.h"
+#include "tools/corvanectl/commands/Interpreter.h"
+#include "tools/corvanectl/commands/Vocabulary.h"
+#include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/platform/Suggestion.h"
+#include "tools/corvanectl/story/NodeText.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <map>
+#include <optional>
+#include <sstream>
+
+namespace {
+
+InputError NoSuchNode(Session const& session, std::string const& node)
+{
+    return InputError("no resource of the platform has a node " + node + DidYouMean(node, NodeNames(session)));
+}
+
+/** @return the sandbox that has this node. @throws InputError if there is none. */
+Sandbox& BoxOf(Session& session, std::string const& node)
+{
+    Sandbox& box = session.Where().Box();
+    try {
+        box.Writes(node);
+    } catch (std::logic_error const&) {
+        throw NoSuchNode(session, node);
+    }
+    return box;
+}
+
+Fault TakeFault(Words& words)
+{
+    static std::map<std::string, int> const errors = {{"EINVAL", EINVAL}, {"EBUSY", EBUSY}, {"EIO", EIO},
+                                                      {"EACCES", EACCES}, {"EPERM", EPERM}, {"ENOSPC", ENOSPC}};
+    std::string const how = words.Take("the fault");
+    if (how == "ENODEV") {
+        return Fault::Stale();
+    }
+    if (how == "open") {
+        return Fault::OpenError(EACCES);
+    }
+    if (how == "short") {
+        return Fault::ShortCount(words.TakeUnsigned("a number of bytes"));
+    }
+    auto const error = errors.find(how);
+    if (error == errors.end()) {
+        throw InputError("\"" + how + "\" is none of ENODEV, EINVAL, EBUSY, EIO, EACCES, EPERM, ENOSPC, short, open");
+    }
+    return Fault::Error(error->second, words.Empty() ? Fault::UNTIL_CLEARED : words.TakeUnsigned("a number of times"));
+}
+
+void Node(Interpreter& interpreter, Words& words)
+{
+    std::string const node = words.Take("the path of a node");
+    Sandbox& box = BoxOf(interpreter.Live(), node);
+    if (words.TakeIf("clear")) {
+        words.End();
+        box.ClearFaults(node);
+    } else if (words.TakeIf("delay")) {
+        std::chrono::milliseconds const time(words.TakeUnsigned("a number of ms"));
+        words.End();
+        box.FailNode(node, Fault::Delay(time));
+    } else if (words.TakeIf("fail")) {
+        Fault const fault = TakeFault(words);
+        words.End();
+        box.FailNode(node, fault);
+    } else {
+        throw InputError("none of fail, delay and clear");
+    }
+}
+
+/** Reports the nodes that are away from their base. @return how many there are. */
+std::size_t ReportAway(Session& session, std::vector<BaseNode> const& expected, std::ostream& report)
+{
+    std::size_t away = 0;
+    for (BaseNode const& base : expected) {
+        std::string const actual = session.HeldBy(base.node).value_or(base.bytes); // not read, and never written
+        if (!Holds(actual, base.bytes)) {
+            report << "    " << base.node << " is at " << ReadableBytes(SettingOf(actual)) << ", its base is "
+                   << ReadableBytes(base.bytes) << "\n";
+            ++away;
+        }
+    }
+    return away;
+}
+
+/** Reports the threads that are bound. @return how many there are. */
+std::size_t ReportBound(Session& session, std::ostream& report)
+{
+    auto const bound = session.Bound().All();
+    for (std::string const& thread : bound) {
+        report << "    thread " << thread << " is still bound\n";
+    }
+    return bound.size();
+}
+
+/** @return what the node holds, if that can be known. @throws InputError if the platform has no such node. */
+std::optional<std::string> HeldByKnown(Session const& session, std::string const& node)
+{
+    auto const names = NodeNames(session);
+    if (std::find(names.begin(), names.end(), node) == names.end()) {
+        throw NoSuchNode(session, node);
+    }
+    return session.HeldBy(node);
+}
+
+void Expect(Interpreter& interpreter, Words& words)
+{
+    Session& session = interpreter.Live();
+    std::string const node = words.Take("the path of a node");
+    std::string expected = words.Take("the value");
+    for (std::string const& word : words.TakeRest()) {
+        expected += " " + word;
+    }
+    auto const held = HeldByKnown(session, node);
+    bool const isMet = held && (Holds(*held, expected) || ReadableBytes(*held) == expected);
+    std::string const state =
+        held ? " is at " + ReadableBytes(SettingOf(*held)) : " cannot be read and was not written";
+    session.Tell(Told{"    " + node + state + (isMet ? "" : ", expected was " + expected)});
+    if (!isMet) {
+        interpreter.Fail();
+    }
+}
+
+void ExpectBase(Interpreter& interpreter, Words& words)
+{
+    words.End();
+    Session& session = interpreter.Live();
+    session.Sleep(std::chrono::milliseconds(0));
+    std::ostringstream report;
+    auto const expected = session.Base();
+    std::size_t const away = ReportAway(session, expected, report);
+    std::size_t const bound = ReportBound(session, report);
+    if (away == 0) {
+        report << "    each of " << expected.size() << " nodes is at its base\n";
+    } else {
+        report << "    " << away << " of " << expected.size() << " nodes are not at their base\n";
+    }
+    session.Tell(Told{report.str()});
+    if (away + bound != 0) {
+        interpreter.Fail();
+    }
+}
+
+} // namespace
+
+std::vector<Command> NodeCommands()
+{
+    return {
+        {"node", "PATH fail ERROR [TIMES] | fail short BYTES | fail open | delay MS | clear",
+         "make a node of the sandbox misbehave", "node /dev/memory_bandwidth fail EBUSY 1", Node},
+        {"expect", "NODE VALUE", "fail unless the node is at this value", "expect /dev/memory_bandwidth 6640", Expect},
+        {"expect-base", "", "fail unless every node is at its base", "expect-base", ExpectBase},
+    };
+}

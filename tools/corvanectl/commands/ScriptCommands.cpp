@@ -1,0 +1,58 @@
+#include "tools/corvanectl/commands/Command.h"
+#include "tools/corvanectl/commands/Interpreter.h"
+#include "tools/corvanectl/platform/Findings.h"
+
+#include <chrono>
+
+namespace {
+
+void Sleep(Interpreter& interpreter, Words& words)
+{
+    std::chrono::milliseconds const time(words.TakeUnsigned("a number of ms"));
+    words.End();
+    interpreter.Live().Sleep(time);
+}
+
+void Say(Interpreter& interpreter, Words& words)
+{
+    std::string title;
+    for (std::string const& word : words.TakeRest()) {
+        title += (title.empty() ? "" : " ") + word;
+    }
+    interpreter.Live().Tell(Marked{title});
+}
+
+void ExpectRefused(Interpreter& interpreter, Words& words)
+{
+    Session& session = interpreter.Live();
+    std::string const name = words.Take("the command");
+    FindCommand(name).run(interpreter, words);
+    auto const result = session.Claims().LastResult();
+    if (!result) {
+        throw InputError("\"" + name + "\" is nothing that the library could refuse");
+    }
+    if (*result == 0) {
+        session.Tell(Told{"    expected was a refusal"});
+        interpreter.Fail();
+    }
+}
+
+void Quit(Interpreter& interpreter, Words& words)
+{
+    words.End();
+    interpreter.Quit();
+}
+
+} // namespace
+
+std::vector<Command> ScriptCommands()
+{
+    return {
+        {"sleep", "MS", "let time pass", "sleep 500", Sleep},
+        {"say", "TEXT", "print a line", "say The camera starts", Say, true},
+        {"expect-refused", "COMMAND ...", "fail unless the library refuses this command",
+         "expect-refused scenario 7 99", ExpectRefused},
+        {"quit", "", "end", "quit", Quit},
+        {"exit", "", "the same as quit", "exit", Quit},
+    };
+}

@@ -1,0 +1,96 @@
+#include "tools/corvanectl/commands/Command.h"
+#include "tools/corvanectl/commands/Explain.h"
+#include "tools/corvanectl/commands/Interpreter.h"
+#include "tools/corvanectl/commands/Status.h"
+#include "tools/corvanectl/commands/Vocabulary.h"
+#include "tools/corvanectl/platform/Suggestion.h"
+#include "tools/corvanectl/session/LibraryVoice.h"
+
+#include <algorithm>
+#include <optional>
+#include <sstream>
+
+namespace {
+
+void Dump(Interpreter& interpreter, Words& words)
+{
+    std::ostringstream text;
+    auto const options = words.TakeRest();
+    if (interpreter.Live().Manager().Dump(text, options) != 0) {
+        std::string const option = options.empty() ? "" : options.front();
+        std::string const suggestion = DidYouMean(option, FixedWords(FindCommand("dump")));
+        text << (suggestion.empty() ? "" : "    no such dump") << suggestion;
+    }
+    interpreter.Live().Tell(Told{text.str()});
+}
+
+void ShowChart(Interpreter& interpreter, Words& words)
+{
+    words.End();
+    interpreter.Live().Tell(Told{interpreter.Live().Drawn().Text()});
+}
+
+void ExplainQos(Interpreter& interpreter, Words& words)
+{
+    Session& session = interpreter.Live();
+    PerfQosId const qos = ToQosId(session, words.Take("the id or name of a resource"));
+    auto const group = words.Empty() ? std::nullopt : std::optional(words.TakeUnsigned("the number of a group"));
+    words.End();
+    session.Tell(Told{Explain(session, qos, group)});
+}
+
+void Status(Interpreter& interpreter, Words& words)
+{
+    words.End();
+    interpreter.Live().Tell(Told{StatusOf(interpreter.Live())});
+}
+
+void Version(Interpreter& interpreter, Words& words)
+{
+    words.End();
+    std::ostringstream text;
+    interpreter.Live().Manager().DumpCoreVersion(text);
+    interpreter.Live().Tell(Told{text.str()});
+}
+
+void Log(Interpreter& /* interpreter */, Words& words)
+{
+    unsigned int const bits = words.TakeUnsigned("a number of bits");
+    words.End();
+    LibraryVoice::Switch(bits);
+}
+
+void Help(Interpreter& interpreter, Words& words)
+{
+    std::ostringstream text;
+    auto const describe = [&text](Command const& command) {
+        text << "    " << command.name << " " << command.arguments << "\n        " << command.meaning << "\n";
+    };
+    if (words.Empty()) {
+        std::for_each(AllCommands().begin(), AllCommands().end(), describe);
+    } else {
+        Command const& command = FindCommand(words.Take("the command"));
+        words.End();
+        describe(command);
+        text << "        example: " << command.example << "\n";
+    }
+    interpreter.Live().Tell(Told{text.str()});
+}
+
+} // namespace
+
+std::vector<Command> ShowCommands()
+{
+    return {
+        {"dump", "--task|--base_info|--event|--scenario|--workMode|--limit_history", "print the state", "dump --task",
+         Dump},
+        {"chart", "", "draw what the nodes held so far, a row each", "chart", ShowChart},
+        {"explain", "QOS [GROUP]", "say who holds the floor and the ceiling, and what waits behind", "explain CPU_L",
+         ExplainQos},
+        {"version", "", "print the version of the library", "version", Version},
+        {"log", "BITS", "show info (1) and debug (2) lines of the library", "log 3", Log},
+        {"status", "", "say what time it is, what is held and what is suspended", "status", Status},
+        {"help", "[COMMAND]", "list the commands, or show one with an example", "help request", Help},
+        {"?", "[COMMAND]", "the same as help", "? request", Help},
+    };
+}

@@ -1,0 +1,99 @@
+#include "tools/corvanectl/commands/Words.h"
+
+#include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/platform/Suggestion.h"
+
+#include <charconv>
+#include <iterator>
+#include <sstream>
+#include <system_error>
+
+namespace {
+
+template <typename Number>
+Number Parse(std::string const& text, std::string const& what, std::vector<std::string> const& names = {})
+{
+    Number number{};
+    char const* const end = text.data() + text.size();
+    auto const [stopped, error] = std::from_chars(text.data(), end, number);
+    if (error == std::errc::result_out_of_range) {
+        throw InputError("\"" + text + "\" is too large for " + what);
+    }
+    if (error != std::errc{} || stopped != end) {
+        throw InputError("\"" + text + "\" is not " + what + DidYouMean(text, names));
+    }
+    return number;
+}
+
+} // namespace
+
+int ToInt(std::string const& text, std::string const& what)
+{
+    return Parse<int>(text, what);
+}
+
+unsigned int ToUnsigned(std::string const& text, std::string const& what, std::vector<std::string> const& names)
+{
+    return Parse<unsigned int>(text, what, names);
+}
+
+unsigned long long ToHandle(std::string const& text, std::string const& what, std::vector<std::string> const& names)
+{
+    return Parse<unsigned long long>(text, what, names);
+}
+
+Words::Words(std::string const& line)
+{
+    std::istringstream in(line);
+    words.assign(std::istream_iterator<std::string>(in), {});
+}
+
+bool Words::TakeIf(std::string const& word)
+{
+    if (!NextIs(word)) {
+        return false;
+    }
+    ++next;
+    return true;
+}
+
+std::string Words::Take(std::string const& what)
+{
+    if (Empty()) {
+        throw InputError(what + " is missing");
+    }
+    return words[next++];
+}
+
+int Words::TakeInt(std::string const& what)
+{
+    return ToInt(Take(what), what);
+}
+
+unsigned int Words::TakeUnsigned(std::string const& what)
+{
+    return ToUnsigned(Take(what), what);
+}
+
+std::vector<unsigned int> Words::TakeUnsigneds(std::string const& what)
+{
+    std::vector<unsigned int> numbers;
+    while (!Empty()) {
+        numbers.push_back(TakeUnsigned(what));
+    }
+    return numbers;
+}
+
+std::vector<std::string> Words::TakeRest()
+{
+    std::vector<std::string> rest(words.begin() + static_cast<std::ptrdiff_t>(next), words.end());
+    next = words.size();
+    return rest;
+}
+
+void Words::End() const
+{
+    if (!Empty()) {
+        throw InputError("\"" + words[next] + "\" is one word too many");
+    }
+}

@@ -1,0 +1,42 @@
+#include "tools/corvanectl/nodes/ReadBack.h"
+
+#include "tools/corvanectl/story/NodeText.h"
+
+#include <utility>
+
+void ReadBack::Hear(StoryRecord const& record)
+{
+    record.Match([this](Wrote const& wrote) {
+        if (wrote.write.result >= 0 && wrote.write.node != ignored) {
+            std::lock_guard<std::mutex> const lock(mutex);
+            taken[wrote.write.node] = wrote.write.bytes;
+            fresh[wrote.write.node] = wrote.write.bytes;
+        }
+    });
+}
+
+std::map<std::string, std::string> ReadBack::TakeFresh()
+{
+    std::lock_guard<std::mutex> const lock(mutex);
+    return std::exchange(fresh, {});
+}
+
+std::vector<Strayed> ReadBack::Compare(Nodes const& nodes)
+{
+    std::vector<Strayed> strayed;
+    for (auto const& [node, text] : TakeFresh()) {
+        auto const content = nodes.Read(node);
+        // A write that came meanwhile, such as the end of a timed boost, is compared the next time.
+        if (content && !Holds(*content, text) && LastTaken(node) == text) {
+            strayed.push_back({node, text, SettingOf(*content)});
+        }
+    }
+    return strayed;
+}
+
+std::optional<std::string> ReadBack::LastTaken(std::string const& node) const
+{
+    std::lock_guard<std::mutex> const lock(mutex);
+    auto const found = taken.find(node);
+    return found == taken.end() ? std::nullopt : std::optional<std::string>(found->second);
+}

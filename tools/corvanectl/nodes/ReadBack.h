@@ -1,0 +1,34 @@
+#pragma once
+
+#include "tools/corvanectl/nodes/Nodes.h"
+#include "tools/corvanectl/story/Story.h"
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+/** Compares what nodes hold with what they were written last. */
+class ReadBack : public StoryListener {
+public:
+    /** @param binderNode takes lines and holds nothing; may be empty. */
+    explicit ReadBack(std::string binderNode) : ignored(std::move(binderNode)) {}
+
+    void Hear(StoryRecord const& record) override;
+
+    /** @return the nodes written since the last call that can be read and hold something else. */
+    std::vector<Strayed> Compare(Nodes const& nodes);
+    /** @return what the node took last, or nothing if it took nothing yet. */
+    std::optional<std::string> LastTaken(std::string const& node) const;
+
+private:
+    std::map<std::string, std::string> TakeFresh();
+
+    std::string const ignored;
+    mutable std::mutex mutex;
+    // guarded by mutex
+    std::map<std::string, std::string> taken; ///< the last text by node
+    std::map<std::string, std::string> fresh; ///< the part of it that was not compared yet
+};

@@ -1,0 +1,85 @@
+#include "tools/corvanectl/nodes/RealNodes.h"
+
+#include "tools/corvanectl/nodes/NodeFile.h"
+#include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/story/NodeText.h"
+
+#include <map>
+#include <utility>
+
+namespace {
+
+std::string Described(std::optional<std::string> const& content)
+{
+    return content ? ReadableBytes(SettingOf(*content)) : "something that cannot be read";
+}
+
+} // namespace
+
+void RealNodes::Prepare(Platform const& platform)
+{
+    for (PlatformNode const& node : NodesOf(platform)) {
+        bool const isNew = names.insert(node.name).second;
+        if (isNew && node.name != platform.threadBinderNode) { // which takes lines and holds nothing
+            saved.Save(node.name, PlaceOf(node.name));
+        }
+    }
+}
+
+void RealNodes::Watch(Sandbox::Observer observer)
+{
+    std::map<std::string, std::string> places;
+    for (std::string const& name : names) {
+        places[PlaceOf(name)] = name;
+    }
+    watch.emplace(places, [this, told = std::move(observer)](NodeWrite const& write) {
+        saved.NoteWrite(write.node);
+        AfterWrite(write);
+        told(write);
+    });
+}
+
+std::optional<std::string> RealNodes::Read(std::string const& node) const
+{
+    return ReadNode(PlaceOf(node));
+}
+
+Nodes::Leaving RealNodes::Leave()
+{
+    watch.reset();
+    if (keeps) {
+        return Keep();
+    }
+    Leaving leaving;
+    for (SavedNodes::Node const& node : saved.PutBack()) {
+        if (!node.bytes) {
+            leaving.lines.push_back(node.name + " cannot be read, and is left with what it was written last");
+            continue;
+        }
+        leaving.asItShould = false;
+        leaving.lines.push_back(node.name + " is left with " + Described(Read(node.name)) + ", and held " +
+                                Described(node.bytes) + " before");
+    }
+    std::size_t const asFound = saved.CountWritten() - leaving.lines.size();
+    if (asFound != 0) {
+        leaving.lines.push_back("left as found: " + Count(asFound, "node"));
+    }
+    return leaving;
+}
+
+Nodes::Leaving RealNodes::Keep() const
+{
+    Leaving leaving;
+    for (SavedNodes::Node const& node : saved.Changed()) {
+        leaving.lines.push_back("kept: " + node.name + " holds " + Described(Read(node.name)) + ", and held " +
+                                Described(node.bytes) + " before");
+    }
+    return leaving;
+}
+
+void RealNodes::Abandon()
+{
+    if (!keeps) {
+        saved.PutBack();
+    }
+}

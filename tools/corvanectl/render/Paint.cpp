@@ -1,0 +1,30 @@
+#include "tools/corvanectl/render/Paint.h"
+
+#include <cstdlib>
+#include <iostream>
+
+#include <unistd.h>
+
+namespace {
+
+std::string Environment(char const* name)
+{
+    char const* const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): nobody changes it
+    return value == nullptr ? "" : value;
+}
+
+bool IsTerminal(std::ostream const& stream)
+{
+    return (&stream == &std::cout && isatty(STDOUT_FILENO) == 1) ||
+           (&stream == &std::cerr && isatty(STDERR_FILENO) == 1);
+}
+
+bool HasColours()
+{
+    std::string const kind = Environment("TERM");
+    return !kind.empty() && kind != "dumb" && Environment("NO_COLOR").empty();
+}
+
+} // namespace
+
+Paint::Paint(std::ostream const& stream) : isSeen(IsTerminal(stream) && HasColours()) {}

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "tools/corvanectl/render/Chart.h"
+
+#include <ostream>
+
+/**
+ * Draws a chart as an SVG picture that needs nothing else, in light or dark as its reader has it: a panel for each node
+ * at which anything happened, one time axis for all.
+ */
+void WriteSvg(Chart const& chart, std::ostream& out);

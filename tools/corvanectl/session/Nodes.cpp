@@ -1,8 +1,0 @@
-#include "tools/corvanectl/session/Nodes.h"
-
-#include "tools/corvanectl/platform/Findings.h"
-
-Sandbox& Nodes::Box()
-{
-    throw InputError("this needs a sandbox: start with --sandbox");
-}
