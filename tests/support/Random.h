@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 /**
  * A small generator of numbers that are the same on every platform, unlike those of the standard distributions: a seed

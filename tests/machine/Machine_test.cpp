@@ -1,0 +1,430 @@
+#include "tests/support/Random.h"
+#include "tests/support/Wait.h"
+#include "tests/world/NaiveFacade.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+#include <optional>
+
+#include <android/log.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+/**
+ * The library on frequency policies and thermal zones of a stock kernel. scripts/in-machine gives it a machine of its
+ * own, whose hardware machine.asl describes.
+ */
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr PerfQosId LITTLE = PERF_QOS_CPU_M;
+constexpr PerfQosId BIG = PERF_QOS_CPU_B;
+constexpr PerfQosId POWER = PERF_QOS_IPA_SUSTAINABLE_POWER; ///< below 30 the governor of thermal zone 0 is enabled
+constexpr PerfQosId SKIN = 20;                              ///< levels over the mode and the policy of thermal zone 1
+
+/** A frequency policy: where it is, and its steps. */
+struct Policy {
+    std::string folder;
+    std::vector<int> steps;
+
+    std::string Min() const { return folder + "scaling_min_freq"; }
+    std::string Max() const { return folder + "scaling_max_freq"; }
+};
+Policy const LITTLE_POLICY{"/sys/devices/system/cpu/cpufreq/policy0/", {500000, 800000, 1100000, 1500000, 1800000}};
+Policy const BIG_POLICY{"/sys/devices/system/cpu/cpufreq/policy2/",
+                        {700000, 1000000, 1400000, 1700000, 2200000, 2600000}};
+constexpr int FIRMWARE_LIMIT = 1700000; ///< of the big cluster
+std::string const ZONE = "/sys/class/thermal/thermal_zone";
+
+std::string Read(std::string const& node)
+{
+    std::string text;
+    std::getline(std::ifstream(node), text);
+    return text;
+}
+
+void Write(std::string const& node, std::string const& text)
+{
+    ASSERT_TRUE(std::ofstream(node) << text << std::flush) << node;
+}
+
+void Online(int cpu, bool on)
+{
+    Write("/sys/devices/system/cpu/cpu" + std::to_string(cpu) + "/online", on ? "1" : "0");
+}
+
+void LimitByFirmware(bool on)
+{
+    // Each look at this zone's temperature switches, and shows what to.
+    ASSERT_TRUE(WaitUntil([on] { return Read(ZONE + "2/temp") == (on ? "32000" : "30000"); }));
+}
+
+struct Outcome {
+    int status;
+    std::string output;
+};
+
+Outcome Shell(std::string const& command)
+{
+    Outcome outcome{-1, ""};
+    FILE* const pipe = popen(("exec 2>&1; " + command).c_str(), "r");
+    std::array<char, 4096> part{};
+    for (std::size_t count = 0; (count = fread(part.data(), 1, part.size(), pipe)) > 0;) {
+        outcome.output.append(part.data(), count);
+    }
+    outcome.status = WEXITSTATUS(pclose(pipe));
+    return outcome;
+}
+
+/** What the kernel makes of the two limits that it is asked for. */
+std::string InForce(Policy const& policy, int min, int max, bool isLimited)
+{
+    auto const& steps = policy.steps;
+    max = std::clamp(max, steps.front(), isLimited ? std::min(FIRMWARE_LIMIT, steps.back()) : steps.back());
+    min = std::clamp(min, steps.front(), max);
+    auto const atLeast = std::lower_bound(steps.begin(), steps.end(), min); // a minimum is rounded up
+    // A maximum is rounded down, unless there is no step between the two.
+    return std::to_string(*atLeast) + "~" +
+           std::to_string(*atLeast > max ? *atLeast : *std::prev(std::upper_bound(steps.begin(), steps.end(), max)));
+}
+
+/** What the nodes hold: both policies, and the switches of the thermal zones. */
+std::string Nodes()
+{
+    std::string text;
+    for (Policy const& policy : {LITTLE_POLICY, BIG_POLICY}) {
+        text += Read(policy.Min()) + "~" + Read(policy.Max()) + " ";
+    }
+    return text + Read(ZONE + "0/mode") + " " + Read(ZONE + "1/mode") + " " + Read(ZONE + "1/policy");
+}
+
+std::string NodesWith(std::string const& little, std::string const& big)
+{
+    return little + " " + big + " enabled enabled step_wise";
+}
+
+std::string NodesWithBig(std::string const& big)
+{
+    return NodesWith("500000~1800000", big);
+}
+
+std::string const BASE = NodesWithBig("700000~2600000");
+
+/** A limit may be seen only when a work item of the kernel has run, after the write has returned. */
+testing::AssertionResult Become(std::string const& expected)
+{
+    std::string nodes;
+    if (WaitUntil([&] { return (nodes = Nodes()) == expected; }, milliseconds(1000))) {
+        return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure() << "the nodes hold " << nodes << ", not " << expected;
+}
+
+std::string PathOf(std::string const& node)
+{
+    static std::map<std::string, std::string> const paths{
+        {"little/min", LITTLE_POLICY.Min()}, {"little/max", LITTLE_POLICY.Max()}, {"big/min", BIG_POLICY.Min()},
+        {"big/max", BIG_POLICY.Max()},       {"ipa/soc", ZONE + "0/mode"},        {"skin/0", ZONE + "1/mode"},
+        {"skin/1", ZONE + "1/policy"},
+    };
+    auto const path = paths.find(node);
+    return path == paths.end() ? "/nowhere" : path->second;
+}
+
+class Machine : public testing::Test, protected PlatformBuilder {
+protected:
+    Machine() : PlatformBuilder(PathOf)
+    {
+        __android_log_set_minimum_priority(ANDROID_LOG_SILENT); // random calls are refused by the dozen
+        AddFrequency(LITTLE, "little", {500000, 1800000, 500000, 1800000});
+        AddFrequency(BIG, "big", {700000, 2600000, 700000, 2600000}, true);
+        AddIpaPower({0, 100, 10, 100}, 30, 50);
+        AddLevelMap(SKIN, "skin", 0,
+                    {{0, {"enabled", "step_wise"}}, {1, {"enabled", "fair_share"}}, {2, {"disabled", "user_space"}}});
+        AddEvent(0, LITTLE, {{20, 1500000}, {20, 1000000}});
+        AddEvent(0, BIG, {{30, 2000000}});
+        AddEvent(1, BIG, {{60000, 1500000}});
+        AddScenario(0, {Ask(BIG, {{PERF_OPERATION_BOOST, 1200000}, {PERF_OPERATION_LIMIT, 2300000}}), Boost(SKIN, 1)});
+        AddScenario(1, {Limit(LITTLE, 900000), Boost(POWER, 40)});
+    }
+
+    void SetUp() override
+    {
+        LimitByFirmware(false);
+        ASSERT_TRUE(Become(BASE));
+    }
+    void TearDown() override
+    {
+        EXPECT_TRUE(Become(BASE)) << "left so for whoever comes next";
+        manager.reset();
+    }
+
+    void Start()
+    {
+        manager = std::make_unique<ConfigManager>(options);
+        ASSERT_EQ(Init(*manager), 0);
+    }
+
+    unsigned long long Request(std::vector<PerfRequestInfo> const& infos, unsigned int ms = 0)
+    {
+        unsigned long long handle = INVALID_HANDLE;
+        EXPECT_EQ(manager->PerfRequest(PID, ms, infos, handle), 0);
+        return handle;
+    }
+    void Release(unsigned long long handle) { EXPECT_EQ(manager->PerfRelease(PID, handle), 0); }
+
+    static constexpr int PID = 100;
+
+    std::unique_ptr<ConfigManager> manager;
+};
+
+/** Random calls on the library, on the naive one, and on the firmware; what nodes hold is foreseen by the naive one. */
+class RandomCalls {
+public:
+    RandomCalls(std::uint64_t seed, PlatformBuilder& built) : random(seed), platform(built)
+    {
+        platform.control.workMode = static_cast<PerfWorkMode>(random.Below(3));
+    }
+
+    /** That many, and then everybody leaves. */
+    void Play(int count)
+    {
+        manager.emplace();
+        ASSERT_EQ(platform.Init(*manager), 0);
+        naive.emplace(platform, PerfTimePoint{std::chrono::hours(1)});
+        for (int i = 0; i < count; ++i) {
+            Next();
+            ASSERT_TRUE(Settle()) << played;
+        }
+        LimitByFirmware(isLimited = false);
+        On([](auto& facade) { return facade.PerfEvent(SUSPEND_EVENT_ID, {0, LITTLE, BIG, POWER, SKIN}, ""); });
+        On([](auto& facade) { return facade.PerfEvent(1, {0}, ""); });
+        for (int const pid : {1, 2}) {
+            On([pid](auto& facade) { return facade.PerfReleaseAll(pid); });
+        }
+        ASSERT_TRUE(Settle()) << played;
+    }
+
+    int comparisons = 0, rounded = 0;
+
+private:
+    /** The same call on both must answer the same. */
+    template <typename Body> void On(Body const& body)
+    {
+        auto const foreseen = body(*naive);
+        EXPECT_EQ(body(*manager), foreseen) << played;
+    }
+
+    static std::string Told(int result, unsigned long long const& handle)
+    {
+        return std::to_string(result) + " " + std::to_string(handle);
+    }
+
+    PerfRequestInfo Info()
+    {
+        PerfQosId const qosId = random.Pick(resources);
+        Operations operations;
+        for (int i = random.Below(2); i < 2; ++i) {
+            int const value = qosId == LITTLE  ? 500000 + random.Below(1300001)
+                              : qosId == BIG   ? 700000 + random.Below(2000001)
+                              : qosId == POWER ? random.Below(101)
+                                               : random.Below(3);
+            operations.emplace_back(random.Chance(2) ? PERF_OPERATION_BOOST : PERF_OPERATION_LIMIT, value);
+        }
+        return Ask(qosId, operations);
+    }
+
+    void Next()
+    {
+        int const dice = random.Below(20);
+        int const pid = 1 + random.Below(2);
+        auto const id = static_cast<unsigned int>(random.Below(3));
+        auto const tell = [this](auto const&... parts) {
+            std::ostringstream line;
+            ((line << parts << " "), ...);
+            played += line.str() + "\n";
+        };
+        unsigned long long handle = 0;
+        if (dice < 9) {
+            std::vector<PerfRequestInfo> const infos{Info(), Info()};
+            std::array<unsigned int, 4> const durations{0, 0, 60000, 20};
+            unsigned int const duration = random.Pick(durations);
+            tell("request", pid, duration, testing::PrintToString(infos[0].groupInfos[0].operations), infos[0].qosId,
+                 testing::PrintToString(infos[1].groupInfos[0].operations), infos[1].qosId);
+            On([&](auto& facade) { return Told(facade.PerfRequest(pid, duration, infos, handle), handle); });
+            GoOnBy(duration == 20 ? 20 : 0);
+        } else if (dice < 13 && !naive->held.empty()) {
+            auto held = naive->held.begin();
+            std::advance(held, random.Below(static_cast<int>(naive->held.size())));
+            auto const [which, owner] = std::make_pair(held->first, held->second.pid);
+            tell("release", owner, which);
+            On([which = which, owner = owner](auto& facade) { return facade.PerfRelease(owner, which); });
+        } else if (dice < 15) {
+            tell("mode", pid, id);
+            On([&](auto& facade) { return Told(facade.PerfSetMode(pid, id, handle), handle); });
+        } else if (dice == 15) {
+            tell("scenario", pid, id % 2);
+            On([&](auto& facade) { return Told(facade.PerfSetScenario(pid, id % 2, handle), handle); });
+        } else if (dice < 18) {
+            std::vector<unsigned int> const params{dice == 16 ? 1U : 0U, random.Pick(resources), BIG};
+            tell("suspend or resume", testing::PrintToString(params));
+            On([&](auto& facade) { return facade.PerfEvent(SUSPEND_EVENT_ID, params, ""); });
+        } else if (dice == 18) {
+            tell("event", id % 2);
+            On([&](auto& facade) { return facade.PerfEvent(id % 2, {}, ""); });
+            GoOnBy(id % 2 == 0 ? 40 : 0);
+        } else {
+            isLimited = !isLimited;
+            tell("firmware", isLimited);
+            LimitByFirmware(isLimited);
+        }
+    }
+
+    void GoOnBy(int ms)
+    {
+        naive->AdvanceBy(milliseconds(ms));
+        auto const end = std::chrono::steady_clock::now() + milliseconds(ms);
+        WaitUntil([end] { return std::chrono::steady_clock::now() >= end; });
+    }
+
+    testing::AssertionResult Settle()
+    {
+        naive->AdvanceBy(milliseconds(0));
+        for (auto const& write : std::exchange(naive->writes, {})) {
+            asked[write.node] = write.bytes;
+        }
+        std::ostringstream settled;
+        manager->Dump(settled, {"--task"});
+        auto const held = [this](std::string const& node, std::string const& base) {
+            auto const found = asked.find(node);
+            return found == asked.end() ? base : found->second;
+        };
+        std::string expected;
+        for (Policy const* policy : {&LITTLE_POLICY, &BIG_POLICY}) {
+            auto const min = held(policy->Min(), std::to_string(policy->steps.front()));
+            auto const max = held(policy->Max(), std::to_string(policy->steps.back()));
+            auto const inForce = InForce(*policy, std::stoi(min), std::stoi(max), isLimited && policy == &BIG_POLICY);
+            expected += inForce + " ";
+            rounded += inForce == min + "~" + max ? 0 : 1;
+            ++comparisons;
+        }
+        return Become(expected + held(ZONE + "0/mode", "enabled") + " " + held(ZONE + "1/mode", "enabled") + " " +
+                      held(ZONE + "1/policy", "step_wise"));
+    }
+
+    Random random;
+    PlatformBuilder& platform;
+    std::optional<ConfigManager> manager;
+    std::optional<NaiveFacade> naive;
+    std::map<std::string, std::string> asked; ///< the last text by node
+    bool isLimited = false;
+    std::string played;
+    std::vector<PerfQosId> const resources{LITTLE, LITTLE, BIG, BIG, POWER, SKIN};
+};
+
+TEST_F(Machine, HoldsWhatIsForeseenThroughRandomCalls)
+{
+    int comparisons = 0, rounded = 0;
+    for (std::uint64_t seed = 1; seed <= 8 && !HasFailure(); ++seed) {
+        SCOPED_TRACE(seed);
+        RandomCalls calls(seed, *this);
+        calls.Play(40);
+        comparisons += calls.comparisons;
+        rounded += calls.rounded;
+    }
+    std::cout << comparisons << " pairs compared, " << rounded << " of them rounded or limited by the kernel\n";
+    EXPECT_GT(rounded, 0);
+}
+
+TEST_F(Machine, FollowsACpuThatGoesOffAndComesBack)
+{
+    Start();
+    for (int const cpu : {2, 3}) { // the one that the policy is named after, and the other one
+        auto const before = Request({Boost(BIG, 1400000)});
+        ASSERT_TRUE(Become(NodesWithBig("1400000~2600000")));
+        Online(cpu, false);
+        auto const meanwhile = Request({Boost(BIG, 2200000)});
+        EXPECT_TRUE(Become(NodesWithBig("2200000~2600000")));
+        Online(cpu, true);
+        EXPECT_TRUE(Become(NodesWithBig("2200000~2600000")));
+        Release(meanwhile);
+        EXPECT_TRUE(Become(NodesWithBig("1400000~2600000")));
+        Release(before);
+        EXPECT_TRUE(Become(BASE));
+    }
+}
+
+TEST_F(Machine, ReachesADriverThatWasAwayAndIsBack)
+{
+    Start();
+    auto const before = Request({Boost(BIG, 1400000)});
+    ASSERT_TRUE(Become(NodesWithBig("1400000~2600000")));
+    // The nodes are new ones behind the descriptor that is held.
+    ASSERT_EQ(Shell("rmmod acpi-cpufreq && insmod acpi-cpufreq.ko").status, 0);
+    auto const again = Request({Boost(BIG, 2200000)});
+    EXPECT_TRUE(Become(NodesWithBig("2200000~2600000")));
+    // And now there are none while something is asked for.
+    ASSERT_EQ(Shell("rmmod acpi-cpufreq").status, 0);
+    Release(again);
+    std::ostringstream settled;
+    manager->Dump(settled, {"--task"});
+    ASSERT_EQ(Shell("insmod acpi-cpufreq.ko").status, 0);
+    auto const after = Request({Boost(BIG, 1700000)});
+    EXPECT_TRUE(Become(NodesWithBig("1700000~2600000")));
+    Release(before);
+    Release(after);
+}
+
+TEST_F(Machine, ShowsABoostOnceTheFirmwareAllowsIt)
+{
+    Start();
+    LimitByFirmware(true);
+    auto const boost = Request({Boost(BIG, 2200000)});
+    EXPECT_TRUE(Become(NodesWithBig("1700000~1700000")));
+    LimitByFirmware(false);
+    EXPECT_TRUE(Become(NodesWithBig("2200000~2600000"))) << "without another write";
+    LimitByFirmware(true);
+    Release(boost);
+    LimitByFirmware(false);
+}
+
+/** The tool on the nodes that the machine has, with the platform file and the script that scripts/demo --machine shows.
+ */
+class Tool : public Machine {
+protected:
+    static constexpr char const* RUN = "./corvanectl run machine.json --script ";
+
+    static testing::AssertionResult Says(Outcome const& outcome, int status, std::vector<std::string> const& texts)
+    {
+        for (std::string const& text : texts) {
+            if (outcome.output.find(text) == std::string::npos) {
+                return testing::AssertionFailure() << "no \"" << text << "\" in\n" << outcome.output;
+            }
+        }
+        return outcome.status == status ? testing::AssertionSuccess()
+                                        : testing::AssertionFailure() << "status " << outcome.status << " of\n"
+                                                                      << outcome.output;
+    }
+};
+
+TEST_F(Tool, LeavesTheMachineAsItFoundIt)
+{
+    EXPECT_TRUE(Says(Shell("./corvanectl check machine.json --device --strict"), 0, {"3 resources"}));
+    EXPECT_TRUE(Says(Shell(std::string(RUN) + "machine.txt"), 0, {"left as found: 6 nodes"}));
+    EXPECT_TRUE(Become(BASE));
+    // 128 and the number of the signal, of which the shell's own exit status is made.
+    EXPECT_TRUE(Says(Shell("echo 'request 1 0 qos=BIG boost=2200000' >boost.txt; echo 'sleep 60000' >>boost.txt; " +
+                           std::string(RUN) + "boost.txt & until grep -q 2200000 " + BIG_POLICY.Min() +
+                           "; do sleep 0.1; done; kill -TERM $!; wait $!"),
+                     128 + SIGTERM, {"left as found: 2 nodes"}));
+    EXPECT_TRUE(Become(BASE));
+}
+
+} // namespace
