@@ -1,73 +1,14 @@
-// Both would make something else of the functions defined at the end.
-#undef _FORTIFY_SOURCE
-#undef _FILE_OFFSET_BITS
-
 #include "sandbox/NodeTable.h"
 
+#include "sys/DeviceNodeIo.h"
+#include "sys/NodeIo.h"
+
 #include <algorithm>
-#include <array>
-#include <atomic>
-#include <cstdarg>
-#include <cstring>
 #include <filesystem>
 #include <iterator>
 #include <optional>
-#include <utility>
-
-#include <dlfcn.h>
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace {
-
-/** The numbers that are descriptors of nodes; a number beyond is an ordinary file's. */
-std::array<std::atomic<bool>, 65536> isNode{};
-
-bool IsNode(int fd)
-{
-    return fd >= 0 && static_cast<std::size_t>(fd) < isNode.size() &&
-           isNode[static_cast<std::size_t>(fd)].load(std::memory_order_relaxed);
-}
-
-/**
- * The definition behind ours, looked up at first use: that may be before any initialisation of this file. Threads that
- * race find the same address.
- */
-template <typename Function> Function* Next(std::atomic<Function*>& known, char const* name)
-{
-    Function* function = known.load(std::memory_order_relaxed);
-    if (function == nullptr) {
-        int const savedErrno = errno;
-        function = reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-        known.store(function, std::memory_order_relaxed);
-        errno = savedErrno;
-    }
-    return function;
-}
-
-int RealOpen(char const* path, int flags, mode_t mode)
-{
-    static std::atomic<int (*)(char const*, int, ...)> known{nullptr};
-    return Next(known, "open")(path, flags, mode);
-}
-
-int RealClose(int fd)
-{
-    static std::atomic<int (*)(int)> known{nullptr};
-    return Next(known, "close")(fd);
-}
-
-ssize_t RealWrite(int fd, void const* data, std::size_t size)
-{
-    static std::atomic<ssize_t (*)(int, void const*, std::size_t)> known{nullptr};
-    return Next(known, "write")(fd, data, size);
-}
-
-ssize_t RealPwrite(int fd, void const* data, std::size_t size, off_t position)
-{
-    static std::atomic<ssize_t (*)(int, void const*, std::size_t, off_t)> known{nullptr};
-    return Next(known, "pwrite")(fd, data, size, position);
-}
 
 std::optional<long long> TakeFault(SandboxNode& node, Fault::Kind kind)
 {
@@ -82,52 +23,25 @@ std::optional<long long> TakeFault(SandboxNode& node, Fault::Kind kind)
     return value;
 }
 
-int OpenNodeLocked(NodeTable& table, std::shared_ptr<SandboxNode> const& node, char const* path, int flags, mode_t mode)
+int OpenLocked(NodeTable& table, std::shared_ptr<SandboxNode> const& node, std::string const& path)
 {
     if (auto const error = TakeFault(*node, Fault::Kind::OPEN_ERROR)) {
         errno = static_cast<int>(*error);
         return -1;
     }
-    int const fd = RealOpen(path, node->isReal ? flags : flags & ~(O_TRUNC | O_APPEND), mode);
-    if (fd >= 0 && static_cast<std::size_t>(fd) < isNode.size()) {
+    int const fd = DeviceNodeIo::Open(path);
+    if (fd >= 0) {
         table.descriptors.insert_or_assign(fd, SandboxDescriptor{node, ++table.lastStamp});
-        isNode[static_cast<std::size_t>(fd)].store(true, std::memory_order_relaxed);
     }
     return fd;
 }
 
-int OpenInSandbox(char const* path, int flags, mode_t mode)
-{
-    int const savedErrno = errno;
-    std::string const key = std::filesystem::path(path).lexically_normal().string();
-    NodeTable& table = NodeTable::Get();
-    {
-        PerfMutexLock const lock(table.mutex);
-        auto const found = table.nodes.find(key);
-        errno = savedErrno;
-        if (found != table.nodes.end()) {
-            return OpenNodeLocked(table, found->second, path, flags, mode);
-        }
-    }
-    return RealOpen(path, flags, mode);
-}
-
-using DescriptorPosition = std::map<int, SandboxDescriptor>::iterator;
-
-DescriptorPosition ForgetLocked(NodeTable& table, DescriptorPosition position)
-{
-    isNode[static_cast<std::size_t>(position->first)].store(false, std::memory_order_relaxed);
-    return table.descriptors.erase(position);
-}
-
-void Forget(int fd)
+std::optional<SandboxDescriptor> Find(int fd)
 {
     NodeTable& table = NodeTable::Get();
     PerfMutexLock const lock(table.mutex);
     auto const found = table.descriptors.find(fd);
-    if (found != table.descriptors.end()) {
-        ForgetLocked(table, found);
-    }
+    return found != table.descriptors.end() ? std::optional(found->second) : std::nullopt;
 }
 
 void HoldBack(NodeTable& table, PerfMutexLock& lock, SandboxNode& node)
@@ -147,24 +61,18 @@ void HoldBack(NodeTable& table, PerfMutexLock& lock, SandboxNode& node)
 /** @return 0, or the errno of the failure. An empty text changes nothing. */
 int ReplaceContent(int fd, std::string const& content)
 {
-    bool const done = RealPwrite(fd, content.data(), content.size(), 0) >= 0 &&
+    bool const done = DeviceNodeIo::Write(fd, content.data(), content.size()) >= 0 &&
                       (content.empty() || ftruncate(fd, static_cast<off_t>(content.size())) == 0);
     return done ? 0 : errno;
 }
 
-/** Where a write happens: at the position of its descriptor, which moves on, or at the one that was given. */
-using Place = std::optional<off_t>;
-
-void PerformLocked(int fd, Place place, SandboxDescriptor const& descriptor, NodeWrite& write)
+void PerformLocked(int fd, SandboxDescriptor const& descriptor, NodeWrite& write)
 {
     SandboxNode& node = *descriptor.node;
     std::size_t taken = write.bytes.size();
-    write.position = place ? *place : lseek(fd, 0, SEEK_CUR); // the file's own, so that lseek does what it should
     write.error = 0;
     if (descriptor.stamp < node.staleBefore) {
         write.error = ENODEV;
-    } else if (node.isSysctl && write.position != 0) {
-        write.ignored = true; // not even looked at, so that no value is refused
     } else if (auto const error = TakeFault(node, Fault::Kind::ERROR)) {
         write.error = static_cast<int>(*error);
     } else {
@@ -174,81 +82,47 @@ void PerformLocked(int fd, Place place, SandboxDescriptor const& descriptor, Nod
         write.error = ReplaceContent(fd, write.bytes.substr(0, taken));
     }
     write.result = write.error == 0 ? static_cast<ssize_t>(taken) : -1;
-    if (!place && write.result > 0) {
-        lseek(fd, write.result, SEEK_CUR);
-    }
+}
+
+/** Tells the node's journal of the write. @return the observer to call, or null. */
+std::shared_ptr<Sandbox::Observer const> NoteLocked(SandboxNode const& node, NodeWrite& write)
+{
     write.node = node.name;
     write.time = PerfTime::Now();
     write.sequence = ++node.journal->sequence;
+    return node.journal->observer;
 }
 
 /**
  * Carries the write out and records it. A descriptor that was closed, or whose sandbox ended, while its writer was held
  * back gets EBADF and leaves no record.
- * @return the observer to tell, or null.
  */
-std::shared_ptr<Sandbox::Observer const> Perform(int fd, Place place, NodeWrite& write)
+std::shared_ptr<Sandbox::Observer const> Perform(int fd, SandboxDescriptor const& descriptor, NodeWrite& write)
 {
     NodeTable& table = NodeTable::Get();
+    SandboxNode& node = *descriptor.node;
     PerfMutexLock lock(table.mutex);
-    write.result = -1;
-    write.error = EBADF;
-    auto found = table.descriptors.find(fd);
-    if (found == table.descriptors.end()) {
-        return nullptr;
-    }
-    SandboxDescriptor const descriptor = found->second;
-    HoldBack(table, lock, *descriptor.node);
-    found = table.descriptors.find(fd);
-    if (found == table.descriptors.end() || found->second.stamp != descriptor.stamp) {
-        return nullptr;
-    }
-    PerformLocked(fd, place, descriptor, write);
-    descriptor.node->journal->writes.push_back(write);
-    table.changed.NotifyAll();
-    return descriptor.node->journal->observer;
-}
-
-/** @return the node of a NodeWatch that is open there, or null. */
-std::shared_ptr<SandboxNode> RealNode(int fd)
-{
-    NodeTable& table = NodeTable::Get();
-    PerfMutexLock const lock(table.mutex);
+    HoldBack(table, lock, node);
     auto const found = table.descriptors.find(fd);
-    return found != table.descriptors.end() && found->second.node->isReal ? found->second.node : nullptr;
-}
-
-/** Passes a write on to the kernel, with nothing locked meanwhile. @return the observer to tell, or null. */
-std::shared_ptr<Sandbox::Observer const> PassOn(int fd, Place place, SandboxNode const& node, NodeWrite& write)
-{
-    std::string const& bytes = write.bytes;
-    errno = 0;
-    write.result =
-        place ? RealPwrite(fd, bytes.data(), bytes.size(), *place) : RealWrite(fd, bytes.data(), bytes.size());
-    write.error = write.result < 0 ? errno : 0;
-    write.position = place.value_or(0);
-    write.time = PerfTime::Now();
-    write.node = node.name;
-    PerfMutexLock const lock(NodeTable::Get().mutex);
-    bool const hasNoPosition = place && write.error == ESPIPE; // the writer tries again without
-    if (node.journal == nullptr || hasNoPosition) {
+    if (found == table.descriptors.end() || found->second.stamp != descriptor.stamp) {
+        write.result = -1;
+        write.error = EBADF;
         return nullptr;
     }
-    write.sequence = ++node.journal->sequence;
-    return node.journal->observer;
+    PerformLocked(fd, descriptor, write);
+    auto const observer = NoteLocked(node, write);
+    node.journal->writes.push_back(write);
+    table.changed.NotifyAll();
+    return observer;
 }
 
-ssize_t WriteNode(int fd, void const* data, std::size_t size, Place place)
+/** Passes the write on to the device, with nothing locked meanwhile. */
+std::shared_ptr<Sandbox::Observer const> PassOn(int fd, SandboxNode const& node, NodeWrite& write)
 {
-    int const savedErrno = errno;
-    NodeWrite write;
-    write.bytes.assign(static_cast<char const*>(data), size);
-    auto const real = RealNode(fd);
-    if (auto const observer = real != nullptr ? PassOn(fd, place, *real, write) : Perform(fd, place, write)) {
-        (*observer)(write);
-    }
-    errno = write.result < 0 ? write.error : savedErrno;
-    return write.result;
+    write.result = DeviceNodeIo::Write(fd, write.bytes.data(), write.bytes.size());
+    write.error = write.result < 0 ? errno : 0;
+    PerfMutexLock const lock(NodeTable::Get().mutex);
+    return node.journal != nullptr ? NoteLocked(node, write) : nullptr;
 }
 
 } // namespace
@@ -263,7 +137,7 @@ void NodeTable::Retire(std::shared_ptr<SandboxJournal> const& journal)
 {
     PerfMutexLock const lock(mutex);
     for (auto entry = descriptors.begin(); entry != descriptors.end();) {
-        entry = entry->second.node->journal == journal ? ForgetLocked(*this, entry) : std::next(entry);
+        entry = entry->second.node->journal == journal ? descriptors.erase(entry) : std::next(entry);
     }
     for (auto entry = nodes.begin(); entry != nodes.end();) {
         SandboxNode& node = *entry->second;
@@ -278,48 +152,42 @@ void NodeTable::Retire(std::shared_ptr<SandboxJournal> const& journal)
     }
 }
 
-extern "C" {
-
-__attribute__((visibility("default"))) int open(char const* path, int flags, ...)
+int NodeIo::Open(std::string const& path)
 {
-    mode_t mode = 0;
-    if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {
-        va_list arguments;
-        va_start(arguments, flags);
-        mode = static_cast<mode_t>(va_arg(arguments, int)); // a short one arrives widened
-        va_end(arguments);
+    NodeTable& table = NodeTable::Get();
+    {
+        PerfMutexLock const lock(table.mutex);
+        auto const found = table.nodes.find(std::filesystem::path(path).lexically_normal().string());
+        if (found != table.nodes.end()) {
+            return OpenLocked(table, found->second, path);
+        }
     }
-    bool const concerned = std::strstr(path, NodeTable::FOLDER_MARK) != nullptr || NodeTable::watches > 0;
-    return concerned ? OpenInSandbox(path, flags, mode) : RealOpen(path, flags, mode);
+    return DeviceNodeIo::Open(path);
 }
 
-#if defined(__LP64__)
-/** What code built for 64-bit file offsets calls; the same function where every offset has 64 bits. */
-__attribute__((visibility("default"), alias("open"))) int open64(char const* path, int flags, ...);
-#endif
-
-__attribute__((visibility("default"))) int close(int fd)
+ssize_t NodeIo::Write(int fd, void const* data, std::size_t size)
 {
-    if (IsNode(fd)) {
-        Forget(fd); // before the number is free: afterwards it may be another thread's already
+    auto const descriptor = Find(fd);
+    if (!descriptor) {
+        return DeviceNodeIo::Write(fd, data, size);
     }
-    return RealClose(fd);
+    NodeWrite write;
+    write.bytes.assign(static_cast<char const*>(data), size);
+    auto const observer =
+        descriptor->node->isReal ? PassOn(fd, *descriptor->node, write) : Perform(fd, *descriptor, write);
+    if (observer != nullptr) {
+        (*observer)(write);
+    }
+    errno = write.error;
+    return write.result;
 }
 
-__attribute__((visibility("default"))) ssize_t write(int fd, void const* data, std::size_t size)
+void NodeIo::Close(int fd)
 {
-    return IsNode(fd) ? WriteNode(fd, data, size, std::nullopt) : RealWrite(fd, data, size);
+    NodeTable& table = NodeTable::Get();
+    {
+        PerfMutexLock const lock(table.mutex);
+        table.descriptors.erase(fd); // before the number is free: afterwards it may be another thread's already
+    }
+    DeviceNodeIo::Close(fd);
 }
-
-__attribute__((visibility("default"))) ssize_t pwrite(int fd, void const* data, std::size_t size, off_t position)
-{
-    bool const concerned = IsNode(fd) && position >= 0; // the kernel refuses what is before the start
-    return concerned ? WriteNode(fd, data, size, position) : RealPwrite(fd, data, size, position);
-}
-
-#if defined(__LP64__)
-__attribute__((visibility("default"), alias("pwrite"))) ssize_t pwrite64(int fd, void const* data, std::size_t size,
-                                                                         off_t position);
-#endif
-
-} // extern "C"

@@ -4,7 +4,6 @@
 #include "sys/PerfMutex.h"
 #include "sys/PerfTime.h"
 
-#include <atomic>
 #include <map>
 #include <memory>
 #include <string>
@@ -45,14 +44,12 @@ struct SandboxJournal {
 
 /** One node. Guarded by NodeTable::mutex. */
 struct SandboxNode {
-    SandboxNode(std::string const& givenName, bool sysctl, std::shared_ptr<SandboxJournal> const& itsJournal,
-                bool real = false)
-        : name(givenName), isSysctl(sysctl), isReal(real), journal(itsJournal)
+    SandboxNode(std::string const& givenName, std::shared_ptr<SandboxJournal> const& itsJournal, bool real = false)
+        : name(givenName), isReal(real), journal(itsJournal)
     {
     }
 
     std::string const name;
-    bool const isSysctl;                     ///< takes what is written at position 0 only
     bool const isReal;                       ///< of a NodeWatch: a file of somebody else's, which is only looked at
     std::shared_ptr<SandboxJournal> journal; ///< null once the sandbox is gone: a writer may outlive it at a gate
     std::map<Fault::Kind, Fault> faults;     ///< all but Stale
@@ -69,17 +66,13 @@ struct SandboxDescriptor {
 };
 
 /**
- * The nodes of all live sandboxes and watches, and the descriptors open on them.
+ * The nodes of all live sandboxes and watches, and the descriptors open on them; what sys/NodeIo.h declares is defined
+ * on it, and takes whatever stands in no table to the device's nodes.
  *
- * One for the process, made at first use and never destroyed: open, close and the writes may be called until the very
- * end. What concerns no node is told apart without the lock. Under the lock nothing of the caller's is called and no
- * other lock is taken.
+ * One for the process, made at first use and never destroyed: nodes may be closed until the very end. Under the lock
+ * nothing of the caller's is called and no other lock is taken.
  */
 struct NodeTable {
-    /** Begins the name of every sandbox folder; a path without it is no node's, unless somebody watches. */
-    static constexpr char const* FOLDER_MARK = "corvane-sandbox-";
-    static inline std::atomic<int> watches{0}; ///< how many live
-
     static NodeTable& Get();
 
     PerfMutex mutex;

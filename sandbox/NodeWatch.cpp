@@ -11,15 +11,13 @@ NodeWatch::NodeWatch(std::map<std::string, std::string> const& names, Sandbox::O
     journal->observer = std::make_shared<Sandbox::Observer const>(std::move(observer));
     NodeTable& table = NodeTable::Get();
     PerfMutexLock const lock(table.mutex);
-    ++NodeTable::watches;
     for (auto const& [path, name] : names) {
         auto const key = std::filesystem::path(path).lexically_normal().string();
-        table.nodes.try_emplace(key, std::make_shared<SandboxNode>(name, false, journal, true));
+        table.nodes.try_emplace(key, std::make_shared<SandboxNode>(name, journal, true));
     }
 }
 
 NodeWatch::~NodeWatch()
 {
-    --NodeTable::watches;
     NodeTable::Get().Retire(journal);
 }

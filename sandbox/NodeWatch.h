@@ -9,11 +9,9 @@
 struct SandboxJournal;
 
 /**
- * Sees what this process writes to files that are not a sandbox's, such as the nodes of a device, while it lives: every
- * write to a descriptor that is opened meanwhile passes untouched and is then told, with its outcome.
- *
- * As with a sandbox, only open, close, write and pwrite are seen. Nothing is kept. The observer is called as
- * Sandbox::OnWrite says.
+ * Sees what the library writes to nodes that are not a sandbox's, such as those of a device, while it lives: every
+ * write to a descriptor that is opened meanwhile passes untouched and is then told, with its outcome. Nothing is kept.
+ * The observer is called as Sandbox::OnWrite says.
  */
 class NodeWatch {
 public:

@@ -41,7 +41,7 @@ template <typename Predicate> bool WaitFor(PerfMutexLock& lock, std::chrono::mil
     return NodeTable::Get().changed.WaitUntil(lock, PerfTime::Now() + timeout, isSo);
 }
 
-/** Under the lock, so that no half of a write is seen. The streams of the C++ library do not come through our open. */
+/** Under the lock, so that no half of a write is seen. */
 std::string ReadLocked(std::string const& path)
 {
     std::ostringstream content;
@@ -97,9 +97,6 @@ std::string NodeWrite::Line() const
     if (result < 0) {
         return line + ": " + ErrorName(error);
     }
-    if (ignored) {
-        return line + ": ignored at " + std::to_string(position);
-    }
     if (static_cast<std::size_t>(result) < bytes.size()) {
         return line + ": " + std::to_string(result) + " of " + std::to_string(bytes.size()) + " bytes";
     }
@@ -122,7 +119,7 @@ std::vector<std::string> Lines(std::vector<NodeWrite> const& writes)
 }
 
 Sandbox::Sandbox()
-    : root((std::filesystem::temp_directory_path() / NodeTable::FOLDER_MARK).lexically_normal().string() + "XXXXXX"),
+    : root((std::filesystem::temp_directory_path() / "corvane-sandbox-").lexically_normal().string() + "XXXXXX"),
       journal(std::make_shared<SandboxJournal>())
 {
     if (mkdtemp(root.data()) == nullptr) {
@@ -164,8 +161,7 @@ std::string Sandbox::AddNode(std::string const& name, std::string const& initial
 {
     std::string path = WritePlain(name, initialContent);
     PerfMutexLock const lock(NodeTable::Get().mutex);
-    bool const isSysctl = path.compare(root.size(), 6, "/proc/") == 0;
-    NodeTable::Get().nodes.try_emplace(path, std::make_shared<SandboxNode>(name, isSysctl, journal));
+    NodeTable::Get().nodes.try_emplace(path, std::make_shared<SandboxNode>(name, journal));
     NodeTable::Get().changed.NotifyAll();
     return path;
 }

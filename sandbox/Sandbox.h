@@ -20,20 +20,18 @@ struct SandboxNode;
 /** @return the name of an errno that a node may answer with, such as "ENODEV"; "errno 4711" of any other. */
 std::string ErrorName(int error);
 
-/** One write or pwrite on a node, as it was attempted. */
+/** One write on a node, as it was attempted. */
 struct NodeWrite {
     std::string node;           ///< the name given to AddNode
     std::string bytes;          ///< everything the caller offered, also where less was taken
     PerfTimePoint time{};       ///< when the outcome was settled: after a delay or a gate
     std::uint64_t sequence = 0; ///< 1, 2, 3 … over all nodes of the sandbox
-    ssize_t result = 0;         ///< what write returned: the bytes taken, or -1
+    ssize_t result = 0;         ///< the bytes taken, or -1
     int error = 0;              ///< errno of a failed write, else 0
-    std::int64_t position = 0;  ///< where it was written; only nodes below /proc/ mind
-    bool ignored = false;       ///< not taken because of its position, although the result is good
 
     /** The bytes as text; what cannot be printed becomes \xNN. */
     std::string Text() const;
-    /** "node <- text", followed by ": ENODEV", ": 2 of 4 bytes" or ": ignored at 4" where not everything was taken. */
+    /** "node <- text", followed by ": ENODEV" or ": 2 of 4 bytes" where not everything was taken. */
     std::string Line() const;
 };
 
@@ -60,7 +58,7 @@ struct Fault {
     static Fault Gone() { return Error(ENODEV); }
     /** The write takes nothing and fails with this errno. */
     static Fault Error(int error, unsigned int times = UNTIL_CLEARED) { return {Kind::ERROR, error, times}; }
-    /** The write takes at most so many bytes, returns their count and leaves errno as it was. */
+    /** The write takes at most so many bytes and returns their count. */
     static Fault ShortCount(std::size_t taken, unsigned int times = UNTIL_CLEARED)
     {
         return {Kind::SHORT_COUNT, static_cast<long long>(taken), times};
@@ -70,21 +68,16 @@ struct Fault {
     {
         return {Kind::DELAY, delay.count(), times};
     }
-    /** open fails with this errno; descriptors that are open already go on working. */
+    /** Opening fails with this errno; descriptors that are open already go on working. */
     static Fault OpenError(int error, unsigned int times = UNTIL_CLEARED) { return {Kind::OPEN_ERROR, error, times}; }
 };
 
 /**
  * A temporary folder of files that behave like kernel nodes, removed at destruction.
  *
- * An executable that links the sandbox gets its definitions of open, close, write and pwrite. A write to a descriptor
- * of a node replaces the node's content, is recorded with its time and can be told to fail; an empty write is recorded
- * and changes nothing, and O_TRUNC and O_APPEND mean nothing to a node. Everything else passes untouched. Only these
- * calls are seen: a node opened by a stream, or written through a duplicated descriptor, is an ordinary file.
- *
- * Positions are those of the kernel. Each write moves its descriptor on by what it took, and pwrite moves nothing. A
- * node below /proc/ is a sysctl (kernel.sysctl_writes_strict = 1, the kernel's default): what is written elsewhere than
- * at position 0 counts as written and changes nothing, whatever it is. Any other node takes it wherever it is written.
+ * An executable that links the sandbox has its side of sys/NodeIo.h. A write to a node replaces the node's content, is
+ * recorded with its time and can be told to fail; an empty write is recorded and changes nothing. Everything else
+ * passes to the device's side. Only NodeIo is seen: to whoever opens the file of a node himself it is an ordinary file.
  *
  * Names may contain '/', whose folders are made; a leading '/' is of no matter, so that "/sys/devices/x" stands for
  * that path under the root. Wherever a node is named, its whole path does as well. Naming no known node throws

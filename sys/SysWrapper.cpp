@@ -3,13 +3,12 @@
 #include "sys/SysWrapper.h"
 
 #include "sys/Log.h"
+#include "sys/NodeIo.h"
 
 #include <cutils/trace.h>
 
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
-#include <unistd.h>
 
 // The platform header declares these inside its inline functions only.
 extern "C" {
@@ -36,20 +35,10 @@ private:
     char const* text;
 };
 
-/**
- * One write of everything, at the start: a sysctl ignores what is written elsewhere and calls it a success. What cannot
- * seek takes the value where it is.
- * @param errnoBefore what errno is set to after a success. A short count leaves errno 0.
- */
+/** @param errnoBefore what errno is set to after a success. */
 bool WriteAll(int fd, void const* data, size_t size, int errnoBefore)
 {
-    errno = 0;
-    ssize_t taken = pwrite(fd, data, size, 0);
-    if (taken < 0 && errno == ESPIPE) {
-        errno = 0;
-        taken = write(fd, data, size);
-    }
-    if (taken != static_cast<ssize_t>(size)) {
+    if (NodeIo::Write(fd, data, size) != static_cast<ssize_t>(size)) {
         return false;
     }
     errno = errnoBefore;
@@ -75,13 +64,13 @@ bool OpenIfClosed(char const* method, std::string const& name, std::string const
 
 int SysWrapper::SysOpenWithWrOnly(std::string const& path)
 {
-    return open(path.c_str(), O_WRONLY);
+    return NodeIo::Open(path);
 }
 
 void SysWrapper::SysClose(int& fd)
 {
     if (fd >= 0) {
-        close(fd);
+        NodeIo::Close(fd);
         fd = -1;
     }
 }
@@ -121,7 +110,7 @@ int SysWrapper::SysOpenAndWriteStr(std::string const& name, std::string const& p
 
     PF_LOGD("[%s:%d] [%s] %s write to %s failed, errno=%d (%s) \n", name.c_str(), value.c_str(), path.c_str(), error,
             ErrorText(error).c_str());
-    close(fd);
+    NodeIo::Close(fd);
     fd = SysOpenWithWrOnly(path);
     if (fd < 0) {
         error = errno;

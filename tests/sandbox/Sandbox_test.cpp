@@ -1,6 +1,7 @@
 #include "sandbox/NodeWatch.h"
 #include "sandbox/Sandbox.h"
 #include "sandbox/VirtualTime.h"
+#include "sys/NodeIo.h"
 #include "tests/support/Random.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +15,6 @@
 #include <optional>
 #include <sstream>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -24,18 +24,12 @@ using namespace std::chrono_literals;
 
 constexpr int UNTOUCHED = 4711;
 
-/** One write or, where a position is given, pwrite with errno preset, as "result errno". */
-std::string Put(int fd, std::string const& text, off_t position = -1)
+/** One write, with errno preset, as "result errno". */
+std::string Put(int fd, std::string const& text)
 {
     errno = UNTOUCHED;
-    auto const result =
-        position < 0 ? write(fd, text.data(), text.size()) : pwrite(fd, text.data(), text.size(), position);
-    return std::to_string(result) + (errno == UNTOUCHED ? "" : " " + ErrorName(errno));
-}
-
-int OpenFile(std::string const& path, int flags = 0)
-{
-    return open(path.c_str(), O_WRONLY | flags);
+    auto const result = NodeIo::Write(fd, text.data(), text.size());
+    return std::to_string(result) + (errno == 0 ? "" : " " + ErrorName(errno));
 }
 
 /** Two sandboxes with two nodes each, played at random and told again by what every node should hold and do. */
@@ -49,7 +43,6 @@ protected:
     };
     struct Descriptor {
         Node* node; ///< null once its sandbox is gone
-        off_t position = 0;
         bool isStale = false;
     };
 
@@ -61,7 +54,7 @@ protected:
     ~SandboxModel() override
     {
         for (auto const& descriptor : open) {
-            close(descriptor.first);
+            NodeIo::Close(descriptor.first);
         }
     }
 
@@ -96,22 +89,20 @@ protected:
         return fault.value;
     }
 
-    void Open(Node& node, int flags)
+    void Open(Node& node)
     {
-        errno = UNTOUCHED;
-        int const fd = OpenFile(boxes[node.box]->Path(node.name), flags);
+        int const fd = NodeIo::Open(boxes[node.box]->Path(node.name));
         if (auto const error = Take(node, Fault::Kind::OPEN_ERROR)) {
             EXPECT_EQ(fd, -1);
             EXPECT_EQ(errno, *error);
         } else {
-            EXPECT_EQ(errno, UNTOUCHED);
             ASSERT_TRUE(open.emplace(fd, Descriptor{&node}).second);
         }
     }
 
-    void Write(int fd, Descriptor& descriptor, std::string const& text, std::optional<off_t> place)
+    void Write(int fd, Descriptor& descriptor, std::string const& text)
     {
-        std::string const outcome = Put(fd, text, place.value_or(-1));
+        std::string const outcome = Put(fd, text);
         if (descriptor.node == nullptr) {
             EXPECT_EQ(outcome, std::to_string(text.size())) << "an ordinary, deleted file";
             return;
@@ -120,14 +111,11 @@ protected:
         NodeWrite write;
         write.node = node.name;
         write.bytes = text;
-        write.position = place.value_or(descriptor.position);
         write.time = now += Take(node, Fault::Kind::DELAY).value_or(0) * 1ms;
         write.sequence = ++sequence[node.box];
         auto taken = static_cast<long long>(text.size());
         if (descriptor.isStale) {
             write.error = ENODEV;
-        } else if (write.position != 0 && node.name == "/proc/b") {
-            write.ignored = true;
         } else if (auto const error = Take(node, Fault::Kind::ERROR)) {
             write.error = static_cast<int>(*error);
         } else {
@@ -135,7 +123,6 @@ protected:
             node.content = taken == 0 ? node.content : text.substr(0, static_cast<std::size_t>(taken));
         }
         write.result = write.error == 0 ? static_cast<ssize_t>(taken) : -1;
-        descriptor.position += place || write.error != 0 ? 0 : write.result;
         EXPECT_EQ(outcome, std::to_string(write.result) + (write.error == 0 ? "" : " " + ErrorName(write.error)));
         records[node.box] += Told(write);
     }
@@ -143,8 +130,8 @@ protected:
     static std::string Told(NodeWrite const& write)
     {
         std::ostringstream out;
-        out << write.sequence << " " << write << " = " << write.result << " " << write.error << " at " << write.position
-            << (write.ignored ? " ignored " : " ") << write.time.time_since_epoch().count() << "\n";
+        out << write.sequence << " " << write << " = " << write.result << " " << write.error << " "
+            << write.time.time_since_epoch().count() << "\n";
         return out.str();
     }
 
@@ -172,18 +159,16 @@ protected:
         Node& node = random.Pick(nodes);
         int const dice = random.Below(100);
         if (dice < 15 && open.size() < 8) {
-            int const flags[] = {0, O_TRUNC, O_APPEND, O_TRUNC | O_APPEND};
-            Open(node, random.Pick(flags));
+            Open(node);
         } else if (dice < 75 && !open.empty()) {
             auto const at = std::next(open.begin(), random.Below(static_cast<int>(open.size())));
             if (dice < 23) {
-                EXPECT_EQ(close(at->first), 0);
+                NodeIo::Close(at->first);
                 open.erase(at);
                 return;
             }
             std::string const texts[] = {"", "1", "22", "333", "-4\n"};
-            std::optional<off_t> const places[] = {std::nullopt, std::nullopt, 0, 0, 3};
-            Write(at->first, at->second, random.Pick(texts), random.Pick(places));
+            Write(at->first, at->second, random.Pick(texts));
         } else if (dice < 85) {
             Fail(node);
         } else if (dice < 92) {
@@ -202,7 +187,7 @@ protected:
     PerfTimePoint now = time.Now();
     Random random{1};
     std::unique_ptr<Sandbox> boxes[2];
-    Node nodes[4] = {{0, "/sys/a", ""}, {0, "/proc/b", ""}, {1, "/sys/a", ""}, {1, "/sys/c", ""}};
+    Node nodes[4] = {{0, "/sys/a", ""}, {0, "b", ""}, {1, "/sys/a", ""}, {1, "/sys/c", ""}};
     std::map<int, Descriptor> open;
     std::uint64_t sequence[2]{};
     std::string records[2];  ///< what each should have recorded since the last step
@@ -214,19 +199,19 @@ protected:
 TEST(Sandbox, AWriteReplacesTheContentAndIsRecordedAndAnythingElsePasses)
 {
     Sandbox sandbox;
-    int const max = OpenFile(sandbox.AddNode("/sys/cpu0/max", "1800000"));
-    int const raw = OpenFile(sandbox.AddNode("ddr", "whole"), O_TRUNC | O_APPEND);
+    int const max = NodeIo::Open(sandbox.AddNode("/sys/cpu0/max", "1800000"));
+    int const raw = NodeIo::Open(sandbox.AddNode("ddr", "whole"));
     EXPECT_EQ(Put(max, "2000000"), "7");
     EXPECT_EQ(Put(max, "-1"), "2");
     EXPECT_EQ(Put(raw, {"\1\0\0\n", 4}), "4");
     EXPECT_EQ(Put(max, ""), "0");
     EXPECT_EQ(sandbox.Read("sys/cpu0/max"), "-1");
-    close(raw);
-    int const file = OpenFile(sandbox.AddFile("list", "100"), O_APPEND);
+    NodeIo::Close(raw);
+    int const file = NodeIo::Open(sandbox.AddFile("list", "100"));
     ASSERT_EQ(file, raw) << "a number used again belongs to no node";
     EXPECT_EQ(Put(file, " 200"), "4");
-    EXPECT_EQ(Put(file, " 300"), "4");
-    EXPECT_EQ(sandbox.Read("list"), "100 200 300");
+    EXPECT_EQ(Put(file, "3"), "1");
+    EXPECT_EQ(sandbox.Read("list"), "3200") << "always at the start";
     EXPECT_EQ(Lines(sandbox.Writes()), (Strings{"/sys/cpu0/max <- 2000000", "/sys/cpu0/max <- -1",
                                                 "ddr <- \\x01\\x00\\x00\\x0a", "/sys/cpu0/max <- "}));
     EXPECT_EQ(sandbox.WriteCount(), 4U);
@@ -235,47 +220,9 @@ TEST(Sandbox, AWriteReplacesTheContentAndIsRecordedAndAnythingElsePasses)
     EXPECT_EQ(sandbox.Writes(sandbox.Path("sys/cpu0/max"))[3].Line(), "/sys/cpu0/max <- 4000: 2 of 4 bytes");
     EXPECT_THROW(sandbox.FailNode("list", Fault::Gone()), std::out_of_range);
     EXPECT_THROW(sandbox.AddNode("sys/../up"), std::invalid_argument);
-    close(file);
-    close(max);
+    NodeIo::Close(file);
+    NodeIo::Close(max);
     EXPECT_EQ(sandbox.OpenDescriptors(), 0);
-}
-
-/** What the kernel answers to the same calls on /proc/sys/kernel/msgmax and /sys/class/net/lo/mtu. */
-TEST(Sandbox, ASysctlIgnoresWhatIsWrittenElsewhereThanAtItsStart)
-{
-    struct Step {
-        std::string text;
-        off_t position; ///< -1: write, not pwrite
-        std::string result;
-        std::string sysctl; ///< what either node says afterwards
-        std::string other;
-        off_t next; ///< where the descriptor stands afterwards
-    };
-    Step const steps[] = {
-        {"20000", -1, "5", "20000", "20000", 5}, {"900", -1, "3", "20000", "900", 8}, {"70", 0, "2", "70", "70", 8},
-        {"800", 3, "3", "70", "800", 8},         {"", 0, "0", "70", "800", 8},        {"", 2, "0", "70", "800", 8},
-        {"", -1, "0", "70", "800", 8},           {"40", 0, "2", "40", "40", 8},
-    };
-    Sandbox sandbox;
-    int const sysctl = OpenFile(sandbox.AddNode("/proc/sys/kernel/msgmax", "8192"), O_APPEND);
-    int const other = OpenFile(sandbox.AddNode("/sys/class/net/lo/mtu", "65536"));
-    for (Step const& step : steps) {
-        SCOPED_TRACE(&step - steps);
-        EXPECT_EQ(Put(sysctl, step.text, step.position), step.result);
-        EXPECT_EQ(Put(other, step.text, step.position), step.result);
-        EXPECT_EQ(sandbox.Read("/proc/sys/kernel/msgmax"), step.sysctl);
-        EXPECT_EQ(sandbox.Read("/sys/class/net/lo/mtu"), step.other);
-        EXPECT_EQ(lseek(sysctl, 0, SEEK_CUR), step.next);
-        EXPECT_EQ(lseek(other, 0, SEEK_CUR), step.next);
-    }
-    sandbox.FailNode("/proc/sys/kernel/msgmax", Fault::Error(EINVAL));
-    EXPECT_EQ(Put(sysctl, "junk", 1), "4") << "not looked at, so not refused";
-    EXPECT_EQ(Put(sysctl, "junk", 0), "-1 EINVAL");
-    EXPECT_EQ(sandbox.Writes("/proc/sys/kernel/msgmax")[1].Line(), "/proc/sys/kernel/msgmax <- 900: ignored at 5");
-    EXPECT_EQ(pwrite(other, "1", 1, -1), -1);
-    EXPECT_EQ(errno, EINVAL);
-    close(sysctl);
-    close(other);
 }
 
 TEST_F(SandboxModel, EveryCallDoesWhatANaiveSandboxDoes)
@@ -304,8 +251,8 @@ TEST(Sandbox, AGateHoldsOneNodeBackAndTheEndLetsWritersGo)
 {
     auto sandbox = std::make_unique<Sandbox>();
     std::string const root = sandbox->Root();
-    int const held = OpenFile(sandbox->AddNode("held"));
-    int const other = OpenFile(sandbox->AddNode("other"));
+    int const held = NodeIo::Open(sandbox->AddNode("held"));
+    int const other = NodeIo::Open(sandbox->AddNode("other"));
     std::future<std::string> writer;
     NodeGate gate(*sandbox, "held");
     writer = std::async(std::launch::async, [held] { return Put(held, "1"); });
@@ -321,8 +268,8 @@ TEST(Sandbox, AGateHoldsOneNodeBackAndTheEndLetsWritersGo)
     sandbox.reset();
     EXPECT_EQ(writer.get(), "-1 EBADF");
     EXPECT_FALSE(std::filesystem::exists(root));
-    close(held);
-    close(other);
+    NodeIo::Close(held);
+    NodeIo::Close(other);
 }
 
 TEST(NodeWatch, SeesWhatIsWrittenToRealFilesAndLeavesItAlone)
@@ -331,33 +278,33 @@ TEST(NodeWatch, SeesWhatIsWrittenToRealFilesAndLeavesItAlone)
     char other[] = "/tmp/corvane-unwatched-XXXXXX";
     close(mkstemp(path));
     close(mkstemp(other));
-    int const before = OpenFile(path);
+    int const before = NodeIo::Open(path);
     std::vector<std::string> seen;
     {
         NodeWatch const watch({{path, "/sys/node"}, {"/dev/full", "/sys/full"}},
                               [&](NodeWrite const& write) { seen.push_back(write.Line()); });
-        int const watched = OpenFile(path);
-        int const full = OpenFile("/dev/full");
-        int const unwatched = OpenFile(other);
+        int const watched = NodeIo::Open(path);
+        int const full = NodeIo::Open("/dev/full");
+        int const unwatched = NodeIo::Open(other);
         EXPECT_EQ(Put(watched, "1200"), "4");
-        EXPECT_EQ(Put(watched, "7", 0), "1");
+        EXPECT_EQ(Put(watched, "7"), "1");
         EXPECT_EQ(Put(full, "1"), "-1 ENOSPC");
         EXPECT_EQ(Put(unwatched, "unseen"), "6");
-        EXPECT_EQ(Put(before, "9", 1), "1") << "opened before";
-        close(unwatched);
-        close(full);
-        close(watched);
-        EXPECT_EQ(OpenFile(other), watched) << "a number used again belongs to no node";
+        EXPECT_EQ(Put(before, "9"), "1") << "opened before";
+        NodeIo::Close(unwatched);
+        NodeIo::Close(full);
+        NodeIo::Close(watched);
+        EXPECT_EQ(NodeIo::Open(other), watched) << "a number used again belongs to no node";
         EXPECT_EQ(Put(watched, "unseen"), "6");
-        close(watched);
+        NodeIo::Close(watched);
     }
-    int const after = OpenFile(path);
-    EXPECT_EQ(Put(after, "8", 2), "1");
-    close(after);
-    close(before);
+    int const after = NodeIo::Open(path);
+    EXPECT_EQ(Put(after, "8"), "1");
+    NodeIo::Close(after);
+    NodeIo::Close(before);
     std::string content(8, '\0');
     std::ifstream(path).read(content.data(), 8);
-    EXPECT_STREQ(content.c_str(), "7980");
+    EXPECT_STREQ(content.c_str(), "8200");
     EXPECT_EQ(seen, (Strings{"/sys/node <- 1200", "/sys/node <- 7", "/sys/full <- 1: ENOSPC"}));
     unlink(path);
     unlink(other);

@@ -1,5 +1,6 @@
 #include "sandbox/VirtualTime.h"
 
+#include "sys/NodeIo.h"
 #include "sys/PerfMutex.h"
 #include "sys/PerfTime.h"
 #include "tests/frontend/PlatformFixture.h"
@@ -9,9 +10,7 @@
 #include <set>
 #include <thread>
 
-#include <fcntl.h>
 #include <pthread.h>
-#include <unistd.h>
 
 namespace {
 
@@ -200,12 +199,12 @@ TEST_F(VirtualTimeTest, TheOwnersOwnWaitLetsTheOthersRunUntilItIsOver)
 
 TEST_F(VirtualTimeTest, ALockHeldByAThreadThatWaitsIsWaitedForInVirtualTime)
 {
-    int const fd = open(sandbox.AddNode("slow").c_str(), O_WRONLY);
+    int const fd = NodeIo::Open(sandbox.AddNode("slow"));
     sandbox.FailNode("slow", Fault::Delay(250ms));
     auto const writeLocked = [&](std::string const& name) {
         return [&, name] {
             PerfMutexLock const lock(mutex);
-            EXPECT_EQ(write(fd, name.data(), 1), 1);
+            EXPECT_EQ(NodeIo::Write(fd, name.data(), 1), 1);
             Say(name);
         };
     };
@@ -221,16 +220,16 @@ TEST_F(VirtualTimeTest, ALockHeldByAThreadThatWaitsIsWaitedForInVirtualTime)
     EXPECT_EQ(Said(), (Strings{"250 a", "250 owner"}));
     time.AdvanceBy(250ms);
     EXPECT_EQ(Said(), Strings{"500 b"});
-    close(fd);
+    NodeIo::Close(fd);
 }
 
 TEST_F(VirtualTimeTest, DelaysAndGatesOfNodesAreWaitsInVirtualTime)
 {
-    int const fd = open(sandbox.AddNode("node").c_str(), O_WRONLY);
+    int const fd = NodeIo::Open(sandbox.AddNode("node"));
     sandbox.FailNode("node", Fault::Delay(70ms, 1));
     NodeGate gate(sandbox, "node");
     for (std::string const text : {"1", "2"}) {
-        Spawn([=] { EXPECT_EQ(write(fd, text.data(), 1), 1); });
+        Spawn([=] { EXPECT_EQ(NodeIo::Write(fd, text.data(), 1), 1); });
     }
     ASSERT_TRUE(gate.WaitBlocked());
     EXPECT_EQ(time.Now(), start) << "the second is not delayed";
@@ -243,7 +242,7 @@ TEST_F(VirtualTimeTest, DelaysAndGatesOfNodesAreWaitsInVirtualTime)
     for (NodeWrite const& write : sandbox.Writes()) {
         EXPECT_EQ(write.time, start + 100ms);
     }
-    close(fd);
+    NodeIo::Close(fd);
 }
 
 TEST_F(VirtualTimeTest, ThreadsStartAndJoinOthersAndCarryTheirNames)

@@ -3,7 +3,8 @@
 #include <optional>
 #include <string>
 
-// Not by the calls that a NodeWatch sees, which are the library's: these must also work while whoever listens hangs.
+// Not by way of NodeIo, which is the library's and which a NodeWatch sees: these must also work while whoever listens
+// hangs.
 
 /** @return what the node says, or nothing if it cannot be read. */
 std::optional<std::string> ReadNode(std::string const& path);
