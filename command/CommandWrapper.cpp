@@ -31,7 +31,12 @@ CommandWrapper::CommandWrapper(PerfCommandType type, PerfTimePoint const& start,
 {
 }
 
-void CommandWrapper::InsertRequestCommand(PerfQosId qos, PerfGroupValues groups)
+void CommandWrapper::InsertRequestCommand(PerfQosId qos, PerfGroupTable const& groups)
+{
+    MoveInRequestCommand(qos, PerfGroupTable(groups));
+}
+
+void CommandWrapper::MoveInRequestCommand(PerfQosId qos, PerfGroupTable&& groups)
 {
     auto item = std::make_shared<PerfCommandItem>();
     item->qosId = qos;
@@ -42,7 +47,7 @@ void CommandWrapper::InsertRequestCommand(PerfQosId qos, PerfGroupValues groups)
 }
 
 void CommandWrapper::InsertEventCommand(PerfQosId qos, PerfTimePoint const& start, PerfTimePoint const& end,
-                                        PerfGroupValues groups)
+                                        PerfGroupTable const& groups)
 {
     if (start < startTime) {
         startTime = start;
@@ -54,7 +59,7 @@ void CommandWrapper::InsertEventCommand(PerfQosId qos, PerfTimePoint const& star
     item->qosId = qos;
     item->startTime = start;
     item->endTime = end;
-    item->groupInfo = std::move(groups);
+    item->groupInfo = groups;
     commands.push_back(std::move(item));
 }
 

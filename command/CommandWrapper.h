@@ -1,12 +1,11 @@
 #pragma once
 
-#include "sys/PerfValues.h"
-
 #include <corvane/PerfTypes.h>
 
 #include <memory>
 #include <sstream>
 #include <string>
+#include <vector>
 
 /** What one client operation asks of one resource. Shared between the wrapper and the queues it sits in. */
 struct PerfCommandItem {
@@ -15,7 +14,7 @@ struct PerfCommandItem {
     PerfWorkMode workMode = PERF_WORK_MODE_DEFAULT; ///< PERF_COMMAND_MODE_START only
     PerfTimePoint startTime{};
     PerfTimePoint endTime{}; ///< zero: no end
-    PerfGroupValues groupInfo;
+    PerfGroupTable groupInfo;
 };
 
 /** The element of a resource's queue. */
@@ -39,11 +38,14 @@ public:
     CommandWrapper(PerfCommandType type, PerfTimePoint const& start, PerfTimePoint const& end, unsigned int duration);
 
     /** Appends an item with the wrapper's own time span. */
-    void InsertRequestCommand(PerfQosId qos, PerfGroupValues groups);
+    void InsertRequestCommand(PerfQosId qos, PerfGroupTable const& groups);
+
+    /** The same for a table that is not needed any more; under a name of its own, so that both can be pointed to. */
+    void MoveInRequestCommand(PerfQosId qos, PerfGroupTable&& groups);
 
     /** Appends an item with its own time span and widens the wrapper's to hold it. */
     void InsertEventCommand(PerfQosId qos, PerfTimePoint const& start, PerfTimePoint const& end,
-                            PerfGroupValues groups);
+                            PerfGroupTable const& groups);
 
     /** Appends a boost of group 0 for each of the three values that is not 0. */
     void InsertProbeCommand(PerfTimePoint const& start, PerfTimePoint const& end, unsigned int cpuM, unsigned int cpuB,
@@ -72,6 +74,6 @@ public:
     unsigned long long handle = NO_HANDLE;
     PerfTimePoint startTime{};
     PerfTimePoint endTime{}; ///< zero: no end
-    InlineVector<std::shared_ptr<PerfCommandItem>, 1> commands;
+    std::vector<std::shared_ptr<PerfCommandItem>> commands;
     unsigned int duration = 0; ///< ms
 };

@@ -12,14 +12,14 @@
 
 ConfigManager::ConfigManager() : ConfigManager(ConfigManagerOptions{}) {}
 
-ConfigManager::ConfigManager(ConfigManagerOptions const& options) : my(*new (room) Members(options))
+ConfigManager::ConfigManager(ConfigManagerOptions const& options) : members(*new (storage) Members(options))
 {
-    static_assert(sizeof(Members) <= sizeof(room) && alignof(Members) <= alignof(std::max_align_t));
+    static_assert(sizeof(Members) <= sizeof(storage) && alignof(Members) <= alignof(std::max_align_t));
 }
 
 ConfigManager::~ConfigManager()
 {
-    my.~Members();
+    members.~Members();
 }
 
 ConfigManager::Members::Members(ConfigManagerOptions const& options)
@@ -39,22 +39,22 @@ ConfigManager::Members::~Members()
 int ConfigManager::Init(PerfDefaultConfig const& config, std::vector<ConfigurableEvent> const& events,
                         std::vector<ConfigurableScenario> const& scenarios, ProbeEvent const& probe) noexcept
 {
-    if (my.initCalled) {
+    if (members.initCalled) {
         PF_LOGE("[%s:%d] Init called again");
         return -1;
     }
-    my.initCalled = true;
+    members.initCalled = true;
 
-    if (my.workModeManager.InitWorkMode(config.controlInfo.workMode) != 0) {
+    if (members.workModeManager.InitWorkMode(config.controlInfo.workMode) != 0) {
         PF_LOGE("[%s:%d] workMode invalid %u", config.controlInfo.workMode);
         return -1;
     }
-    if (my.resourceManager.Init(config) != 0) {
+    if (members.resourceManager.Init(config) != 0) {
         PF_LOGE("[%s:%d] resource manager Init failed");
         return -1;
     }
     if (!events.empty()) {
-        PerfEventTable table = my.eventManager.Init(events);
+        PerfEventTable table = members.eventManager.Init(events);
         if (table.empty()) {
             PF_LOGE("[%s:%d] event manager Init failed");
             return -1;
@@ -63,10 +63,10 @@ int ConfigManager::Init(PerfDefaultConfig const& config, std::vector<Configurabl
             PF_LOGE("[%s:%d] EventValidate failed");
             return -1;
         }
-        my.eventManager.Update(table, probe);
+        members.eventManager.Update(table, probe);
     }
     if (!scenarios.empty()) {
-        PerfScenarioTable table = my.scenarioManager.Init(scenarios);
+        PerfScenarioTable table = members.scenarioManager.Init(scenarios);
         if (table.empty()) {
             PF_LOGE("[%s:%d] scenario manager Init failed");
             return -1;
@@ -75,9 +75,9 @@ int ConfigManager::Init(PerfDefaultConfig const& config, std::vector<Configurabl
             PF_LOGE("[%s:%d] ScenarioValidate failed");
             return -1;
         }
-        my.scenarioManager.Update(table);
+        members.scenarioManager.Update(table);
     }
-    my.threadBinder.Init(probe.threadBinderPath);
+    members.threadBinder.Init(probe.threadBinderPath);
     return 0;
 }
 
@@ -87,7 +87,7 @@ int ConfigManager::EventValidate(PerfEventTable& events) noexcept
     for (auto const& [eventId, items] : events) {
         PerfEventItems& kept = validated[eventId];
         for (auto const& [qosId, item] : items) {
-            auto const& resource = my.resourceManager.GetResourcePtr(qosId);
+            auto const& resource = members.resourceManager.GetResourcePtr(qosId);
             if (resource == nullptr) {
                 PF_LOGW("[%s:%d] resource ptr is NULL for qos id %u", qosId);
                 continue;
@@ -108,7 +108,7 @@ int ConfigManager::ScenarioValidate(PerfScenarioTable& scenarios) noexcept
 {
     for (auto& scenario : scenarios) {
         for (auto& [qosId, groups] : scenario.second) {
-            auto const& resource = my.resourceManager.GetResourcePtr(qosId);
+            auto const& resource = members.resourceManager.GetResourcePtr(qosId);
             if (resource == nullptr) {
                 PF_LOGE("[%s:%d] resource ptr is NULL for qos id %u", qosId);
                 return -1;
@@ -125,17 +125,17 @@ int ConfigManager::ScenarioValidate(PerfScenarioTable& scenarios) noexcept
 void ConfigManager::Reset() noexcept
 {
     // The whole of it under the debug lock: a console that switched a scenario on meanwhile would lose its handle.
-    PerfMutexLock lock(my.debugLock);
+    PerfMutexLock lock(members.debugLock);
     CommandManager::PidHandleMap released;
-    my.commandManager.BuildReleaseAllCommand(released);
+    members.commandManager.BuildReleaseAllCommand(released);
     // By process: the nodes take the same course whatever the order of the table.
     std::map processes(std::make_move_iterator(released.begin()), std::make_move_iterator(released.end()));
     for (auto& [pid, wrappers] : processes) {
-        for (auto* const record : my.InReleaseOrder(wrappers)) {
+        for (auto* const record : members.InReleaseOrder(wrappers)) {
             if (ReleaseCommand(pid, record->first, record->second) != 0) {
                 PF_LOGE("[%s:%d] ReleaseCommand failed for pid %d, handle %llu", pid, record->first);
             }
         }
     }
-    my.debugHandles.assign(PERF_SCENARIO_ID_COUNT, NO_HANDLE);
+    members.debugHandles.assign(PERF_SCENARIO_ID_COUNT, NO_HANDLE);
 }

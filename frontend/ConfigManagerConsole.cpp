@@ -9,11 +9,6 @@
 
 namespace {
 
-struct DebugScenarioInfo {
-    unsigned int enable;     ///< 1 on, 0 off
-    unsigned int scenarioId; ///< also the slot in the debug handle table
-};
-
 void DebugEnable(ConfigManager& manager, int pid, std::ostringstream& out, unsigned int scenarioId,
                  unsigned long long& slot)
 {
@@ -40,6 +35,12 @@ void DebugDisable(ConfigManager& manager, int pid, std::ostringstream& out, unsi
 
 } // namespace
 
+/** What an option of the debug console switches. */
+struct ConfigManager::DebugScenarioInfo {
+    unsigned int enable = 0;     ///< 1 on, 0 off
+    unsigned int scenarioId = 0; ///< also the slot in the debug handle table
+};
+
 int ConfigManager::DebugSet(std::ostringstream& out, std::string const& option) noexcept
 {
     static std::map<std::string, DebugScenarioInfo> const options = {
@@ -50,20 +51,20 @@ int ConfigManager::DebugSet(std::ostringstream& out, std::string const& option) 
         {"--game_start_mode_enable", {1, 4}},   {"--game_start_mode_disable", {0, 4}},
         {"--power_saving_mode_enable", {1, 5}}, {"--power_saving_mode_disable", {0, 5}},
     };
-    PerfMutexLock lock(my.debugLock);
+    PerfMutexLock lock(members.debugLock);
     auto const found = options.find(option);
     if (found == options.end()) {
         return 0;
     }
     auto const [enable, scenarioId] = found->second;
-    if (scenarioId >= my.debugHandles.size()) {
-        PF_LOGE("[%s:%d] invalid scenario id %u, vec size = %zu", scenarioId, my.debugHandles.size());
+    if (scenarioId >= members.debugHandles.size()) {
+        PF_LOGE("[%s:%d] invalid scenario id %u, vec size = %zu", scenarioId, members.debugHandles.size());
         return 1;
     }
     if (enable == 1) {
-        DebugEnable(*this, my.debugClientPid, out, scenarioId, my.debugHandles[scenarioId]);
+        DebugEnable(*this, members.debugClientPid, out, scenarioId, members.debugHandles[scenarioId]);
     } else {
-        DebugDisable(*this, my.debugClientPid, out, scenarioId, my.debugHandles[scenarioId]);
+        DebugDisable(*this, members.debugClientPid, out, scenarioId, members.debugHandles[scenarioId]);
     }
     return 1;
 }
@@ -86,15 +87,15 @@ int ConfigManager::Dump(std::ostringstream& out, std::vector<std::string> const&
 bool ConfigManager::DumpInfo(std::ostringstream& out, std::string const& option) noexcept
 {
     if (option == "--event") {
-        my.eventManager.Dump(out);
+        members.eventManager.Dump(out);
     } else if (option == "--scenario") {
-        my.scenarioManager.Dump(out);
+        members.scenarioManager.Dump(out);
     } else if (option == "--base_info") {
         PF_LOGD("[%s:%d] before base_info Dump");
         TaskDump(true, out);
         PF_LOGD("[%s:%d] before base_info Dump"); // after it, in the same words
     } else if (option == "--workMode") {
-        my.workModeManager.Dump(out);
+        members.workModeManager.Dump(out);
     } else if (option == "--task") {
         PF_LOGD("[%s:%d] before task Dump");
         TaskDump(false, out);
@@ -116,13 +117,13 @@ int ConfigManager::TaskDump(bool baseInfo, std::ostringstream& out) noexcept
     BuildGetLogCmd(NO_HANDLE, ids, wrapper);
 
     // A resource has one slot for its answer: a second dump at once would take it, or wait for ever.
-    PerfMutexLock lock(my.dumpLock);
-    if (my.resourceManager.SendCmdToResources(wrapper) != 0) {
+    PerfMutexLock lock(members.dumpLock);
+    if (members.resourceManager.SendCmdToResources(wrapper) != 0) {
         PF_LOGE("[%s:%d] TaskDump SendCmdToResources failed");
         return -1;
     }
     for (PerfQosId const id : ids) {
-        auto const& resource = my.resourceManager.GetResourcePtr(id);
+        auto const& resource = members.resourceManager.GetResourcePtr(id);
         if (resource != nullptr && resource->WaitLogFinish(baseInfo, out)) {
             PF_LOGD("[%s:%d] [%s:%d] res %u log finish", __func__, __LINE__, id);
         }
@@ -133,7 +134,8 @@ int ConfigManager::TaskDump(bool baseInfo, std::ostringstream& out) noexcept
 void ConfigManager::BuildGetLogCmd(unsigned long long handle, std::vector<PerfQosId>& ids,
                                    CommandWrapper& wrapper) const noexcept
 {
-    my.resourceManager.GetResourceIds(handle, ids); // the handle is taken as a mask of resources: all bits, all of them
+    members.resourceManager.GetResourceIds(handle,
+                                           ids); // the handle is taken as a mask of resources: all bits, all of them
     for (PerfQosId const id : ids) {
         wrapper.InsertDebugCommand(id);
     }
@@ -142,7 +144,7 @@ void ConfigManager::BuildGetLogCmd(unsigned long long handle, std::vector<PerfQo
 void ConfigManager::DumpFreqLimitHistory(std::ostringstream& out) noexcept
 {
     for (PerfQosId id = 0; id < PERF_QOS_LIMIT_HISTORY_COUNT; ++id) {
-        auto const& resource = my.resourceManager.GetResourcePtr(id);
+        auto const& resource = members.resourceManager.GetResourcePtr(id);
         if (resource != nullptr) {
             resource->DumpLimitHistoryLog(out);
         }

@@ -38,7 +38,7 @@ int ProbeEventDoor(char const* method, ConfigManager& manager, std::vector<unsig
 
 int ConfigManager::PerfSetScenario(int pid, unsigned int scenarioId, unsigned long long& handle) noexcept
 {
-    auto const& items = my.scenarioManager.ScenarioIdToQosInfo(scenarioId);
+    auto const& items = members.scenarioManager.ScenarioIdToQosInfo(scenarioId);
     if (items.empty()) {
         PF_LOGE("[%s:%d] invalid scenario id: %u", scenarioId);
         return -1;
@@ -48,7 +48,7 @@ int ConfigManager::PerfSetScenario(int pid, unsigned int scenarioId, unsigned lo
     for (auto const& [qosId, groups] : items) {
         wrapper.InsertRequestCommand(qosId, groups);
     }
-    return my.RecordAndSend(__func__, pid, PerfTime::Now(), wrapper, handle);
+    return members.RecordAndSend(__func__, pid, PerfTime::Now(), wrapper, handle);
 }
 
 int ConfigManager::PerfSetSuspend(std::vector<unsigned int> const& params) noexcept
@@ -64,11 +64,11 @@ int ConfigManager::PerfSetSuspend(std::vector<unsigned int> const& params) noexc
         PerfQosId const qosId = params[i];
         if (qosId >= PERF_QOS_MEM_LAT_FIRST && qosId <= PERF_QOS_MEM_LAT_LAST) {
             PF_LOGD("[%s:%d] suspend not support memlat !");
-        } else if (my.resourceManager.GetResourcePtr(qosId) != nullptr) {
+        } else if (members.resourceManager.GetResourcePtr(qosId) != nullptr) {
             wrapper.InsertSuspendCommand(qosId);
         }
     }
-    if (my.resourceManager.SendCmdToResources(wrapper) != 0) {
+    if (members.resourceManager.SendCmdToResources(wrapper) != 0) {
         PF_LOGE("[%s:%d] sendSuspendCmd failed");
         return -1;
     }
@@ -103,7 +103,7 @@ int ConfigManager::PerfEvent(unsigned int eventId, std::vector<unsigned int> con
 
 int ConfigManager::StartEvent(PerfEventId eventId, unsigned int duration) noexcept
 {
-    auto const& items = my.eventManager.EventIdToQosInfo(eventId);
+    auto const& items = members.eventManager.EventIdToQosInfo(eventId);
     if (items.empty()) {
         PF_LOGW("[%s:%d] invalid event id: %u", eventId);
         return 0;
@@ -118,13 +118,13 @@ int ConfigManager::StartEvent(PerfEventId eventId, unsigned int duration) noexce
             wrapper.InsertEventCommand(qosId, now, now + milliseconds(duration), item.groupInfo);
         }
     }
-    CommandStart start(my.commandManager, my.commandManager.EventPid());
-    if (my.commandManager.RequestEventHandle(eventId, now, wrapper) != 0) {
+    CommandStart start(members.commandManager, members.commandManager.EventPid());
+    if (members.commandManager.RequestEventHandle(eventId, now, wrapper) != 0) {
         PF_LOGE("[%s:%d] RequestEventHandle failed for event id: %u", eventId);
         return -1;
     }
     char const* const method = __func__;
-    return start.Send(my.resourceManager, wrapper, [method, eventId](bool sent) {
+    return start.Send(members.resourceManager, wrapper, [method, eventId](bool sent) {
         if (!sent) {
             PF_LOGE_AS(method, "[%s:%d] SendCmdToResources failed for event id: %u", eventId);
             return -1;
@@ -136,12 +136,12 @@ int ConfigManager::StartEvent(PerfEventId eventId, unsigned int duration) noexce
 void ConfigManager::StopEvent(PerfEventId eventId) noexcept
 {
     std::vector<CommandWrapper> wrappers;
-    if (my.commandManager.BuildEventReleaseCommand(eventId, wrappers) != 0) {
+    if (members.commandManager.BuildEventReleaseCommand(eventId, wrappers) != 0) {
         PF_LOGD("[%s:%d] BuildEventReleaseCommand failed");
         return;
     }
     for (CommandWrapper const& wrapper : wrappers) {
-        if (my.resourceManager.SendCmdToResources(wrapper) != 0) {
+        if (members.resourceManager.SendCmdToResources(wrapper) != 0) {
             PF_LOGE("[%s:%d] SendCmdToResources failed for event id: %u", eventId);
             return;
         }
@@ -150,16 +150,16 @@ void ConfigManager::StopEvent(PerfEventId eventId) noexcept
 
 int ConfigManager::StartProbe(int tid) noexcept
 {
-    ProbeEvent const& probe = my.eventManager.GetProbeInfo();
-    PerfMutexLock lock(my.probeLock); // before the clock is read: another probe's binding may take its time
+    ProbeEvent const& probe = members.eventManager.GetProbeInfo();
+    PerfMutexLock lock(members.probeLock); // before the clock is read: another probe's binding may take its time
     PerfTimePoint const now = PerfTime::Now();
     PerfTimePoint const start = now + milliseconds(probe.startDelay);
     PerfTimePoint const end = start + milliseconds(probe.duration);
     CommandWrapper wrapper(PERF_COMMAND_SHORT_START, start, end, 0);
     wrapper.InsertProbeCommand(start, end, probe.cpuM, probe.cpuB, probe.gpu);
 
-    CommandStart commandStart(my.commandManager, tid);
-    switch (my.commandManager.RequestProbeHandle(tid, now, wrapper)) {
+    CommandStart commandStart(members.commandManager, tid);
+    switch (members.commandManager.RequestProbeHandle(tid, now, wrapper)) {
     case CommandManager::PROBE_DUPLICATE:
         PF_LOGD("[%s:%d] duplicate probe for tid %d", tid);
         return 0;
@@ -170,30 +170,30 @@ int ConfigManager::StartProbe(int tid) noexcept
         break;
     }
     char const* const method = __func__;
-    int const result = commandStart.Send(my.resourceManager, wrapper, [&, method](bool sent) {
+    int const result = commandStart.Send(members.resourceManager, wrapper, [&, method](bool sent) {
         if (!sent) {
             PF_LOGE_AS(method, "[%s:%d] SendCmdToResources failed");
             return -1;
         }
-        return my.threadBinder.AddThreadInfo({tid, wrapper.startTime, wrapper.endTime});
+        return members.threadBinder.AddThreadInfo({tid, wrapper.startTime, wrapper.endTime});
     });
     if (commandStart.WasReleased()) {
-        my.threadBinder.DeleteThreadInfo(tid);
+        members.threadBinder.DeleteThreadInfo(tid);
     }
     return result;
 }
 
 void ConfigManager::StopProbe(int tid) noexcept
 {
-    PerfMutexLock lock(my.probeLock);
+    PerfMutexLock lock(members.probeLock);
     CommandWrapper wrapper;
-    if (my.commandManager.BuildProbeReleaseCommand(tid, wrapper) != 0) {
+    if (members.commandManager.BuildProbeReleaseCommand(tid, wrapper) != 0) {
         PF_LOGD("[%s:%d] BuildEventReleaseCommand failed");
         return;
     }
-    if (my.resourceManager.SendCmdToResources(wrapper) != 0) {
+    if (members.resourceManager.SendCmdToResources(wrapper) != 0) {
         PF_LOGE("[%s:%d] SendCmdToResources failed.");
         return;
     }
-    my.threadBinder.DeleteThreadInfo(tid);
+    members.threadBinder.DeleteThreadInfo(tid);
 }

@@ -8,14 +8,10 @@
 #include "resource/ResourceManager.h"
 #include "sys/PerfMutex.h"
 #include "sys/PerfThreadBinder.h"
-#include "sys/PerfValues.h"
 
 #include <corvane/ConfigManager.h>
 
 #include <vector>
-
-/** What a request asks of each resource; ordinarily of one. */
-using RequestValues = InlineMap<PerfQosId, PerfGroupValues, 1>;
 
 /** What a facade is made of; built inside the object, so that services need not know of it. */
 struct ConfigManager::Members {
@@ -24,8 +20,6 @@ struct ConfigManager::Members {
     Members& operator=(Members const&) = delete;
     ~Members();
 
-    /** Drops entries without a resource, and reports the last such id; corrects values where configured. */
-    int ValidateRequest(PerfCommandType type, RequestValues& request, PerfQosId& invalidQosId) const;
     /** Records a request or a scenario under a new handle and sends it, logging as method. @return 0 or -1. */
     int RecordAndSend(char const* method, int pid, PerfTimePoint const& now, CommandWrapper& wrapper,
                       unsigned long long& handle);

@@ -12,7 +12,7 @@
 int ConfigManager::PerfSetMode(int pid, unsigned int modeId, unsigned long long& handle) noexcept
 {
     TraceCall("velquist_log:workMode id=", &modeId);
-    if (!my.workModeManager.IsValidWorkModeId(modeId)) {
+    if (!members.workModeManager.IsValidWorkModeId(modeId)) {
         PF_LOGE("[%s:%d] invalid work mode id: %u", modeId);
         return -1;
     }
@@ -20,13 +20,13 @@ int ConfigManager::PerfSetMode(int pid, unsigned int modeId, unsigned long long&
     wrapper.InsertWorkModeCommand();
 
     // From the recording on, so that a release of everything finds the mode set when it gets here.
-    PerfMutexLock lock(my.modeLock);
-    if (my.commandManager.RequestHandle(pid, PerfTime::Now(), wrapper, handle) != 0) {
+    PerfMutexLock lock(members.modeLock);
+    if (members.commandManager.RequestHandle(pid, PerfTime::Now(), wrapper, handle) != 0) {
         PF_LOGE("[%s:%d] RequestHandle failed for pid %d", pid);
         return -1;
     }
     PerfWorkMode newMode = PERF_WORK_MODE_DEFAULT;
-    int const changed = my.workModeManager.SetWorkMode(handle, modeId, newMode);
+    int const changed = members.workModeManager.SetWorkMode(handle, modeId, newMode);
     if (changed < 0) {
         PF_LOGE("[%s:%d] SetWorkMode failed for pid %d", pid);
         return -1;
@@ -36,7 +36,7 @@ int ConfigManager::PerfSetMode(int pid, unsigned int modeId, unsigned long long&
         return 0;
     }
     wrapper.FillInWorkMode(newMode);
-    if (my.resourceManager.SendWorkModeCmd(wrapper) != 0) {
+    if (members.resourceManager.SendWorkModeCmd(wrapper) != 0) {
         PF_LOGE("[%s:%d] SendWorkModeCmd failed for pid %d", pid);
         return -1;
     }

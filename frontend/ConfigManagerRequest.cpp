@@ -16,67 +16,83 @@
 
 namespace {
 
-auto const KEEP_FIRST = [](auto const&, auto const&) {};
-auto const KEEP_LAST = [](auto& first, auto& second) { first = std::move(second); };
-auto const JOIN = [](auto& first, auto& second) {
-    for (auto& [key, value] : second) {
-        first.Append(key, std::move(value));
+/** Adds what the first table lacks: of equal operations the first wins. The second is left with the rest. */
+void Join(PerfGroupTable& first, PerfGroupTable& second)
+{
+    first.merge(second);
+    for (auto& [groupId, operations] : second) {
+        first[groupId].merge(operations);
     }
+}
+
+/** By ascending id, with the tables of equal ids joined. */
+std::vector<QosInfoInt> JoinById(std::vector<QosInfoInt>& request)
+{
+    std::map<PerfQosId, PerfGroupTable> tables;
+    for (QosInfoInt& info : request) {
+        Join(tables[info.qosId], info.groupInfo);
+    }
+    std::vector<QosInfoInt> joined;
+    joined.reserve(tables.size());
+    for (auto& [qosId, table] : tables) {
+        joined.push_back({qosId, std::move(table)});
+    }
+    return joined;
+}
+
+/** What the tables of a request held, a row each, to be put back. Not a copy of them: every request takes one. */
+class TableRows {
+public:
+    void Add(std::size_t position, PerfGroupTable const& table)
+    {
+        for (auto const& [groupId, operations] : table) {
+            Add({position, groupId, false, PERF_OPERATION_BOOST, 0});
+            for (auto const& [operation, value] : operations) {
+                Add({position, groupId, true, operation, value});
+            }
+        }
+    }
+
+    /** Into the tables at all positions up to the last one that was added. */
+    void PutBack(std::vector<QosInfoInt>& request, std::size_t last) const
+    {
+        for (std::size_t position = 0; position <= last; ++position) {
+            request[position].groupInfo.clear();
+        }
+        std::for_each(few, few + fewCount, [&](Row const& row) { row.PutBack(request); });
+        std::for_each(more.begin(), more.end(), [&](Row const& row) { row.PutBack(request); });
+    }
+
+private:
+    struct Row {
+        std::size_t position;
+        unsigned int groupId;
+        bool hasValue; ///< one without comes first in each group, which may have no value at all
+        PerfOperationType operation;
+        int value;
+
+        void PutBack(std::vector<QosInfoInt>& request) const
+        {
+            auto& operations = request[position].groupInfo[groupId];
+            if (hasValue) {
+                operations[operation] = value;
+            }
+        }
+    };
+
+    void Add(Row const& row)
+    {
+        if (fewCount < std::size(few)) {
+            few[fewCount++] = row;
+        } else {
+            more.push_back(row);
+        }
+    }
+
+    Row few[8]; ///< on the stack; nearly every request has fewer
+    std::size_t fewCount = 0;
+    std::vector<Row> more;
 };
-
-/** Of equal operations the last pair wins, of equal groups the last one whole; one without operations is left out. */
-PerfGroupValues FoldGroups(std::vector<GroupInfo> const& infos)
-{
-    PerfGroupValues groups;
-    for (GroupInfo const& info : infos) {
-        PerfValues values;
-        for (auto const& [operation, value] : info.operations) {
-            values.Append(operation, value);
-        }
-        if (!values.empty()) {
-            values.Settle(KEEP_LAST);
-            groups.Append(info.groupId, std::move(values));
-        }
-    }
-    groups.Settle(KEEP_LAST);
-    return groups;
-}
-
-/** Settles what has been joined: of equal operations the first wins. */
-void SettleGroups(PerfGroupValues& groups)
-{
-    groups.Settle(JOIN);
-    for (auto& group : groups) {
-        group.second.Settle(KEEP_FIRST);
-    }
-}
-
-RequestValues FoldRequest(std::vector<PerfRequestInfo> const& infos)
-{
-    RequestValues request;
-    request.reserve(infos.size());
-    for (PerfRequestInfo const& info : infos) {
-        PerfGroupValues groups = FoldGroups(info.groupInfos);
-        if (!groups.empty()) {
-            request.Append(info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId, std::move(groups));
-        }
-    }
-    request.Settle(JOIN);
-    for (auto& entry : request) {
-        SettleGroups(entry.second);
-    }
-    return request;
-}
-
-std::vector<QosInfoInt> AsTables(RequestValues const& request)
-{
-    std::vector<QosInfoInt> tables;
-    tables.reserve(request.size());
-    for (auto const& [qosId, groups] : request) {
-        tables.push_back({qosId, static_cast<PerfGroupTable>(groups)});
-    }
-    return tables;
-}
 
 } // namespace
 
@@ -100,8 +116,8 @@ int ConfigManager::PerfRequest(int pid, unsigned int duration, std::vector<PerfR
         return -1;
     }
     PerfQosId invalidQosId = PERF_QOS_ID_COUNT;
-    RequestValues request = FoldRequest(infos);
-    if (request.empty() || my.ValidateRequest(type, request, invalidQosId) != 0) {
+    std::vector<QosInfoInt> request = RequestFilter(infos);
+    if (request.empty() || RequestValidate(type, request, invalidQosId) != 0) {
         PF_LOGD("[%s:%d] RequestValidate failed, pid=%d, invalidQosId=%u", pid, invalidQosId);
         return -1;
     }
@@ -109,9 +125,9 @@ int ConfigManager::PerfRequest(int pid, unsigned int duration, std::vector<PerfR
     CommandWrapper wrapper(type, PerfTimePoint{}, end, duration);
     wrapper.commands.reserve(request.size());
     for (auto& [qosId, groups] : request) {
-        wrapper.InsertRequestCommand(qosId, std::move(groups));
+        wrapper.MoveInRequestCommand(qosId, std::move(groups));
     }
-    return my.RecordAndSend(__func__, pid, now, wrapper, handle);
+    return members.RecordAndSend(__func__, pid, now, wrapper, handle);
 }
 
 int ConfigManager::Members::RecordAndSend(char const* method, int pid, PerfTimePoint const& now,
@@ -149,57 +165,74 @@ int ConfigManager::PreHandleEasBaseCommand(unsigned int duration, PerfCommandTyp
 
 std::vector<QosInfoInt> ConfigManager::RequestFilter(std::vector<PerfRequestInfo> const& infos) const noexcept
 {
-    return AsTables(FoldRequest(infos));
+    std::vector<QosInfoInt> request;
+    request.reserve(infos.size());
+    bool isJoined = true;
+    for (PerfRequestInfo const& info : infos) {
+        PerfGroupTable groups = BuildGroupInfo(info.groupInfos);
+        if (groups.empty()) {
+            continue;
+        }
+        PerfQosId const qosId = info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId;
+        isJoined = isJoined && (request.empty() || request.back().qosId < qosId);
+        request.push_back({qosId, std::move(groups)});
+    }
+    if (!isJoined) {
+        return JoinById(request);
+    }
+    return request;
 }
 
 PerfGroupTable ConfigManager::BuildGroupInfo(std::vector<GroupInfo> const& groupInfos) const noexcept
 {
-    return static_cast<PerfGroupTable>(FoldGroups(groupInfos));
+    PerfGroupTable groups;
+    for (GroupInfo const& info : groupInfos) {
+        std::map<PerfOperationType, int> operations;
+        for (auto const& [operation, value] : info.operations) {
+            operations.insert_or_assign(operation, value);
+        }
+        if (!operations.empty()) {
+            groups.insert_or_assign(info.groupId, std::move(operations));
+        }
+    }
+    return groups;
 }
 
 PerfGroupTable ConfigManager::MergeGroupInfo(PerfGroupTable const& first, PerfGroupTable const& second) noexcept
 {
-    PerfGroupValues merged = first;
-    PerfGroupValues added = second;
-    JOIN(merged, added);
-    SettleGroups(merged);
-    return static_cast<PerfGroupTable>(merged);
+    PerfGroupTable merged = first;
+    PerfGroupTable added = second;
+    Join(merged, added);
+    return merged;
 }
 
 int ConfigManager::RequestValidate(PerfCommandType type, std::vector<QosInfoInt>& request,
                                    PerfQosId& invalidQosId) noexcept
 {
-    RequestValues values;
-    values.reserve(request.size());
-    for (QosInfoInt const& info : request) {
-        values.Append(info.qosId, info.groupInfo); // in the order given, each for itself
-    }
-    int const ret = my.ValidateRequest(type, values, invalidQosId);
-    request = AsTables(values);
-    return ret;
-}
-
-int ConfigManager::Members::ValidateRequest(PerfCommandType type, RequestValues& request, PerfQosId& invalidQosId) const
-{
-    char const* const method = "RequestValidate";
-    bool isValid = true;
-    request.RemoveIf([&](auto& entry) {
-        if (!isValid) {
-            return false;
-        }
-        auto const& resource = resourceManager.GetResourcePtr(entry.first);
+    TableRows before;
+    bool isWhole = true;
+    for (std::size_t i = 0; i < request.size(); ++i) {
+        auto& [qosId, groups] = request[i];
+        auto const& resource = members.resourceManager.GetResourcePtr(qosId);
         if (resource == nullptr) {
-            PF_LOGD_AS(method, "[%s:%d] resource ptr is NULL for qos id %u", entry.first);
-            invalidQosId = entry.first;
-            return true;
+            PF_LOGD("[%s:%d] resource ptr is NULL for qos id %u", qosId);
+            invalidQosId = qosId;
+            isWhole = false;
         }
-        if (resource->RequestValidate(type, entry.second) != 0) {
-            PF_LOGE_AS(method, "[%s:%d] RequestValidate failed for qos id %u", entry.first);
-            isValid = false;
+        before.Add(i, groups);
+        if (resource != nullptr && resource->RequestValidate(type, groups) != 0) {
+            PF_LOGE("[%s:%d] RequestValidate failed for qos id %u", qosId);
+            before.PutBack(request, i);
+            return -1;
         }
-        return false;
-    });
-    return isValid ? 0 : -1;
+    }
+    if (!isWhole) {
+        auto const isLacking = [this](QosInfoInt const& info) {
+            return !members.resourceManager.HasResource(info.qosId);
+        };
+        request.erase(std::remove_if(request.begin(), request.end(), isLacking), request.end());
+    }
+    return 0;
 }
 
 void ConfigManager::AddSysTraceName(std::vector<PerfRequestInfo> const& infos) const noexcept
@@ -225,7 +258,7 @@ void ConfigManager::AddSysTraceName(std::vector<PerfRequestInfo> const& infos) c
 int ConfigManager::PerfRelease(int pid, unsigned long long handle) noexcept
 {
     CommandWrapper wrapper;
-    if (my.commandManager.BuildReleaseCommand(pid, handle, wrapper) != 0) {
+    if (members.commandManager.BuildReleaseCommand(pid, handle, wrapper) != 0) {
         PF_LOGD("[%s:%d] BuildReleaseCommand failed for pid %d", pid);
         return 0;
     }
@@ -239,11 +272,11 @@ int ConfigManager::PerfRelease(int pid, unsigned long long handle) noexcept
 int ConfigManager::PerfReleaseAll(int pid) noexcept
 {
     CommandManager::HandleWrapperMap released;
-    if (my.commandManager.BuildReleaseAllCommand(pid, released) != 0) {
+    if (members.commandManager.BuildReleaseAllCommand(pid, released) != 0) {
         PF_LOGD("[%s:%d] no command need to release");
         return 0;
     }
-    for (auto* const record : my.InReleaseOrder(released)) {
+    for (auto* const record : members.InReleaseOrder(released)) {
         if (ReleaseCommand(pid, record->first, record->second) != 0) {
             PF_LOGE("[%s:%d] ReleaseCommand failed for pid %d, handle %llu", pid, record->first);
             return -1;
@@ -276,9 +309,9 @@ int ConfigManager::ReleaseCommand(int pid, unsigned long long handle, CommandWra
 {
     PF_LOGD("[%s:%d] ReleaseCommand for pid: %d", pid);
     if (wrapper.cmdType == PERF_COMMAND_MODE_START) {
-        return my.ReleaseWorkModeCommand(__func__, handle, wrapper);
+        return members.ReleaseWorkModeCommand(__func__, handle, wrapper);
     }
-    if (my.resourceManager.SendCmdToResources(wrapper) != 0) {
+    if (members.resourceManager.SendCmdToResources(wrapper) != 0) {
         PF_LOGE("[%s:%d] SendCmdToResources failed for handle %llu", handle);
         return -1;
     }

@@ -129,14 +129,6 @@ int PerfGroup::OperationValueValidate(int& value) const
 
 int PerfGroup::GroupValueValidate(PerfCommandType type, std::map<PerfOperationType, int>& operations) const
 {
-    PerfValues values(operations);
-    int const ret = GroupValueValidate(type, values);
-    operations = static_cast<std::map<PerfOperationType, int>>(values);
-    return ret;
-}
-
-int PerfGroup::GroupValueValidate(PerfCommandType type, PerfValues& operations) const
-{
     for (auto& [operation, value] : operations) {
         if (CheckOperationType(type, operation) != 0) {
             PF_LOGE("[%s:%d] [%s] CheckOperationType failed ", name.c_str());

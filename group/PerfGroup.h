@@ -1,7 +1,6 @@
 #pragma once
 
 #include "group/PerfGroupQue.h"
-#include "sys/PerfValues.h"
 
 #include <corvane/PerfConfig.h>
 #include <corvane/PerfTypes.h>
@@ -16,7 +15,7 @@ struct PerfGroupCommand {
     unsigned long long handle = NO_HANDLE;
     PerfTimePoint startTime{};
     PerfTimePoint endTime{};
-    PerfValues operationValueMap;
+    std::map<PerfOperationType, int> operationValueMap;
 };
 
 /** What a base value means on a node, as text. */
@@ -73,7 +72,6 @@ public:
     static bool GroupParametersValidate(PerfGroupConfig& config);
 
     /** Checks the values of one command, clamping them in place where configured. */
-    int GroupValueValidate(PerfCommandType type, PerfValues& operations) const;
     int GroupValueValidate(PerfCommandType type, std::map<PerfOperationType, int>& operations) const;
 
     int ShortTermStart(PerfGroupCommand const& command);

@@ -51,7 +51,7 @@ int EasResource::DefaultGlobalBoost(std::vector<PerfGroupConfig> const& configs)
     return on;
 }
 
-int EasResource::RequestValidate(PerfCommandType type, PerfGroupValues& groupMap)
+int EasResource::RequestValidate(PerfCommandType type, PerfGroupTable& groupMap)
 {
     if (groupMap.size() > globalBoostGroupId) {
         PF_LOGE("[%s:%d] [%s] invalid group num: %zu", name.c_str(), groupMap.size());
@@ -77,7 +77,7 @@ int EasResource::RequestValidate(PerfCommandType type, PerfGroupValues& groupMap
     return 0;
 }
 
-int EasResource::GetEasCommandLevel(PerfGroupValues const& groupMap, std::vector<int>& boostValues,
+int EasResource::GetEasCommandLevel(PerfGroupTable const& groupMap, std::vector<int>& boostValues,
                                     std::vector<int>& limitValues) const
 {
     for (auto const& [groupId, operations] : groupMap) {
@@ -95,7 +95,7 @@ int EasResource::GetEasCommandLevel(PerfGroupValues const& groupMap, std::vector
     return 0;
 }
 
-PerfValues EasResource::BuildGlobalBoostCommand(PerfGroupValues const& groupMap) const
+std::map<PerfOperationType, int> EasResource::BuildGlobalBoostCommand(PerfGroupTable const& groupMap) const
 {
     std::vector<int> boostValues;
     std::vector<int> limitValues;
@@ -109,7 +109,7 @@ PerfValues EasResource::BuildGlobalBoostCommand(PerfGroupValues const& groupMap)
         PF_LOGE("[%s:%d] [%s] boostValue(%u) larger than limitValue(%u)", name.c_str(), boost, limit);
         return {};
     }
-    PerfValues operations;
+    std::map<PerfOperationType, int> operations;
     if (!boostValues.empty()) {
         operations[PERF_OPERATION_BOOST] = boost;
     }

@@ -17,14 +17,13 @@ public:
 
     int InitGroups(PerfQosConfig& config) override;
     /** Adds the operations of the global-boost group to the table. Any thread. */
-    int RequestValidate(PerfCommandType type, PerfGroupValues& groupMap) override;
-    using PerfResource::RequestValidate;
+    int RequestValidate(PerfCommandType type, PerfGroupTable& groupMap) override;
 
     /** Appends the boost and limit levels of every group. */
-    int GetEasCommandLevel(PerfGroupValues const& groupMap, std::vector<int>& boostValues,
+    int GetEasCommandLevel(PerfGroupTable const& groupMap, std::vector<int>& boostValues,
                            std::vector<int>& limitValues) const;
     /** @return what the levels mean for the switch; empty if they contradict one another. */
-    PerfValues BuildGlobalBoostCommand(PerfGroupValues const& groupMap) const;
+    std::map<PerfOperationType, int> BuildGlobalBoostCommand(PerfGroupTable const& groupMap) const;
 
 private:
     int DefaultGlobalBoost(std::vector<PerfGroupConfig> const& configs);

@@ -78,7 +78,7 @@ private:
         return true;
     }
 
-    bool SetsAnotherBase(PerfGroupValues const& groups)
+    bool SetsAnotherBase(PerfGroupTable const& groups)
     {
         auto const before = younger.baseGroups.size();
         for (auto const& group : groups) {

@@ -240,20 +240,19 @@ int PerfResource::NormalCommandProcess(PerfCommandItem const& item, GroupOperati
         PF_LOGE("[%s:%d] [%s] invalid group num: %zu", name.c_str(), item.groupInfo.size());
         return -1;
     }
-    // What has no end asks for no time.
-    bool const isTimed = item.endTime != PerfTimePoint{};
-    PerfTimePoint const now = isTimed ? PerfTime::Now() : PerfTimePoint{};
+    PerfTimePoint const now = PerfTime::Now();
+    groupCommand.handle = item.handle;
+    groupCommand.startTime = item.startTime;
+    groupCommand.endTime = item.endTime;
     for (auto const& [groupId, operations] : item.groupInfo) {
         auto const& group = GetPerfGroupPtr(groupId);
         if (group == nullptr) {
             PF_LOGE("[%s:%d] [%s] GetPerfGroupPtr failed for group id %u", name.c_str(), groupId);
             return -1;
         }
-        PerfGroupCommand const command{item.handle, item.startTime, item.endTime, operations};
-        if (isTimed) {
-            group->UpdateCurrTimePoint(now);
-        }
-        if (operation(group, command) != 0) {
+        groupCommand.operationValueMap = operations;
+        group->UpdateCurrTimePoint(now);
+        if (operation(group, groupCommand) != 0) {
             PF_LOGE("[%s:%d] [%s] commandHandleFunc failed in group %u", name.c_str(), groupId);
             return -1;
         }
@@ -273,14 +272,6 @@ std::shared_ptr<PerfGroup> const& PerfResource::GetPerfGroupPtr(unsigned int id)
 
 int PerfResource::RequestValidate(PerfCommandType type, PerfGroupTable& groupMap)
 {
-    PerfGroupValues values(groupMap);
-    int const ret = RequestValidate(type, values);
-    groupMap = static_cast<PerfGroupTable>(values);
-    return ret;
-}
-
-int PerfResource::RequestValidate(PerfCommandType type, PerfGroupValues& groupMap)
-{
     // An empty table passes here, though it would not be applied: meant so.
     if (groupMap.size() > groups.size()) {
         PF_LOGE("[%s:%d] [%s] invalid group num: %zu", name.c_str(), groupMap.size());
@@ -293,7 +284,7 @@ int PerfResource::RequestValidate(PerfCommandType type, PerfGroupValues& groupMa
     return 0;
 }
 
-int PerfResource::GroupValidate(PerfCommandType type, PerfGroupValues& groupMap) const
+int PerfResource::GroupValidate(PerfCommandType type, PerfGroupTable& groupMap) const
 {
     for (auto& [groupId, operations] : groupMap) {
         if (!IsValidPerfGroupId(groupId)) {

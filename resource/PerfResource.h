@@ -58,15 +58,12 @@ public:
     /** Checks the list of groups, then builds them. Once, before InitThread. */
     virtual int InitResource(PerfQosConfig& config);
     /** Checks the values of a request, and corrects them where configured. Any thread. */
-    virtual int RequestValidate(PerfCommandType type, PerfGroupValues& groupMap);
+    virtual int RequestValidate(PerfCommandType type, PerfGroupTable& groupMap);
     virtual int SetWorkMode(PerfCommandItem const& item);
     virtual int SetSuspend(bool suspended);
     virtual int InitGroups(PerfQosConfig& config) = 0;
     virtual int CommandProcess(PerfCommandItem const& item, GroupOperation const& operation);
     virtual void DumpBase(ResourceDumpInfo& record);
-
-    /** The same for a table of a catalogue. */
-    int RequestValidate(PerfCommandType type, PerfGroupTable& groupMap);
 
     /** Starts the worker, once. Failing to is fatal for the process. */
     int InitThread();
@@ -104,7 +101,7 @@ public:
     /** @return the group, or an empty pointer. Valid as long as the resource. */
     std::shared_ptr<PerfGroup> const& GetPerfGroupPtr(unsigned int id) const;
     GroupOperation GetCommandHandle(PerfCommandType type) const;
-    int GroupValidate(PerfCommandType type, PerfGroupValues& groupMap) const;
+    int GroupValidate(PerfCommandType type, PerfGroupTable& groupMap) const;
     bool IsValidPerfGroupId(unsigned int id) const { return id < groups.size(); }
     void GetLog();
     void GetBaseInfo();
@@ -151,8 +148,11 @@ private:
     bool logReady CORVANE_GUARDED_BY(logMutex) = false;
     ResourceDumpInfo baseDump CORVANE_GUARDED_BY(logMutex);
 
-    bool suspend = false; // worker thread only
-    PerfThread worker;    // constant from InitThread to the destructor
+    // worker thread only
+    bool suspend = false;
+    PerfGroupCommand groupCommand; ///< the one in progress; kept, because what is assigned to it reuses its nodes
+
+    PerfThread worker; // constant from InitThread to the destructor
 
     PerfMutex queueMutex;
     PerfCondition queueCondition;

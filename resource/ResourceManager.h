@@ -52,11 +52,11 @@ public:
 
     /** @return the resource, or an empty pointer. Valid as long as the manager. */
     std::shared_ptr<PerfResource> const& GetResourcePtr(PerfQosId qosId) const;
+    bool HasResource(PerfQosId qosId) const { return qosId < resources.size() && resources[qosId] != nullptr; }
     /** Appends the ids of the built resources whose bit is set. */
     void GetResourceIds(unsigned long long mask, std::vector<PerfQosId>& out) const;
 
 private:
-    bool HasResource(PerfQosId qosId) const { return qosId < resources.size() && resources[qosId] != nullptr; }
     /** Builds one entry into its slot, logging as method. @return 0 also for one that is skipped. */
     int InitEntry(char const* method, PerfQosId qosId, PerfQosConfig* config, PerfConfigControlInfo const& controlInfo);
 

@@ -102,12 +102,15 @@ public:
     CORVANE_EXPORT int Dump(std::ostringstream& out, std::vector<std::string> const& args) noexcept;
     CORVANE_EXPORT void DumpCoreVersion(std::ostringstream& out) noexcept;
 
-    // The steps of the calls above.
+    // The steps that the calls above are made of, each to be called by itself.
     CORVANE_EXPORT int EventValidate(PerfEventTable& events) noexcept;
     CORVANE_EXPORT int ScenarioValidate(PerfScenarioTable& scenarios) noexcept;
     /** Folds a request into one entry per resource, by ascending id. */
     CORVANE_EXPORT std::vector<QosInfoInt> RequestFilter(std::vector<PerfRequestInfo> const& infos) const noexcept;
-    /** Drops entries without a resource (and reports the last such id); corrects values where configured. */
+    /**
+     * Drops entries without a resource (and reports the last such id); corrects values where configured. After -1 the
+     * request is as it was.
+     */
     CORVANE_EXPORT int RequestValidate(PerfCommandType type, std::vector<QosInfoInt>& request,
                                        PerfQosId& invalidQosId) noexcept;
     CORVANE_EXPORT int PreHandleEasBaseCommand(unsigned int duration, PerfCommandType& type,
@@ -123,8 +126,9 @@ public:
                                        CommandWrapper& wrapper) const noexcept;
 
 private:
+    struct DebugScenarioInfo;
     struct Members;
 
-    alignas(std::max_align_t) unsigned char room[4096];
-    Members& my; ///< built in room, so that the size of the object does not move with them
+    alignas(std::max_align_t) unsigned char storage[4096];
+    Members& members; ///< built in storage, so that the size of the object does not move with them
 };
