@@ -100,7 +100,7 @@ TEST_F(DeviceCheck, NamesWhatIsMissingAndReadsTheDevicesFrequencies)
     std::remove(nodes.PlaceOf(platform.qos[1].freqListNode).c_str());
     nodes.Box().AddFile(platform.qos[2].freqListNode, "none\n");
     std::vector<std::string> const expected = {
-        "qos[1].freqListNode cannot be read", "qos[2].freqListNode lists no frequency",
+        "qos[1].freqListNode cannot be read: No such file or directory", "qos[2].freqListNode lists no frequency",
         "qos[0].groups[0].nodes[0] holds 300000, which is outside 400000 .. 800000",
         "qos[0].groups[0].nodes[1] holds 1804800, which is outside 400000 .. 800000",
         "probe.threadBinderNode is missing: No such file or directory"};

@@ -1,6 +1,7 @@
 #include "tools/corvanectl/commands/Command.h"
 #include "tools/corvanectl/commands/Interpreter.h"
 #include "tools/corvanectl/commands/Vocabulary.h"
+#include "tools/corvanectl/nodes/NodeFile.h"
 #include "tools/corvanectl/platform/Findings.h"
 #include "tools/corvanectl/platform/Suggestion.h"
 #include "tools/corvanectl/story/NodeText.h"
@@ -76,9 +77,12 @@ void Node(Interpreter& interpreter, Words& words)
 std::size_t ReportAway(Session& session, std::vector<BaseNode> const& expected, std::ostream& report)
 {
     std::size_t away = 0;
+    PerfTimePoint const deadline = SessionTime::Now() + READ_BACK_TIME;
     for (BaseNode const& base : expected) {
-        std::string const actual = session.HeldBy(base.node).value_or(base.bytes); // not read, and never written
-        if (!Holds(actual, base.bytes)) {
+        auto const isAtBase = [&base](std::string const& content) { return Holds(content, base.bytes); };
+        auto const held = session.HeldBy(base.node, deadline, isAtBase);
+        std::string const actual = held.value_or(base.bytes); // not read, and never written
+        if (!isAtBase(actual)) {
             report << "    " << base.node << " is at " << ReadableBytes(SettingOf(actual)) << ", its base is "
                    << ReadableBytes(base.bytes) << "\n";
             ++away;
@@ -97,14 +101,13 @@ std::size_t ReportBound(Session& session, std::ostream& report)
     return bound.size();
 }
 
-/** @return what the node holds, if that can be known. @throws InputError if the platform has no such node. */
-std::optional<std::string> HeldByKnown(Session const& session, std::string const& node)
+/** @throws InputError if the platform has no such node. */
+void CheckIsKnown(Session const& session, std::string const& node)
 {
     auto const names = NodeNames(session);
     if (std::find(names.begin(), names.end(), node) == names.end()) {
         throw NoSuchNode(session, node);
     }
-    return session.HeldBy(node);
 }
 
 void Expect(Interpreter& interpreter, Words& words)
@@ -115,8 +118,12 @@ void Expect(Interpreter& interpreter, Words& words)
     for (std::string const& word : words.TakeRest()) {
         expected += " " + word;
     }
-    auto const held = HeldByKnown(session, node);
-    bool const isMet = held && (Holds(*held, expected) || ReadableBytes(*held) == expected);
+    CheckIsKnown(session, node);
+    auto const fits = [&expected](std::string const& content) {
+        return Holds(content, expected) || ReadableBytes(content) == expected;
+    };
+    auto const held = session.HeldBy(node, SessionTime::Now() + READ_BACK_TIME, fits);
+    bool const isMet = held && fits(*held);
     std::string const state =
         held ? " is at " + ReadableBytes(SettingOf(*held)) : " cannot be read and was not written";
     session.Tell(Told{"    " + node + state + (isMet ? "" : ", expected was " + expected)});

@@ -11,11 +11,17 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
 using Place = std::function<std::string(std::string const& node)>;
+
+std::string Reason(int error)
+{
+    return std::generic_category().message(error);
+}
 
 /** @return the ascending frequencies that a list names, up to the first word that is none. */
 std::vector<int> Frequencies(QosEntry const& entry, Place const& place)
@@ -57,21 +63,29 @@ std::string Fault(NodeDomain const& domain, std::string const& content)
 void CheckNode(NodeDomain const& domain, std::string const& path, Findings& findings)
 {
     std::string const where = domain.path;
-    if (access(path.c_str(), F_OK) != 0) {
-        findings.Add(where, path + " is missing: " + std::generic_category().message(errno));
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        findings.Add(where, path + " is missing: " + Reason(errno));
+        return;
+    }
+    if (S_ISDIR(status.st_mode)) {
+        findings.Add(where, path + " is a folder");
         return;
     }
     if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) {
-        findings.Add(where, path + " cannot be written: " + std::generic_category().message(errno));
+        findings.Add(where, path + " cannot be written: " + Reason(errno));
     }
     if (!domain.isNumber && domain.texts.empty()) {
         return;
     }
-    if (auto const content = ReadNode(path)) {
-        std::string const fault = Fault(domain, *content);
-        if (!fault.empty()) {
-            findings.Add(where, path + " " + fault);
-        }
+    auto const content = ReadNode(path);
+    if (!content &&
+        (status.st_mode & (S_IRUSR | S_IRGRP | S_IROTH)) != 0) { // else it can only be written, which is well
+        findings.Add(where, path + " cannot be read: " + Reason(errno));
+    }
+    std::string const fault = content ? Fault(domain, *content) : "";
+    if (!fault.empty()) {
+        findings.Add(where, path + " " + fault);
     }
 }
 
@@ -86,7 +100,7 @@ void CheckDevice(Platform const& platform, Place const& place, Findings& finding
             continue;
         }
         if (!ReadNode(place(entry.freqListNode))) {
-            findings.Add(path, place(entry.freqListNode) + " cannot be read");
+            findings.Add(path, place(entry.freqListNode) + " cannot be read: " + Reason(errno));
         } else if (Frequencies(entry, place).empty()) {
             findings.Add(path, place(entry.freqListNode) + " lists no frequency");
         }

@@ -1,8 +1,12 @@
 #include "tools/corvanectl/nodes/NodeFile.h"
 
+#include "sys/PerfTime.h"
+
 #include <array>
+#include <cerrno>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -19,7 +23,9 @@ std::optional<std::string> ReadNode(std::string const& path)
     while (bytes.size() < LONGEST && (count = read(fd, part.data(), part.size())) > 0) {
         bytes.append(part.data(), static_cast<std::size_t>(count));
     }
+    int const error = errno;
     close(fd);
+    errno = error;
     return count < 0 ? std::nullopt : std::optional<std::string>(bytes);
 }
 
@@ -34,4 +40,16 @@ bool WriteNode(std::string const& path, std::string const& bytes)
     bool const taken = writev(fd, &whole, 1) == static_cast<ssize_t>(text.size());
     close(fd);
     return taken;
+}
+
+bool PollUntil(PerfTimePoint deadline, std::function<bool()> const& done)
+{
+    constexpr int PAUSE_MS = 5;
+    while (!done()) {
+        if (PerfTime::Now() >= deadline) {
+            return false;
+        }
+        poll(nullptr, 0, PAUSE_MS);
+    }
+    return true;
 }

@@ -4,6 +4,7 @@
 #include "tools/corvanectl/platform/BaseState.h"
 #include "tools/corvanectl/platform/Platform.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -33,6 +34,11 @@ public:
     virtual void Watch(Sandbox::Observer observer) = 0;
     /** @return what the node holds, or nothing if it cannot be read. */
     virtual std::optional<std::string> Read(std::string const& node) const = 0;
+    /** Reads a real node again, until the deadline, where what it holds does not fit. @return what it held at last. */
+    std::optional<std::string> ReadWhatFits(std::string const& node, PerfTimePoint deadline,
+                                            std::function<bool(std::string const& content)> const& fits) const;
+    /** Takes notice that a node, after a write, holds something else. */
+    virtual void NoteStrayed(std::string const& /* node */, std::string const& /* held */) {}
 
     /** How nodes were left. */
     struct Leaving {

@@ -1,5 +1,7 @@
 #include "tools/corvanectl/nodes/ReadBack.h"
 
+#include "sys/PerfTime.h"
+#include "tools/corvanectl/nodes/NodeFile.h"
 #include "tools/corvanectl/story/NodeText.h"
 
 #include <utility>
@@ -24,10 +26,15 @@ std::map<std::string, std::string> ReadBack::TakeFresh()
 std::vector<Strayed> ReadBack::Compare(Nodes const& nodes)
 {
     std::vector<Strayed> strayed;
-    for (auto const& [node, text] : TakeFresh()) {
-        auto const content = nodes.Read(node);
+    PerfTimePoint const deadline = PerfTime::Now() + READ_BACK_TIME;
+    for (auto const& written : TakeFresh()) {
+        auto const& [node, text] = written;
         // A write that came meanwhile, such as the end of a timed boost, is compared the next time.
-        if (content && !Holds(*content, text) && LastTaken(node) == text) {
+        auto const fits = [this, &written](std::string const& content) {
+            return Holds(content, written.second) || LastTaken(written.first) != written.second;
+        };
+        auto const content = nodes.ReadWhatFits(node, deadline, fits);
+        if (content && !fits(*content)) {
             strayed.push_back({node, text, SettingOf(*content)});
         }
     }

@@ -33,7 +33,9 @@ void RealNodes::Watch(Sandbox::Observer observer)
         places[PlaceOf(name)] = name;
     }
     watch.emplace(places, [this, told = std::move(observer)](NodeWrite const& write) {
-        saved.NoteWrite(write.node);
+        if (write.result >= 0) {
+            saved.NoteWrite(write.node, write.bytes);
+        }
         AfterWrite(write);
         told(write);
     });
@@ -60,7 +62,14 @@ Nodes::Leaving RealNodes::Leave()
         leaving.lines.push_back(node.name + " is left with " + Described(Read(node.name)) + ", and held " +
                                 Described(node.bytes) + " before");
     }
-    std::size_t const asFound = saved.CountWritten() - leaving.lines.size();
+    std::vector<SavedNodes::Node> const written = saved.Written();
+    for (SavedNodes::Node const& node : written) {
+        if (node.isLimited) {
+            leaving.lines.push_back(node.name + " is left with " + ReadableBytes(*node.written) + ", and held " +
+                                    Described(node.bytes) + " whatever it was written: it is limited by somebody else");
+        }
+    }
+    std::size_t const asFound = written.size() - leaving.lines.size();
     if (asFound != 0) {
         leaving.lines.push_back("left as found: " + Count(asFound, "node"));
     }

@@ -23,6 +23,7 @@ public:
     void SetBase(std::vector<BaseNode> const& /* base */) override {}
     void Watch(Sandbox::Observer observer) override;
     std::optional<std::string> Read(std::string const& node) const override;
+    void NoteStrayed(std::string const& node, std::string const& held) override { saved.NoteStrayed(node, held); }
     Leaving Leave() override;
     void Abandon() override;
 

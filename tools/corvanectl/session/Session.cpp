@@ -120,14 +120,16 @@ void Session::TellSettled(bool binderToo)
     Tell(Settled{binderToo});
     if (nodes.AreReal()) {
         for (Strayed const& strayed : readBack.Compare(nodes)) {
+            nodes.NoteStrayed(strayed.node, strayed.held);
             Tell(strayed);
         }
     }
 }
 
-std::optional<std::string> Session::HeldBy(std::string const& node) const
+std::optional<std::string> Session::HeldBy(std::string const& node, PerfTimePoint deadline,
+                                           std::function<bool(std::string const& content)> const& fits) const
 {
-    auto const held = nodes.Read(node);
+    auto const held = nodes.ReadWhatFits(node, deadline, fits);
     return held ? held : readBack.LastTaken(node);
 }
 

@@ -56,7 +56,13 @@ public:
     void Sleep(std::chrono::milliseconds duration);
 
     /** @return what the node holds; of one that cannot be read, what it took last, if anything. */
-    std::optional<std::string> HeldBy(std::string const& node) const;
+    std::optional<std::string> HeldBy(std::string const& node) const
+    {
+        return HeldBy(node, {}, [](std::string const& /* content */) { return true; });
+    }
+    /** The same; until the deadline a real node is read again where that does not fit. */
+    std::optional<std::string> HeldBy(std::string const& node, PerfTimePoint deadline,
+                                      std::function<bool(std::string const& content)> const& fits) const;
     /** What each node holds while nobody asks for anything, by its name. */
     std::vector<BaseNode> Base() const;
 
