@@ -56,7 +56,8 @@ void SavedNodes::NoteStrayed(std::string const& name, std::string const& held)
 {
     std::lock_guard<std::mutex> const lock(mutex);
     Node* const node = Find(name);
-    if (node != nullptr && node->bytes && SettingOf(*node->bytes) == held) {
+    bool const showsTheSame = node != nullptr && node->bytes && SettingOf(*node->bytes) == held;
+    if (showsTheSame && NumberOf(held)) { // what shows nothing, or a state, is no limit
         node->isLimited = true;
     }
 }
