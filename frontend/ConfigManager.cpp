@@ -23,8 +23,9 @@ ConfigManager::~ConfigManager()
 }
 
 ConfigManager::Members::Members(ConfigManagerOptions const& options)
-    : commandManager(options.commandLimits), threadBinder(options.threadBinderNode),
-      debugHandles(PERF_SCENARIO_ID_COUNT, NO_HANDLE), debugClientPid(options.debugClientPid)
+    : commandManager(options.commandLimits), resourceManager(PERF_QOS_ID_COUNT, options.rewriteDelay),
+      threadBinder(options.threadBinderNode), debugHandles(PERF_SCENARIO_ID_COUNT, NO_HANDLE),
+      debugClientPid(options.debugClientPid)
 {
 }
 

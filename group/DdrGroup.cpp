@@ -3,7 +3,6 @@
 #include "group/DdrGroup.h"
 
 #include "sys/Log.h"
-#include "sys/SysWrapper.h"
 
 #include <limits>
 
@@ -45,5 +44,5 @@ void DdrGroup::DoConfig(int boostValue, int limitValue)
     int const bandwidth = ToInt(freqToBandwidthCoefficient * frequency / static_cast<float>(freqDivisor));
     PF_LOGI_VERBOSE("[%s:%d] ############ [%s] final write: bandwidth=%d, min=%d \n", name.c_str(), bandwidth,
                     boostValue);
-    SysWrapper::SysOpenAndWriteUint(name, nodePath, bandwidth, fd);
+    WriteUint(nodes[0], bandwidth);
 }

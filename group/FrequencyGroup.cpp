@@ -29,16 +29,7 @@ std::string WallClockText(FreqLimitHistoryLog::TimePoint const& time)
 
 } // namespace
 
-FrequencyGroup::FrequencyGroup(PerfGroupConfig const& config, PerfWorkMode mode)
-    : PerfGroup(config, mode), minFreqNodePath(config.nodePathVec[0]), maxFreqNodePath(config.nodePathVec[1])
-{
-}
-
-FrequencyGroup::~FrequencyGroup()
-{
-    SysWrapper::SysClose(minFreqFd);
-    SysWrapper::SysClose(maxFreqFd);
-}
+FrequencyGroup::FrequencyGroup(PerfGroupConfig const& config, PerfWorkMode mode) : PerfGroup(config, mode) {}
 
 bool FrequencyGroup::GroupParametersValidate(PerfGroupConfig& config)
 {
@@ -51,8 +42,8 @@ bool FrequencyGroup::GroupParametersValidate(PerfGroupConfig& config)
 
 void FrequencyGroup::DumpBaseValueAfterMapping(std::vector<SpecifiedGroupDumpInfo>& out) const
 {
-    out.push_back(
-        {std::to_string(BoostBaseValue()), std::to_string(LimitBaseValue()), minFreqNodePath, maxFreqNodePath});
+    out.push_back({std::to_string(BoostBaseValue()), std::to_string(LimitBaseValue()), nodes[MIN_FREQ].path,
+                   nodes[MAX_FREQ].path});
 }
 
 void FrequencyGroup::DoConfig(int boostValue, int limitValue)
@@ -64,9 +55,9 @@ void FrequencyGroup::DoConfig(int boostValue, int limitValue)
     RecordHistory(limitValue);
     EmitTraceLabel(boost, limit);
 
-    SysWrapper::SysOpenAndWriteStr(name, maxFreqNodePath, limit, maxFreqFd);
-    if (SysWrapper::SysOpenAndWriteStr(name, minFreqNodePath, boost, minFreqFd) == 0) {
-        SysWrapper::SysOpenAndWriteStr(name, maxFreqNodePath, limit, maxFreqFd);
+    WriteText(nodes[MAX_FREQ], limit);
+    if (WriteText(nodes[MIN_FREQ], boost) == 0) {
+        WriteText(nodes[MAX_FREQ], limit);
     }
 }
 
@@ -134,6 +125,5 @@ void FrequencyGroup::DumpLimitHistoryLog(std::ostringstream& out)
 
 void FrequencyGroup::CloseAllFds()
 {
-    SysWrapper::SysClose(minFreqFd);
-    SysWrapper::SysClose(maxFreqFd);
+    CloseNodes();
 }

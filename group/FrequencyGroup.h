@@ -29,7 +29,6 @@ struct FreqLimitHistoryLog {
 class FrequencyGroup : public PerfGroup {
 public:
     FrequencyGroup(PerfGroupConfig const& config, PerfWorkMode workMode);
-    ~FrequencyGroup() override;
 
     /** Exactly two node paths: minimum, maximum. */
     static bool GroupParametersValidate(PerfGroupConfig& config);
@@ -47,15 +46,11 @@ private:
     void RecordHistory(int limitValue);
     void EmitTraceLabel(std::string const& boost, std::string const& limit) const;
 
-    // constant after construction
-    std::string const minFreqNodePath;
-    std::string const maxFreqNodePath;
-    size_t const historyCapacity = 50;
+    enum NodeIndex { MIN_FREQ, MAX_FREQ };
 
-    // worker thread only
-    int minFreqFd = -1;
-    int maxFreqFd = -1;
-    int lastLoggedLimit = 0; ///< 0: no limit is announced
+    size_t const historyCapacity = 50; // constant after construction
+
+    int lastLoggedLimit = 0; ///< 0: no limit is announced; worker thread only
 
     mutable PerfMutex historyMutex;
     std::deque<FreqLimitHistoryLog> limitHistory CORVANE_GUARDED_BY(historyMutex); ///< oldest first

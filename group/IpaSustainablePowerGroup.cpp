@@ -3,19 +3,11 @@
 #include "group/IpaSustainablePowerGroup.h"
 
 #include "sys/Log.h"
-#include "sys/SysWrapper.h"
 
 IpaSustainablePowerGroup::IpaSustainablePowerGroup(PerfGroupConfig const& config, PerfWorkMode mode, bool switching,
                                                    int soc, int board)
-    : SingleNodeValueGroup(config, mode), socThreshold(soc), boardThreshold(board),
-      boardNodePath(config.nodePathVec[1]), socNodePath(config.nodePathVec[2]), boardSwitching(switching)
+    : SingleNodeValueGroup(config, mode), socThreshold(soc), boardThreshold(board), boardSwitching(switching)
 {
-}
-
-IpaSustainablePowerGroup::~IpaSustainablePowerGroup()
-{
-    SysWrapper::SysClose(boardFd);
-    SysWrapper::SysClose(socFd);
 }
 
 bool IpaSustainablePowerGroup::GroupParametersValidate(PerfGroupConfig& config)
@@ -31,12 +23,12 @@ void IpaSustainablePowerGroup::DumpBaseValueAfterMapping(std::vector<SpecifiedGr
 {
     int const value = BoostBaseValue();
     if (!boardSwitching) {
-        out.push_back({EnabledIf(value < socThreshold), "", socNodePath, ""});
+        out.push_back({EnabledIf(value < socThreshold), "", nodes[SOC_SWITCH].path, ""});
         return;
     }
-    out.push_back({std::to_string(value), "", nodePath, ""});
-    out.push_back({EnabledIf(value < boardThreshold), "", boardNodePath, ""});
-    out.push_back({EnabledIf(value <= boardThreshold), "", socNodePath, ""});
+    out.push_back({std::to_string(value), "", nodes[POWER].path, ""});
+    out.push_back({EnabledIf(value < boardThreshold), "", nodes[BOARD_SWITCH].path, ""});
+    out.push_back({EnabledIf(value <= boardThreshold), "", nodes[SOC_SWITCH].path, ""});
 }
 
 void IpaSustainablePowerGroup::DoConfig(int boostValue, int limitValue)
@@ -53,7 +45,10 @@ void IpaSustainablePowerGroup::DoConfig(int boostValue, int limitValue)
             SocIpaSwitch(enabledText);
         }
         SingleNodeValueGroup::DoConfig(boostValue, limitValue);
-    } else if (boostValue == boardThreshold) {
+        return;
+    }
+    nodes[POWER].failed = false; // from the threshold up nothing is offered to it
+    if (boostValue == boardThreshold) {
         atThresholdLatch = true;
         BoardIpaSwitch(disabledText);
         SocIpaSwitch(enabledText);
@@ -66,18 +61,23 @@ void IpaSustainablePowerGroup::DoConfig(int boostValue, int limitValue)
 
 void IpaSustainablePowerGroup::CloseAllFds()
 {
-    SysWrapper::SysClose(boardFd);
-    SysWrapper::SysClose(socFd);
+    CloseNodes(BOARD_SWITCH);
+}
+
+void IpaSustainablePowerGroup::WriteAnew()
+{
+    atThresholdLatch = true; // the switches, too, whatever they were last offered
+    SingleNodeValueGroup::WriteAnew();
 }
 
 void IpaSustainablePowerGroup::BoardIpaSwitch(std::string const& text)
 {
     PF_LOGI_VERBOSE("[%s:%d] ############ [%s] final write board ipa switch: %s \n", name.c_str(), text.c_str());
-    SysWrapper::SysOpenAndWriteStr(name, boardNodePath, text, boardFd);
+    WriteText(nodes[BOARD_SWITCH], text);
 }
 
 void IpaSustainablePowerGroup::SocIpaSwitch(std::string const& text)
 {
     PF_LOGI_VERBOSE("[%s:%d] ############ [%s] final write soc ipa switch: %s \n", name.c_str(), text.c_str());
-    SysWrapper::SysOpenAndWriteStr(name, socNodePath, text, socFd);
+    WriteText(nodes[SOC_SWITCH], text);
 }

@@ -15,7 +15,6 @@ class IpaSustainablePowerGroup : public SingleNodeValueGroup {
 public:
     IpaSustainablePowerGroup(PerfGroupConfig const& config, PerfWorkMode workMode, bool boardSwitching,
                              int socThreshold, int boardThreshold);
-    ~IpaSustainablePowerGroup() override;
 
     /** Exactly three node paths. */
     static bool GroupParametersValidate(PerfGroupConfig& config);
@@ -24,11 +23,15 @@ public:
     void DoConfig(int boostValue, int limitValue) override;
     /** Closes the two switches; the power node stays open across a suspend. */
     void CloseAllFds() override;
+    /** The switches as well, where only the power value is in force. */
+    void WriteAnew() override;
 
     void BoardIpaSwitch(std::string const& text);
     void SocIpaSwitch(std::string const& text);
 
 private:
+    enum NodeIndex { POWER, BOARD_SWITCH, SOC_SWITCH };
+
     std::string const& EnabledIf(bool enabled) const { return enabled ? enabledText : disabledText; }
 
     // constant after construction
@@ -36,13 +39,9 @@ private:
     std::string const disabledText = "disabled";
     int const socThreshold;
     int const boardThreshold;
-    std::string const boardNodePath;
-    std::string const socNodePath;
     bool const boardSwitching;
 
     // worker thread only
-    int boardFd = -1;
-    int socFd = -1;
     /** The switches were left off or split; the next value below the threshold puts both on again. */
     bool boardOffLatch = false;
     bool atThresholdLatch = false;

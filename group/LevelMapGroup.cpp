@@ -15,16 +15,6 @@ constexpr char const* SKIPPING_GROUP = "REMAINDER";
 LevelMapGroup::LevelMapGroup(PerfGroupConfig const& config, PerfWorkMode mode)
     : PerfGroup(config, mode), skipsUnopenableNodes(config.name == SKIPPING_GROUP), levelMap(config.level2ValueMap)
 {
-    for (std::string const& path : config.nodePathVec) {
-        nodes.push_back({path, -1});
-    }
-}
-
-LevelMapGroup::~LevelMapGroup()
-{
-    for (Node& node : nodes) {
-        SysWrapper::SysClose(node.fd);
-    }
 }
 
 bool LevelMapGroup::GroupParametersValidate(PerfGroupConfig& config)
@@ -85,6 +75,7 @@ void LevelMapGroup::DoConfig(int boostValue, int)
         PF_LOGE("[%s:%d] [%s] invalid level: %d", name.c_str(), boostValue);
         return;
     }
+    writtenLevel = boostValue;
     // A monitor-enable group may carry fewer texts than nodes: a node without a text is left alone.
     std::vector<std::string> const& texts = found->second;
     for (size_t i = 0; i < nodes.size() && i < texts.size(); ++i) {
@@ -92,18 +83,24 @@ void LevelMapGroup::DoConfig(int boostValue, int)
         if (skipsUnopenableNodes && node.fd < 0) {
             node.fd = SysWrapper::SysOpenWithWrOnly(node.path);
             if (node.fd < 0) {
+                node.failed = false;
                 PF_LOGD("[%s:%d] [%s] open file [%s] failed", name.c_str(), node.path.c_str());
                 continue;
             }
         }
         PF_LOGI_VERBOSE("[%s:%d] ############ [%s] final write %d: %s\n", name.c_str(), boostValue, texts[i].c_str());
-        SysWrapper::SysOpenAndWriteStr(name, node.path, texts[i], node.fd);
+        WriteText(node, texts[i]);
     }
 }
 
 void LevelMapGroup::CloseAllFds()
 {
-    for (Node& node : nodes) {
-        SysWrapper::SysClose(node.fd);
+    CloseNodes();
+}
+
+void LevelMapGroup::WriteAnew()
+{
+    if (writtenLevel) {
+        LevelMapGroup::DoConfig(*writtenLevel, *writtenLevel);
     }
 }

@@ -2,6 +2,7 @@
 
 #include "group/PerfGroup.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,7 +10,6 @@
 class LevelMapGroup : public PerfGroup {
 public:
     LevelMapGroup(PerfGroupConfig const& config, PerfWorkMode workMode);
-    ~LevelMapGroup() override;
 
     /** Levels that each have one text per node. */
     static bool GroupParametersValidate(PerfGroupConfig& config);
@@ -20,14 +20,11 @@ public:
     int OperationValueValidate(int& value) const override;
     void DoConfig(int boostValue, int limitValue) override;
     void CloseAllFds() override;
+    /** The level last written: of some kinds a related group decides it. */
+    void WriteAnew() override;
 
 private:
-    struct Node {
-        std::string path;
-        int fd;
-    };
-
     bool const skipsUnopenableNodes; // constant after construction
     LevelToValueMap const levelMap;  // constant after construction
-    std::vector<Node> nodes;         // paths constant after construction, descriptors worker thread only
+    std::optional<int> writtenLevel; // worker thread only
 };

@@ -4,6 +4,7 @@
 
 #include "group/QueSide.h"
 #include "sys/Log.h"
+#include "sys/SysWrapper.h"
 
 #include <algorithm>
 #include <iterator>
@@ -50,15 +51,55 @@ PerfGroup::PerfGroup(PerfGroupConfig const& config, PerfWorkMode mode)
       effectiveLimitValue(config.limitBase), effectiveBoostBase(config.boostBase), effectiveLimitBase(config.limitBase),
       clampOutOfRange(config.clampOutOfRange), workMode(mode)
 {
+    for (std::string const& path : config.nodePathVec) {
+        nodes.emplace_back().path = path;
+    }
 }
 
-PerfGroup::~PerfGroup() = default;
+PerfGroup::~PerfGroup()
+{
+    CloseNodes();
+}
 
 void PerfGroup::RelatedGroupDoConfig(int) {}
 
 void PerfGroup::DumpLimitHistoryLog(std::ostringstream&) {}
 
 void PerfGroup::CloseAllFds() {}
+
+void PerfGroup::WriteAnew()
+{
+    DoConfig(finalBoostValue, finalLimitValue);
+}
+
+bool PerfGroup::HasFailedWrite() const
+{
+    return std::any_of(nodes.begin(), nodes.end(), [](Node const& node) { return node.failed; });
+}
+
+int PerfGroup::WriteText(Node& node, std::string const& text)
+{
+    return NoteWrite(node, SysWrapper::SysOpenAndWriteStr(name, node.path, text, node.fd));
+}
+
+int PerfGroup::WriteUint(Node& node, int value)
+{
+    return NoteWrite(node, SysWrapper::SysOpenAndWriteUint(name, node.path, value, node.fd));
+}
+
+int PerfGroup::NoteWrite(Node& node, int result)
+{
+    node.failed = result != 0;
+    failedWrites += node.failed ? 1 : 0;
+    return result;
+}
+
+void PerfGroup::CloseNodes(std::size_t first)
+{
+    for (std::size_t i = first; i < nodes.size(); ++i) {
+        SysWrapper::SysClose(nodes[i].fd);
+    }
+}
 
 bool PerfGroup::GroupParametersValidate(PerfGroupConfig& config)
 {

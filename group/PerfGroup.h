@@ -5,6 +5,7 @@
 #include <corvane/PerfConfig.h>
 #include <corvane/PerfTypes.h>
 
+#include <cstddef>
 #include <map>
 #include <sstream>
 #include <string>
@@ -67,6 +68,8 @@ public:
     virtual void DoConfig(int boostValue, int limitValue) = 0;
     /** Closes every node; the next write opens it anew. */
     virtual void CloseAllFds();
+    /** Writes what was decided last once more, to every node; for where a node has refused it. Not while suspended. */
+    virtual void WriteAnew();
 
     /** Checks a configuration before a group is built of it. */
     static bool GroupParametersValidate(PerfGroupConfig& config);
@@ -85,6 +88,10 @@ public:
     /** While suspended nothing is written; a resume writes the pair last computed. @return 0. */
     int SetSuspend(bool suspended);
     int GetFinalBoostValue() const { return finalBoostValue; }
+    /** @return whether some node refused what was last offered to it. */
+    bool HasFailedWrite() const;
+    /** @return how many writes have failed since construction. */
+    unsigned long long FailedWrites() const { return failedWrites; }
 
     // The steps of the command operations. "Changed" results: 1, 0, or -1 on failure.
     int AddShortTermCommand(PerfGroupCommand const& command);
@@ -152,6 +159,16 @@ protected:
     bool IsSuspended() const { return suspend; }
     PerfWorkMode WorkMode() const { return workMode; }
 
+    struct Node {
+        std::string path; ///< constant after construction
+        int fd = -1;
+        bool failed = false; ///< refused what was last offered to it
+    };
+    /** Write and log as SysWrapper does, and remember what became of it. @return 0 or -1. */
+    int WriteText(Node& node, std::string const& text);
+    int WriteUint(Node& node, int value);
+    void CloseNodes(std::size_t first = 0);
+
     // constant after construction
     unsigned int const groupId;
     std::string const name;
@@ -190,10 +207,15 @@ protected:
     int const availableMin;
     int const availableMax;
 
+    std::vector<Node> nodes; ///< one for each path of the configuration, in its order; worker thread only
+
 private:
+    int NoteWrite(Node& node, int result);
+
     // worker thread only
     int finalBoostValue;
     int finalLimitValue;
+    unsigned long long failedWrites = 0;
 
     // Each queue is paired with a slot for its best item, which is never inside the queue as well. Equal keys stay in
     // order of arrival. Mind the trap: of the short-term limits the *largest* is current, of the limit bases the

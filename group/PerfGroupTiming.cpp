@@ -3,6 +3,7 @@
 #include "group/PerfGroup.h"
 #include "group/QueSide.h"
 #include "sys/Log.h"
+#include "sys/PerfTime.h"
 
 namespace {
 
@@ -18,15 +19,6 @@ template <typename Timed> bool HasValidHandleAndTimes(char const* method, std::s
         return false;
     }
     return true;
-}
-
-/** The earlier of two time points, of which zero means none. */
-PerfTimePoint EarlierOf(PerfTimePoint const& left, PerfTimePoint const& right)
-{
-    if (left == PerfTimePoint{}) {
-        return right;
-    }
-    return right == PerfTimePoint{} || left <= right ? left : right;
 }
 
 } // namespace
@@ -171,8 +163,9 @@ bool PerfGroup::CheckCurrValueChangeAfterTimeOut(PerfGroupQueItem const& before,
 
 PerfTimePoint PerfGroup::GetNextWakeUpTimePoint() const
 {
-    return EarlierOf(EarlierOf(GetNextWakeUpTimePointInBoostQue(), GetNextWakeUpTimePointInLimitQue()),
-                     GetNextWakeUpTimePointInWaitingQue());
+    PerfTimePoint const end =
+        PerfTime::EarlierOf(GetNextWakeUpTimePointInBoostQue(), GetNextWakeUpTimePointInLimitQue());
+    return PerfTime::EarlierOf(end, GetNextWakeUpTimePointInWaitingQue());
 }
 
 PerfTimePoint PerfGroup::GetNextWakeUpTimePointInBoostQue() const

@@ -3,16 +3,9 @@
 #include "group/SingleNodeValueGroup.h"
 
 #include "sys/Log.h"
-#include "sys/SysWrapper.h"
 
-SingleNodeValueGroup::SingleNodeValueGroup(PerfGroupConfig const& config, PerfWorkMode mode)
-    : PerfGroup(config, mode), nodePath(config.nodePathVec.front())
+SingleNodeValueGroup::SingleNodeValueGroup(PerfGroupConfig const& config, PerfWorkMode mode) : PerfGroup(config, mode)
 {
-}
-
-SingleNodeValueGroup::~SingleNodeValueGroup()
-{
-    SysWrapper::SysClose(fd);
 }
 
 bool SingleNodeValueGroup::GroupParametersValidate(PerfGroupConfig& config)
@@ -26,17 +19,17 @@ bool SingleNodeValueGroup::GroupParametersValidate(PerfGroupConfig& config)
 
 void SingleNodeValueGroup::DumpBaseValueAfterMapping(std::vector<SpecifiedGroupDumpInfo>& out) const
 {
-    out.push_back({std::to_string(BoostBaseValue()), "", nodePath, ""});
+    out.push_back({std::to_string(BoostBaseValue()), "", nodes[0].path, ""});
 }
 
 void SingleNodeValueGroup::DoConfig(int boostValue, int)
 {
     std::string const text = std::to_string(boostValue);
     PF_LOGI_VERBOSE("[%s:%d] ############ [%s] final write (%s) \n", name.c_str(), text.c_str());
-    SysWrapper::SysOpenAndWriteStr(name, nodePath, text, fd);
+    WriteText(nodes[0], text);
 }
 
 void SingleNodeValueGroup::CloseAllFds()
 {
-    SysWrapper::SysClose(fd);
+    CloseNodes();
 }

@@ -9,7 +9,6 @@
 class SingleNodeValueGroup : public PerfGroup {
 public:
     SingleNodeValueGroup(PerfGroupConfig const& config, PerfWorkMode workMode);
-    ~SingleNodeValueGroup() override;
 
     /** Exactly one node path. */
     static bool GroupParametersValidate(PerfGroupConfig& config);
@@ -17,8 +16,4 @@ public:
     void DumpBaseValueAfterMapping(std::vector<SpecifiedGroupDumpInfo>& out) const override;
     void DoConfig(int boostValue, int limitValue) override;
     void CloseAllFds() override;
-
-protected:
-    std::string const nodePath; // constant after construction
-    int fd = -1;                // worker thread only
 };

@@ -7,7 +7,7 @@
 #include <utility>
 
 PerfResource::PerfResource(ResConstructParam const& param)
-    : name(param.name), qosId(param.qosId), workMode(param.workMode)
+    : name(param.name), qosId(param.qosId), workMode(param.workMode), rewrite(param.rewriteDelay)
 {
 }
 
@@ -85,7 +85,52 @@ void PerfResource::WorkThread()
             }
         }
         HandleCommand(status);
-        wakeUp = FindMinTime();
+        AttendToFailedWrites();
+        wakeUp = PerfTime::EarlierOf(FindMinTime(), rewrite.Due());
+    }
+}
+
+void PerfResource::AttendToFailedWrites()
+{
+    if (!rewrite.IsEnabled()) {
+        return;
+    }
+    NoteFailedWrites(false);
+    if (rewrite.Due() == PerfTimePoint{} || !rewrite.IsDue(PerfTime::Now())) {
+        return;
+    }
+    for (auto const& group : groups) {
+        if (group != nullptr) {
+            group->WriteAnew();
+        }
+    }
+    NoteFailedWrites(true);
+}
+
+void PerfResource::NoteFailedWrites(bool isTry)
+{
+    bool remains = false;
+    unsigned long long failed = 0;
+    for (auto const& group : groups) {
+        remains = remains || (group != nullptr && group->HasFailedWrite());
+        failed += group != nullptr ? group->FailedWrites() : 0;
+    }
+    bool const failedAgain = std::exchange(failedWrites, failed) != failed;
+    if (!remains) {
+        if (failedPasses != 0) {
+            PF_LOGW("[%s:%d] [%s] nodes take their values again, after %u failed tries", name.c_str(), failedPasses);
+        }
+        failedPasses = 0;
+        rewrite.Stop();
+        return;
+    }
+    failedPasses += failedAgain ? 1 : 0;
+    if (suspend) {
+        rewrite.Stop();
+    } else if (isTry) {
+        rewrite.TryAgain(PerfTime::Now());
+    } else if (failedAgain || rewrite.Due() == PerfTimePoint{}) {
+        rewrite.StartOver(PerfTime::Now());
     }
 }
 

@@ -3,6 +3,7 @@
 #include "command/CommandWrapper.h"
 #include "group/PerfGroup.h"
 #include "resource/PerfCommandQueue.h"
+#include "resource/RewriteBackoff.h"
 #include "sys/PerfMutex.h"
 #include "sys/PerfTime.h"
 
@@ -20,6 +21,7 @@ struct ResConstructParam {
     PerfQosId qosId = 0;
     std::string name;
     PerfWorkMode workMode = PERF_WORK_MODE_DEFAULT;
+    unsigned int rewriteDelay = 0; ///< as in ConfigManagerOptions
 };
 
 /** The base values of a resource's groups. */
@@ -40,7 +42,8 @@ struct ResourceDumpInfo {
  * A kind must stop its worker at the start of its own destructor (StopThread): the worker calls virtual operations.
  *
  * Operations return 0, or -1 after an error line (each caller adds its own). A failing command is dropped; the worker
- * goes on.
+ * goes on. With a rewrite delay, the worker writes every node anew, as a resume does, while some node refuses its
+ * value.
  */
 class PerfResource {
 public:
@@ -148,9 +151,17 @@ private:
     bool logReady CORVANE_GUARDED_BY(logMutex) = false;
     ResourceDumpInfo baseDump CORVANE_GUARDED_BY(logMutex);
 
+    /** Looks at what the pass has left on the nodes, and tries again once that is due. */
+    void AttendToFailedWrites();
+    /** @param isTry the writes were such a try, not a change. */
+    void NoteFailedWrites(bool isTry);
+
     // worker thread only
     bool suspend = false;
     PerfGroupCommand groupCommand; ///< the one in progress; kept, because what is assigned to it reuses its nodes
+    RewriteBackoff rewrite;
+    unsigned long long failedWrites = 0; ///< of all groups, when last looked at
+    unsigned int failedPasses = 0;       ///< since every node last took its value
 
     PerfThread worker; // constant from InitThread to the destructor
 

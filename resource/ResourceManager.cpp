@@ -15,7 +15,7 @@
 
 #include <algorithm>
 
-ResourceManager::ResourceManager(std::size_t slots) : resources(slots) {}
+ResourceManager::ResourceManager(std::size_t slots, unsigned int delay) : resources(slots), rewriteDelay(delay) {}
 
 ResourceManager::~ResourceManager()
 {
@@ -66,7 +66,7 @@ int ResourceManager::InitEntry(char const* method, PerfQosId qosId, PerfQosConfi
         PF_LOGE_AS(method, "[%s:%d] invalid qos id: %u", qosId);
         return -1;
     }
-    ResConstructParam param{qosId, config->qosName, controlInfo.workMode};
+    ResConstructParam param{qosId, config->qosName, controlInfo.workMode, rewriteDelay};
     bool handled = false;
     auto resource = BuildSpecialResource(param, *config, controlInfo, handled);
     if (resource == nullptr && handled) {

@@ -20,8 +20,11 @@ struct ResConstructParam;
  */
 class ResourceManager {
 public:
-    /** @param slots how many QoS ids there are, 45..64. */
-    explicit ResourceManager(std::size_t slots = PERF_QOS_ID_COUNT);
+    /**
+     * @param slots how many QoS ids there are, 45..64.
+     * @param rewriteDelay of every resource, as in ConfigManagerOptions.
+     */
+    explicit ResourceManager(std::size_t slots = PERF_QOS_ID_COUNT, unsigned int rewriteDelay = 0);
     ResourceManager(ResourceManager const&) = delete;
     ResourceManager& operator=(ResourceManager const&) = delete;
     /** Ends every worker: all are told before the first is waited for. */
@@ -61,4 +64,5 @@ private:
     int InitEntry(char const* method, PerfQosId qosId, PerfQosConfig* config, PerfConfigControlInfo const& controlInfo);
 
     std::vector<std::shared_ptr<PerfResource>> resources; // constant after Init; index = QoS id
+    unsigned int const rewriteDelay;                      // constant after construction
 };

@@ -21,6 +21,15 @@ PerfTimePoint Now();
 /** The wall clock, for what people read. */
 std::chrono::system_clock::time_point WallNow();
 
+/** The earlier of two time points, of which zero means none. */
+inline PerfTimePoint EarlierOf(PerfTimePoint const& left, PerfTimePoint const& right)
+{
+    if (left == PerfTimePoint{}) {
+        return right;
+    }
+    return right == PerfTimePoint{} || left <= right ? left : right;
+}
+
 } // namespace PerfTime
 
 /** A thread of the library's own. Its owner starts it once and joins it before the end. */

@@ -23,6 +23,7 @@ ConfigManagerOptions Options()
     options.commandLimits.maxProcessNum = 256;
     options.commandLimits.maxHandleNumPerProcess = 64;
     options.commandLimits.maxTotalHandleNum = 1024;
+    options.rewriteDelay = 100;
     return options;
 }
 

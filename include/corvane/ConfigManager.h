@@ -18,6 +18,13 @@ struct ConfigManagerOptions {
     int debugClientPid = 2147483647;
     /** The node that takes the binding lines of probes. */
     std::string threadBinderNode;
+    /**
+     * ms, 0: never. A value that a node refuses is not offered again before something changes, unless this is set: then
+     * a resource with a node that has refused its value writes all its nodes anew after this time, as a resume does,
+     * and while that fails after twice the time before, at most 60 times this one. A change in between starts over.
+     * Suspended resources write nothing. The first success after a failure is a warning line.
+     */
+    unsigned int rewriteDelay = 0;
 };
 
 /**

@@ -102,6 +102,7 @@ public:
     }
 
     int FinalBoost() const { return finalFloor; }
+    int FinalLimit() const { return finalCeiling; }
 
     std::vector<std::string> actions; ///< "boost~limit" for a write, "close"
 

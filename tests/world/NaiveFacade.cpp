@@ -23,11 +23,12 @@ NaiveFacade::NaiveFacade(PlatformBuilder const& built, PerfTimePoint const& time
 {
     auto const put = [this](std::string const& node, std::string const& bytes) {
         writes.push_back({node, bytes, now});
+        return refusing.count(node) == 0;
     };
     for (auto const& [id, config] : platform.qosConfigs) {
-        resources.emplace(std::piecewise_construct, std::tuple(id),
-                          std::tuple<PerfQosId, PerfQosConfig const&, PerfConfigControlInfo const&, NaiveResource::Put>(
-                              id, *config, platform.control, put));
+        resources.emplace(
+            std::piecewise_construct, std::tuple(id),
+            std::forward_as_tuple(id, *config, platform.control, milliseconds(platform.options.rewriteDelay), put));
     }
     for (ConfigurableEvent const& event : platform.events) {
         auto& phases = events[event.eventId];
@@ -467,6 +468,11 @@ int NaiveFacade::Dump(std::ostringstream& out, std::vector<std::string> const& a
 }
 
 // Time
+
+void NaiveFacade::Refuse(std::string const& node, bool on)
+{
+    on ? void(refusing.insert(node)) : void(refusing.erase(node));
+}
 
 void NaiveFacade::Settle()
 {

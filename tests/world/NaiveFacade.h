@@ -4,6 +4,7 @@
 #include "tests/world/NaiveResource.h"
 
 #include <chrono>
+#include <set>
 #include <sstream>
 
 /**
@@ -48,6 +49,8 @@ public:
     int Dump(std::ostringstream& out, std::vector<std::string> const& args);
 
     void AdvanceBy(std::chrono::milliseconds duration);
+    /** Lets a node refuse every write, or take them again. */
+    void Refuse(std::string const& node, bool on);
 
     std::map<unsigned long long, Held> held;
     std::vector<Write> writes;
@@ -95,6 +98,7 @@ private:
     PerfWorkMode mode;
     std::vector<unsigned long long> console = std::vector<unsigned long long>(6, NO_HANDLE);
 
+    std::set<std::string> refusing;
     std::map<int, Bound> bindings;
     std::vector<Bound> toBind, bound; ///< by their start, and by their end
     std::vector<int> stopped;

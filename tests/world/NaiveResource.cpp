@@ -14,9 +14,10 @@ bool MeansBoost(PerfQosEasConfig const& config, int level)
 
 } // namespace
 
-NaiveResource::NaiveResource(PerfQosId id, PerfQosConfig const& config, PerfConfigControlInfo const& flags, Put take)
-    : qosId(id), name(config.qosName), control(flags), put(std::move(take)), configs(config.groupConfigs),
-      ddr(id == PERF_QOS_DDR ? dynamic_cast<PerfQosFreqConfig const*>(&config) : nullptr),
+NaiveResource::NaiveResource(PerfQosId id, PerfQosConfig const& config, PerfConfigControlInfo const& flags,
+                             std::chrono::milliseconds delay, Put take)
+    : qosId(id), name(config.qosName), control(flags), rewriteDelay(delay), put(std::move(take)),
+      configs(config.groupConfigs), ddr(id == PERF_QOS_DDR ? dynamic_cast<PerfQosFreqConfig const*>(&config) : nullptr),
       power(dynamic_cast<PerfQosIpaPowerConfig const*>(&config)), eas(dynamic_cast<PerfQosEasConfig const*>(&config))
 {
     if (eas != nullptr) {
@@ -89,7 +90,7 @@ int NaiveResource::ExtendByGlobalBoost(PerfGroupTable& asked) const
 
 PerfTimePoint NaiveResource::NextWakeUp() const
 {
-    PerfTimePoint first{};
+    PerfTimePoint first = nextTry;
     for (NaiveGroup const& group : groups) {
         PerfTimePoint const time = group.GetNextWakeUpTimePoint();
         first = time != PerfTimePoint{} && (first == PerfTimePoint{} || time < first) ? time : first;
@@ -113,6 +114,54 @@ void NaiveResource::Work(PerfTimePoint const& time)
         } else {
             return;
         }
+        AttendToRefusals();
+    }
+}
+
+void NaiveResource::AttendToRefusals()
+{
+    PlanTheNextTry(false);
+    if (nextTry != PerfTimePoint{} && nextTry <= now) {
+        for (unsigned int group = 0; group < groups.size(); ++group) {
+            WriteAnew(group);
+        }
+        PlanTheNextTry(true);
+    }
+}
+
+void NaiveResource::PlanTheNextTry(bool isTry)
+{
+    bool const again = std::exchange(refusedNow, false);
+    if (rewriteDelay.count() == 0 || refused.empty() || asleep) {
+        nextTry = {};
+    } else if (isTry) {
+        distance = std::min(2 * distance, 60 * rewriteDelay);
+        nextTry = now + distance;
+        latestTry = now + 60 * rewriteDelay;
+    } else if (again || nextTry == PerfTimePoint{}) {
+        latestTry = nextTry == PerfTimePoint{} ? now + 60 * rewriteDelay : latestTry;
+        distance = rewriteDelay;
+        nextTry = std::min(now + distance, latestTry);
+    }
+}
+
+void NaiveResource::WriteAnew(unsigned int group)
+{
+    if (configs[group].level2ValueMap.empty()) {
+        atThreshold = true; // so that the switches are written, too
+        Write(group, groups[group].FinalBoost(), groups[group].FinalLimit());
+    } else if (levels.count(group) != 0) {
+        WriteLevel(group, levels[group]);
+    }
+}
+
+void NaiveResource::Offer(std::string const& node, std::string const& bytes)
+{
+    if (put(node, bytes)) {
+        refused.erase(node);
+    } else {
+        refused.insert(node);
+        refusedNow = true;
     }
 }
 
@@ -192,27 +241,30 @@ void NaiveResource::Write(unsigned int group, int boost, int limit)
     } else if (ddr != nullptr && ddr->freqToBandwidthCoefficient > 0) {
         float const bandwidth = ddr->freqToBandwidthCoefficient * static_cast<float>(boost) / 1000000.0F;
         int const whole = static_cast<int>(bandwidth);
-        put(nodes[0], std::string(reinterpret_cast<char const*>(&whole), sizeof(whole)));
+        Offer(nodes[0], std::string(reinterpret_cast<char const*>(&whole), sizeof(whole)));
     } else if (IsMemoryLatency() || (qosId == PERF_QOS_IPA_SWITCH_TEMP && !control.ipaResourceFlag)) {
         return;
     } else if (!configs[group].level2ValueMap.empty()) {
         WriteLevel(group, boost);
     } else if (nodes.size() == 2) {
         NoteLimit(limit);
-        for (unsigned int node : {1U, 0U, 1U}) {
-            put(nodes[node], std::to_string(node == 0 ? boost : limit));
+        Offer(nodes[1], std::to_string(limit));
+        Offer(nodes[0], std::to_string(boost));
+        if (refused.count(nodes[0]) == 0) {
+            Offer(nodes[1], std::to_string(limit));
         }
     } else {
-        put(nodes[0], std::to_string(boost));
+        Offer(nodes[0], std::to_string(boost));
     }
 }
 
 void NaiveResource::WriteLevel(unsigned int group, int level)
 {
     if (IsLevel(group, level)) {
+        levels[group] = level;
         auto const& texts = configs[group].level2ValueMap.at(level);
         for (std::size_t i = 0; i < texts.size(); ++i) {
-            put(configs[group].nodePathVec[i], texts[i]);
+            Offer(configs[group].nodePathVec[i], texts[i]);
         }
     }
 }
@@ -220,7 +272,7 @@ void NaiveResource::WriteLevel(unsigned int group, int level)
 void NaiveResource::WritePower(int value)
 {
     auto const& nodes = configs[0].nodePathVec;
-    auto const toggle = [&](std::size_t node, bool on) { put(nodes[node], on ? "enabled" : "disabled"); };
+    auto const toggle = [&](std::size_t node, bool on) { Offer(nodes[node], on ? "enabled" : "disabled"); };
     if (!control.ipaResourceFlag) {
         toggle(2, value < power->socThreshold);
         return;
@@ -232,7 +284,9 @@ void NaiveResource::WritePower(int value)
         toggle(2, below || at);
     }
     if (below) {
-        put(nodes[0], std::to_string(value));
+        Offer(nodes[0], std::to_string(value));
+    } else {
+        refused.erase(nodes[0]);
     }
     atThreshold = !below && (atThreshold || at);
     boardOff = !below && (boardOff || !at);

@@ -5,20 +5,24 @@
 
 #include <corvane/PerfConfig.h>
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <iosfwd>
+#include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 /** A resource of any kind and its worker: naive groups behind a queue, and what their values mean on the nodes. */
 class NaiveResource {
 public:
-    using Put = std::function<void(std::string const& node, std::string const& bytes)>;
+    using Put = std::function<bool(std::string const& node, std::string const& bytes)>;
 
-    /** @param put takes every write. */
-    NaiveResource(PerfQosId id, PerfQosConfig const& config, PerfConfigControlInfo const& control, Put put);
+    /** @param put is offered every write. @return whether the node takes it. */
+    NaiveResource(PerfQosId id, PerfQosConfig const& config, PerfConfigControlInfo const& control,
+                  std::chrono::milliseconds rewriteDelay, Put put);
 
     int Validate(PerfCommandType type, PerfGroupTable& groups) const;
     void Send(PerfCommandType type, PerfCommandItem const& item) { queue.push_back({type, item}); }
@@ -47,6 +51,11 @@ private:
     int ExtendByGlobalBoost(PerfGroupTable& groups) const;
 
     void Do(Command const& command);
+    /** Writes everything anew where that is due. */
+    void AttendToRefusals();
+    void PlanTheNextTry(bool isTry);
+    void WriteAnew(unsigned int group);
+    void Offer(std::string const& node, std::string const& bytes);
     bool Apply(Command const& command);
     void Suspend(bool on);
     /** Writes what the group has decided since the last time. */
@@ -60,6 +69,7 @@ private:
     PerfQosId const qosId;
     std::string const name;
     PerfConfigControlInfo const control;
+    std::chrono::milliseconds const rewriteDelay;
     Put const put;
     std::vector<PerfGroupConfig> configs;
     PerfQosFreqConfig const* const ddr;
@@ -73,4 +83,10 @@ private:
     bool boardOff = false, atThreshold = false;
     std::optional<int> ratio, monitor; ///< as last followed
     std::deque<Limited> history;
+
+    std::map<unsigned int, int> levels; ///< last written
+    std::set<std::string> refused;      ///< the nodes that did not take what they were last offered
+    bool refusedNow = false;            ///< since the last look
+    std::chrono::milliseconds distance{};
+    PerfTimePoint nextTry{}, latestTry{};
 };

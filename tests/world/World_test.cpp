@@ -60,15 +60,24 @@ void Furnish(PlatformBuilder& platform, std::uint64_t seed)
     platform.control.ipaResourceFlag = random.Below(3) != 0;
     platform.options.commandLimits = {4, 6, 16, 0, 1020};
     platform.options.debugClientPid = random.Chance(2) ? 3 : 77;
+    platform.options.rewriteDelay = random.Chance(3) ? 0 : random.Chance(2) ? 15 : 200;
 }
 
 class RealFacade : public ConfigManager {
 public:
-    RealFacade(ConfigManagerOptions const& options, VirtualTime& its) : ConfigManager(options), time(its) {}
+    RealFacade(ConfigManagerOptions const& options, VirtualTime& its, Sandbox& on)
+        : ConfigManager(options), time(its), sandbox(on)
+    {
+    }
     void AdvanceBy(milliseconds duration) { time.AdvanceBy(duration); }
+    void Refuse(std::string const& node, bool on)
+    {
+        on ? sandbox.FailNode(node, Fault::Error(EBUSY)) : sandbox.ClearFaults(node);
+    }
 
 private:
     VirtualTime& time;
+    Sandbox& sandbox;
 };
 
 /** One call, on either of the two. */
@@ -271,6 +280,20 @@ private:
         });
     }
 
+    Call Refusal()
+    {
+        Strings const nodes{"cpu_m/min", "cpu_m/max",     "ddr/bandwidth",  "ipa/power", "ipa/board",
+                            "ipa/soc",   "eas/0",         "eas/global",     "gpu/power", "always/max",
+                            "level/1",   "mem_lat/ratio", "mem_lat/monitor"};
+        std::string const node = random.Pick(nodes);
+        bool const on = random.Chance(3);
+        return Make(node + (on ? " refuses" : " takes again"), [=](auto& facade) {
+            facade.AdvanceBy(milliseconds(0));
+            facade.Refuse(node, on);
+            return Told(0);
+        });
+    }
+
     Call Next(NaiveFacade const& naive)
     {
         int const dice = random.Below(100);
@@ -303,6 +326,9 @@ private:
                    : dice < 80 ? Probe()
                    : dice < 83 ? Console()
                                : Dump(random.Pick(dumps));
+        }
+        if (random.Chance(3)) {
+            return Refusal();
         }
         if (dice == 85 && random.Chance(3)) {
             return Make("Reset", [](auto& facade) {
@@ -352,7 +378,7 @@ Difference Play(std::uint64_t seed, Calls const& script)
     Furnish(platform, seed);
     Furnish(naivePlatform, seed);
     platform.options.threadBinderNode = sandbox.AddNode("binder");
-    RealFacade real(platform.options, time);
+    RealFacade real(platform.options, time, sandbox);
     NaiveFacade naive(naivePlatform, begin);
     if (platform.Init(real) != 0) {
         return {0, "Init failed"};

@@ -45,6 +45,7 @@ void Session::Start()
 {
     ConfigManagerOptions options;
     options.threadBinderNode = platform.threadBinderNode.empty() ? "" : nodes.PlaceOf(platform.threadBinderNode);
+    options.rewriteDelay = 100;
     manager = std::make_unique<ConfigManager>(options);
     if (manager->Init(configs.Config(), platform.events, platform.scenarios, platform.probe) != 0) {
         throw InputError("the library refuses the platform; the log says why");
