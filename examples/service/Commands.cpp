@@ -2,17 +2,14 @@
 
 #include <charconv>
 #include <sstream>
+#include <utility>
 
 namespace {
 
 char const* const OK = "ok";
 char const* const REFUSED = "error refused; the log says why";
 char const* const NOT_ALLOWED = "error not allowed";
-
-std::string Usage(char const* usage)
-{
-    return std::string("error usage: ") + usage;
-}
+char const* const TOO_MANY = "error too many";
 
 /** The whole word must be a number of this type: no sign for an unsigned one, nothing behind it. */
 template <typename Number> bool Parse(std::string_view word, Number& number)
@@ -23,7 +20,7 @@ template <typename Number> bool Parse(std::string_view word, Number& number)
 }
 
 /** Every word from the second on; empty if there is none, or one is no number. */
-std::vector<unsigned int> ParseIds(Commands::Words const& words)
+template <typename Words> std::vector<unsigned int> ParseIds(Words const& words)
 {
     std::vector<unsigned int> ids;
     for (auto word = words.begin() + 1; word != words.end(); ++word) {
@@ -34,18 +31,27 @@ std::vector<unsigned int> ParseIds(Commands::Words const& words)
     return ids;
 }
 
-bool ParseOperation(std::string_view word, PerfOperationType& operation)
+template <typename Map, typename Condition> void EraseIf(Map& map, Condition const& condition)
 {
-    operation = word == "limit" ? PERF_OPERATION_LIMIT : PERF_OPERATION_BOOST;
-    return word == "limit" || word == "boost";
-}
-
-std::string Answer(int result)
-{
-    return result == 0 ? OK : REFUSED;
+    for (auto next = map.begin(); next != map.end();) {
+        next = condition(*next) ? map.erase(next) : std::next(next);
+    }
 }
 
 } // namespace
+
+Commands::Commands(ConfigManager& configManager, std::vector<ConfigurableEvent> const& events) : manager(configManager)
+{
+    for (ConfigurableEvent const& event : events) {
+        for (QosCommand const& command : event.qosCommands) {
+            Milliseconds end{0};
+            for (EventPhase const& phase : command.phases) {
+                end += Milliseconds(phase.duration);
+            }
+            eventLengths[event.eventId] = std::max(eventLengths[event.eventId], end);
+        }
+    }
+}
 
 Commands::Words Commands::Split(std::string_view line)
 {
@@ -60,164 +66,204 @@ Commands::Words Commands::Split(std::string_view line)
 
 std::string Commands::Execute(Asker const& asker, std::string_view line)
 {
-    static std::map<std::string_view, std::string (Commands::*)(Asker const&, Words const&)> const commands = {
-        {"request", &Commands::Request}, {"release", &Commands::Release}, {"scenario", &Commands::Scenario},
-        {"mode", &Commands::Mode},       {"event", &Commands::Event},     {"suspend", &Commands::Suspend},
-        {"resume", &Commands::Resume},
+    struct Command {
+        std::string (Commands::*execute)(Asker const&, Words const&);
+        bool forTrusted;
+        char const* usage;
+    };
+    static std::map<std::string_view, Command> const commands = {
+        {"request", {&Commands::Request, false, "request MS QOS GROUP boost|limit VALUE ..."}},
+        {"release", {&Commands::Release, false, "release HANDLE|all"}},
+        {"scenario", {&Commands::Preset, false, "scenario ID"}},
+        {"mode", {&Commands::Preset, true, "mode ID"}},
+        {"event", {&Commands::Event, true, "event ID [MS|stop]"}},
+        {"suspend", {&Commands::Suspend, true, "suspend QOS ..."}},
+        {"resume", {&Commands::Suspend, true, "resume QOS ..."}},
+        {"dump", {&Commands::Dump, true, "dump OPTION"}},
     };
     Words const words = Split(line);
-    auto const command = words.empty() ? commands.end() : commands.find(words.front());
-    return command == commands.end() ? "error unknown command" : (this->*command->second)(asker, words);
+    auto const found = words.empty() ? commands.end() : commands.find(words.front());
+    if (found == commands.end()) {
+        return "error unknown command";
+    }
+    auto const& [execute, forTrusted, usage] = found->second;
+    std::string const answer = forTrusted && !asker.trusted ? NOT_ALLOWED : (this->*execute)(asker, words);
+    return answer.empty() ? std::string("error usage: ") + usage : answer;
 }
 
 std::string Commands::Request(Asker const& asker, Words const& words)
 {
-    char const* const usage = "request MS QOS GROUP boost|limit VALUE ...";
     unsigned int duration = 0;
     if (words.size() < 6 || words.size() % 4 != 2 || !Parse(words[1], duration)) {
-        return Usage(usage);
+        return {};
     }
     std::vector<PerfRequestInfo> infos;
     for (auto word = words.begin() + 2; word != words.end(); word += 4) {
         PerfRequestInfo& info = infos.emplace_back();
         GroupInfo& group = info.groupInfos.emplace_back();
         auto& [operation, value] = group.operations.emplace_back();
-        if (!Parse(word[0], info.qosId) || !Parse(word[1], group.groupId) || !ParseOperation(word[2], operation) ||
-            !Parse(word[3], value)) {
-            return Usage(usage);
+        operation = word[2] == "limit" ? PERF_OPERATION_LIMIT : PERF_OPERATION_BOOST;
+        if (!Parse(word[0], info.qosId) || !Parse(word[1], group.groupId) || !Parse(word[3], value) ||
+            (word[2] != "limit" && word[2] != "boost")) {
+            return {};
+        }
+        if (info.qosId == PERF_QOS_EAS_BASE && !asker.trusted) {
+            return NOT_ALLOWED;
         }
     }
-    unsigned long long handle = NO_HANDLE;
-    int const result = manager.PerfRequest(asker.pid, duration, infos, handle);
-    return Granted(asker, result, handle);
+    Milliseconds const ms(duration);
+    return HasRoomFor(asker) ? Keep(asker, ms, PerfHold::Request(manager, asker.owner, ms, infos)) : TOO_MANY;
 }
 
-std::string Commands::Granted(Asker const& asker, int result, unsigned long long handle)
+bool Commands::HasRoomFor(Asker const& asker)
 {
-    if (result == 0) {
-        return OK + (" " + std::to_string(handle));
+    SettleEvents(); // what has ended makes room
+    auto const isOwn = [&](auto const& other) { return other.second.asker.owner == asker.owner; };
+    auto const own = static_cast<size_t>(std::count_if(held.begin(), held.end(), isOwn));
+    return own < MAX_HANDLES_OF_ONE && HasRoom(HANDLES, held, asker);
+}
+
+std::string Commands::Keep(Asker const& asker, Milliseconds duration, PerfHold hold, std::optional<PerfEventId> event)
+{
+    if (!hold && !event) {
+        return REFUSED;
     }
-    // A refused call may have left a handle: it was recorded, and then named no resource of this device.
-    if (handle != NO_HANDLE && handle != INVALID_HANDLE) {
-        manager.PerfRelease(asker.pid, handle);
+    unsigned long long const handle = hold.Handle();
+    auto const end = duration == Milliseconds::zero() ? Clock::time_point::max() : Clock::now() + duration;
+    if (handle != NO_HANDLE || event) { // not for base values
+        held.emplace(handle, Held{asker, std::move(hold), event, true, end});
     }
-    return REFUSED;
+    return handle == NO_HANDLE ? OK : OK + (" " + std::to_string(handle));
 }
 
 std::string Commands::Release(Asker const& asker, Words const& words)
 {
-    unsigned long long handle = 0;
-    if (words.size() == 2 && words[1] == "all") {
-        return Answer(manager.PerfReleaseAll(asker.pid));
+    unsigned long long handle = NO_HANDLE;
+    bool const all = words.size() == 2 && words[1] == "all";
+    if (!all && (words.size() != 2 || !Parse(words[1], handle))) {
+        return {};
     }
-    if (words.size() != 2 || !Parse(words[1], handle)) {
-        return Usage("release HANDLE|all");
-    }
-    return Answer(manager.PerfRelease(asker.pid, handle)); // others' handles are unknown under this process
+    // An unknown handle, or somebody else's, is no error.
+    EraseIf(held, [&](auto const& entry) {
+        bool const isOwn = entry.second.asker.owner == asker.owner && !entry.second.event;
+        return isOwn && (all || entry.first == handle);
+    });
+    return OK;
 }
 
-std::string Commands::Scenario(Asker const& asker, Words const& words)
+std::string Commands::Preset(Asker const& asker, Words const& words)
 {
     std::vector<unsigned int> const ids = ParseIds(words);
     if (ids.size() != 1) {
-        return Usage("scenario ID");
+        return {};
     }
-    unsigned long long handle = NO_HANDLE;
-    int const result = manager.PerfSetScenario(asker.pid, ids.front(), handle);
-    return Granted(asker, result, handle);
-}
-
-std::string Commands::Mode(Asker const& asker, Words const& words)
-{
-    std::vector<unsigned int> const ids = ParseIds(words);
-    if (ids.size() != 1) {
-        return Usage("mode ID");
-    }
-    unsigned long long handle = NO_HANDLE;
-    int const result = manager.PerfSetMode(asker.pid, ids.front(), handle);
-    return Granted(asker, result, handle);
+    auto const set = words[0] == "mode" ? PerfHold::Mode : PerfHold::Scenario;
+    return HasRoomFor(asker) ? Keep(asker, {}, set(manager, asker.owner, ids.front())) : TOO_MANY;
 }
 
 // By the event's own calls: through PerfEvent a client could reach suspend and the probe by their numbers.
-std::string Commands::Event(Asker const&, Words const& words)
+std::string Commands::Event(Asker const& asker, Words const& words)
 {
-    PerfEventId event = 0;
+    PerfEventId id = 0;
     unsigned int duration = 0; // 0: the event's own timing
-    if (words.size() < 2 || words.size() > 3 || !Parse(words[1], event)) {
-        return Usage("event ID [MS|stop]");
+    if (words.size() < 2 || words.size() > 3 || !Parse(words[1], id)) {
+        return {};
     }
-    if (words.size() == 2) {
-        return Answer(manager.StartEvent(event, 0));
-    }
-    if (words[2] == "stop") {
-        manager.StopEvent(event);
+    if (words.size() == 3 && words[2] == "stop") {
+        Unwant(asker.owner, id);
         return OK;
     }
-    if (!Parse(words[2], duration) || duration < PERF_DURATION_MIN_MS || duration > PERF_DURATION_MAX_MS) {
-        return Usage("event ID [MS|stop]");
+    if (words.size() == 3 &&
+        (!Parse(words[2], duration) || duration < PERF_DURATION_MIN_MS || duration > PERF_DURATION_MAX_MS)) {
+        return {};
     }
-    return Answer(manager.StartEvent(event, duration));
+    if (!HasRoomFor(asker)) {
+        return TOO_MANY;
+    }
+    auto const length = eventLengths.find(id);
+    if (manager.StartEvent(id, duration) != 0 || length == eventLengths.end()) { // nothing starts of an unknown one
+        return REFUSED;
+    }
+    return Keep(asker, duration == 0 ? length->second : Milliseconds(duration), {}, id);
+}
+
+void Commands::Unwant(int owner, std::optional<PerfEventId> id)
+{
+    for (auto [run, end] = held.equal_range(NO_HANDLE); run != end; ++run) {
+        bool const isMeant = run->second.asker.owner == owner && run->second.event == id.value_or(*run->second.event);
+        run->second.wanted = run->second.wanted && !isMeant;
+    }
+    SettleEvents();
+}
+
+bool Commands::SettleEvents()
+{
+    EraseIf(held, [now = Clock::now()](auto const& entry) { return entry.second.end <= now; });
+    std::set<PerfEventId> wanted;
+    std::set<PerfEventId> unwanted;
+    for (auto [run, end] = held.equal_range(NO_HANDLE); run != end; ++run) {
+        (run->second.wanted ? wanted : unwanted).insert(*run->second.event);
+    }
+    for (auto next = unwanted.begin(); next != unwanted.end();) {
+        PerfEventId const id = *next++;
+        if (wanted.count(id) == 0) {
+            manager.StopEvent(id);
+            EraseIf(held, [id](auto const& entry) { return entry.second.event == id; });
+            unwanted.erase(id);
+        }
+    }
+    return !unwanted.empty();
 }
 
 std::string Commands::Suspend(Asker const& asker, Words const& words)
 {
-    if (!asker.trusted) {
-        return NOT_ALLOWED;
-    }
-    std::vector<unsigned int> params = ParseIds(words);
-    if (params.empty()) {
-        return Usage("suspend QOS ...");
-    }
-    std::vector<unsigned int> const ids = params;
-    params.insert(params.begin(), 1);
-    int const result = manager.PerfSetSuspend(params);
-    if (result == 0) {
-        for (PerfQosId const id : ids) {
-            suspendedBy[id].insert(asker.pid);
+    std::vector<unsigned int> const ids = ParseIds(words);
+    for (PerfQosId const id : ids) {
+        if (words[0] == "resume") {
+            Resume(asker.owner, id);
+        } else if (manager.PerfSetSuspend({1, id}) == 0) {
+            suspends.emplace(id, asker.owner);
+        } else {
+            return REFUSED;
         }
     }
-    return Answer(result);
+    return ids.empty() ? "" : OK;
 }
 
-std::string Commands::Resume(Asker const& asker, Words const& words)
+void Commands::Resume(int owner, PerfQosId id)
 {
-    std::vector<unsigned int> const ids = ParseIds(words);
-    if (ids.empty()) {
-        return Usage("resume QOS ...");
-    }
-    for (PerfQosId const id : ids) {
-        ResumeFor(asker.pid, id);
-    }
-    return OK;
-}
-
-void Commands::ResumeFor(pid_t pid, PerfQosId id)
-{
-    auto const suspended = suspendedBy.find(id);
-    if (suspended == suspendedBy.end() || suspended->second.erase(pid) == 0 || !suspended->second.empty()) {
-        return; // not this one's, or somebody else still wants it
-    }
-    suspendedBy.erase(suspended);
-    manager.PerfSetSuspend({0, id});
-}
-
-void Commands::Forget(pid_t pid)
-{
-    manager.PerfReleaseAll(pid);
-    for (auto next = suspendedBy.begin(); next != suspendedBy.end();) {
-        ResumeFor(pid, (next++)->first);
+    bool const was = suspends.erase({id, owner}) != 0;
+    auto const other = suspends.lower_bound({id, 0});
+    if (was && (other == suspends.end() || other->first != id)) {
+        static_cast<void>(manager.PerfSetSuspend({0, id})); // what could be suspended can be resumed
     }
 }
 
-void Commands::WindUp()
+std::string Commands::Dump(Asker const&, Words const& words)
 {
-    for (auto const& suspended : suspendedBy) {
-        manager.PerfSetSuspend({0, suspended.first});
+    std::ostringstream text;
+    if (words.size() != 2) {
+        return {};
     }
-    suspendedBy.clear();
-    manager.Reset();
-    // The calls above only queue, and the destructor drops what is queued. A dump returns when every worker has come to
-    // it, and so has done what was queued before.
-    std::ostringstream unused;
-    manager.Dump(unused, {"--task"});
+    bool const known = manager.Dump(text, {std::string(words[1])}) == 0;
+    return text.str() + (known ? OK : REFUSED);
+}
+
+bool Commands::WaitsForWorkers(Asker const& asker, std::string_view line)
+{
+    Words const words = Split(line);
+    return asker.trusted && words.size() == 2 && words[0] == "dump" &&
+           (words[1] == "--task" || words[1] == "--base_info");
+}
+
+void Commands::Forget(int owner)
+{
+    EraseIf(held, [&](auto const& entry) { return entry.second.asker.owner == owner && !entry.second.event; });
+    Unwant(owner, {});
+    for (auto next = suspends.begin(); next != suspends.end();) {
+        auto const [id, who] = *next++;
+        if (who == owner) {
+            Resume(owner, id);
+        }
+    }
 }

@@ -2,29 +2,15 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <utility>
 
 namespace {
 
 constexpr PerfQosId QOS_MEMORY = 10; // any id without a fixed meaning
-
-constexpr unsigned int GROUP = 0; // the only one of each resource
-
+constexpr unsigned int GROUP = 0;    // the only one of each resource
 constexpr PerfEventId EVENT_LAUNCH = 0;
 constexpr PerfScenarioId SCENARIO_GAME = 0;
-
-bool IsWritable(PerfGroupConfig const& group)
-{
-    return std::all_of(group.nodePathVec.begin(), group.nodePathVec.end(), [](std::string const& node) {
-        if (access(node.c_str(), W_OK) == 0) {
-            return true;
-        }
-        std::perror(node.c_str());
-        return false;
-    });
-}
 
 std::vector<GroupInfo> Boost(int value)
 {
@@ -62,30 +48,38 @@ bool Platform::Start(ConfigManager& manager)
     if (manager.Init(PerfDefaultConfig{0, present, {}}, Events(), Scenarios(), {}) != 0) {
         return false;
     }
-    // Init writes nothing. A resumed resource writes what is in force, so that what a service before this one may have
-    // left behind ends here.
+    return Renew(manager); // Init writes nothing: what a service before this one has left behind ends here
+}
+
+bool Platform::Renew(ConfigManager& manager) const
+{
     std::vector<unsigned int> params = {1};
     for (auto const& [id, config] : present) {
         params.push_back(id);
     }
-    manager.PerfSetSuspend(params);
+    int const suspended = manager.PerfSetSuspend(params);
     params[0] = 0;
-    return manager.PerfSetSuspend(params) == 0;
+    return manager.PerfSetSuspend(params) == 0 && suspended == 0; // a resumed resource writes what is in force
 }
 
 void Platform::AddIfPresent(PerfQosId id, PerfQosConfig& config)
 {
     PerfConfigControlInfo const control;
     config.GetGroupConfigByChipType(0, control);
-    bool const fits = config.ReviseGroupConfigValue(control.chipType) == 0;
-    if (!fits || !std::all_of(config.groupConfigs.begin(), config.groupConfigs.end(), IsWritable)) {
-        std::fprintf(stderr, "%s is left out: this device lacks it, or keeps it from us\n", config.qosName.c_str());
-        return;
+    bool fits = config.ReviseGroupConfigValue(control.chipType) == 0;
+    for (PerfGroupConfig const& group : config.groupConfigs) {
+        for (std::string const& node : group.nodePathVec) {
+            fits = fits && access(node.c_str(), W_OK) == 0;
+        }
     }
-    present.emplace(id, &config);
+    if (fits) {
+        present.emplace(id, &config);
+    } else {
+        std::fprintf(stderr, "%s is left out: this device lacks it, or keeps it from us\n", config.qosName.c_str());
+    }
 }
 
-std::vector<ConfigurableEvent> Platform::Events() const
+std::vector<ConfigurableEvent> Platform::Events()
 {
     // Of an event, what the device lacks is dropped.
     return {{EVENT_LAUNCH,

@@ -24,10 +24,12 @@ public:
 
     /** Fits the description to the device, initialises the library with it and brings every node to its base. */
     bool Start(ConfigManager& manager);
+    /** Has what is in force written anew to every node, and returns when that is queued. */
+    bool Renew(ConfigManager& manager) const;
+    static std::vector<ConfigurableEvent> Events();
 
 private:
     void AddIfPresent(PerfQosId id, PerfQosConfig& config);
-    std::vector<ConfigurableEvent> Events() const;
     std::vector<ConfigurableScenario> Scenarios() const;
 
     std::string const cpuName = "CPU_M";

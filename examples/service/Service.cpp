@@ -3,23 +3,35 @@
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
-#include <sys/syscall.h>
-#include <sys/un.h>
+#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <sstream>
+#include <iterator>
+#include <system_error>
 #include <utility>
 
 namespace {
 
-bool Is(int fd, short condition)
+constexpr int NO_PROCESS = 1 << 22; // from here on, numbers are no process's
+constexpr int OWNERS = 2000000000;
+constexpr int TICK_MS = 10;
+constexpr int PEER_PIDFD = 77; // SO_PEERPIDFD, which older headers lack
+
+bool Is(Descriptor const& descriptor, short condition)
 {
-    pollfd now{fd, condition, 0};
+    pollfd now{descriptor.Number(), condition, 0};
     return poll(&now, 1, 0) == 1 && (now.revents & condition) != 0;
+}
+
+/** The process that connected, whoever has its number or its socket by now. */
+Descriptor PeerProcess(int socket)
+{
+    int pidfd = -1;
+    socklen_t size = sizeof(pidfd);
+    return Descriptor(getsockopt(socket, SOL_SOCKET, PEER_PIDFD, &pidfd, &size) == 0 ? pidfd : -1);
 }
 
 /** All of it at once, or not at all: a client that lets its answers pile up is not worth a buffer. */
@@ -31,195 +43,211 @@ bool Send(Descriptor const& socket, std::string const& text)
 
 } // namespace
 
-Service::Service(ConfigManager& configManager, Commands& clientCommands)
-    : manager(configManager), commands(clientCommands), epoll(epoll_create1(EPOLL_CLOEXEC)),
-      listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)),
+Service::Service(Commands& clientCommands, Endpoint& socketPlace)
+    : commands(clientCommands), endpoint(socketPlace), epoll(epoll_create1(EPOLL_CLOEXEC)),
       dumpDone(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
 }
 
-Service::~Service()
+bool Service::Start()
 {
-    if (dumper.joinable()) {
-        dumper.join();
-    }
-}
-
-bool Service::Listen(std::string const& path)
-{
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof(address.sun_path)) {
-        std::fprintf(stderr, "%s: too long for a socket\n", path.c_str());
+    if (!endpoint.Listen() || !Watch(endpoint.Number(), EPOLLIN) || !Watch(dumpDone.Number(), EPOLLIN)) {
         return false;
     }
-    std::memcpy(address.sun_path, path.c_str(), path.size());
-    unlink(path.c_str()); // what a service before this one has left
-    if (bind(listener.Number(), reinterpret_cast<sockaddr const*>(&address), sizeof(address)) != 0 ||
-        listen(listener.Number(), SOMAXCONN) != 0 || !Watch(listener.Number(), EPOLLIN) ||
-        !Watch(dumpDone.Number(), EPOLLIN)) {
-        std::perror(path.c_str());
-        return false;
+    knowsProcesses = PeerProcess(endpoint.Number()).IsOpen(); // of the socket itself: us
+    if (!knowsProcesses) {
+        std::fputs("this kernel does not tell processes: what a client asks for ends with its connection\n", stderr);
     }
     return true;
 }
 
-void Service::RunUntil(int stop)
+void Service::RunUntilSignal(int signals)
 {
-    if (!Watch(stop, EPOLLIN)) {
-        return;
-    }
-    for (;;) {
-        // One at a time: what one event closes cannot stand further on in the same batch.
-        epoll_event event{};
-        int const count = epoll_wait(epoll.Number(), &event, 1, -1);
-        if ((count < 0 && errno != EINTR) || (count == 1 && event.data.fd == stop)) {
-            return;
-        }
-        if (count == 1) {
+    // One at a time: what one event closes cannot stand further on in the same batch. The kernel goes round all that
+    // have something, so that everybody's turn comes.
+    epoll_event event{};
+    for (bool running = Watch(signals, EPOLLIN); running;) {
+        int const count = epoll_wait(epoll.Number(), &event, 1, ticking ? TICK_MS : -1);
+        running = count < 0 ? errno == EINTR : count == 0 || event.data.fd != signals;
+        if (count == 1 && running) {
             Handle(event.data.fd);
         }
+        if (ticking && Clock::now() >= nextTick) {
+            nextTick = Clock::now() + std::chrono::milliseconds(TICK_MS);
+            ticking = commands.SettleEvents();
+            std::for_each(connections.begin(), connections.end(), [this](auto& entry) { Heed(entry.second); });
+        }
     }
+    signalfd_siginfo first{};
+    static_cast<void>(read(signals, &first, sizeof(first))); // a second one stays
+    endpoint.Close();
+    connections.clear();
 }
 
 void Service::Handle(int fd)
 {
-    if (fd == listener.Number()) {
+    auto const isProcess = [fd](auto const& entry) { return entry.second.process.Number() == fd; };
+    if (fd == endpoint.Number()) {
         Accept();
     } else if (fd == dumpDone.Number()) {
         FinishDump();
-    } else if (auto const client = clients.find(fd); client != clients.end()) {
-        Bury(client);
     } else if (auto const connection = connections.find(fd); connection != connections.end()) {
         Receive(connection);
+    } else if (auto const client = std::find_if(clients.begin(), clients.end(), isProcess); client != clients.end()) {
+        Bury(client);
     }
 }
 
 void Service::Accept()
 {
-    for (;;) {
-        Descriptor socket(accept4(listener.Number(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    for (int count = 0; count < TURN; ++count) {
+        Descriptor socket = endpoint.Accept();
         if (!socket.IsOpen()) {
             return;
         }
-        Client* const client = connections.size() < MAX_CONNECTIONS ? ClientOf(socket) : nullptr;
-        if (client == nullptr || client->connections == MAX_CONNECTIONS_OF_ONE || !Watch(socket.Number(), EPOLLIN)) {
-            continue; // which closes it
-        }
-        ++client->connections;
-        int const fd = socket.Number();
-        connections.emplace(fd, Connection{std::move(socket), *client, ++lastSerial, {}});
+        Admit(std::move(socket)); // or closes it
     }
 }
 
-Service::Client* Service::ClientOf(Descriptor const& socket)
+void Service::Admit(Descriptor socket)
 {
-    // As they were when the client connected; nothing that it says itself is believed.
-    ucred peer{};
+    ucred peer{}; // as it was when it connected
     socklen_t size = sizeof(peer);
-    if (getsockopt(socket.Number(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || peer.pid <= 0) {
-        return nullptr; // 0: a process that this pid namespace does not show
+    if (getsockopt(socket.Number(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || peer.pid <= 0 ||
+        !Watch(socket.Number(), EPOLLIN)) {
+        return; // 0: a process that this pid namespace does not show
     }
-    auto const known = std::find_if(clients.begin(), clients.end(),
-                                    [&](auto const& entry) { return entry.second.asker.pid == peer.pid; });
-    if (known == clients.end()) {
-        return NewClient(socket, peer);
+    int const fd = socket.Number();
+    ++lastSerial;
+    bool const trusted = peer.uid == 0 || peer.uid == geteuid();
+    int const owner = knowsProcesses ? peer.pid : NO_PROCESS + static_cast<int>(lastSerial % OWNERS);
+    Asker const asker{owner, peer.uid, trusted};
+    auto const client = HasRoom(CONNECTIONS, connections, asker) ? ClientOf(fd, asker) : clients.end();
+    if (client != clients.end() && client->second.connections < MAX_CONNECTIONS_OF_ONE) {
+        ++client->second.connections;
+        connections.emplace(fd, Connection{std::move(socket), asker, lastSerial, true, {}});
     }
-    if (!Is(known->first, POLLIN)) {
-        return &known->second;
-    }
-    // The known one is dead, its end only not handled yet: another process has its number now.
-    Bury(known);
-    return NewClient(socket, peer);
 }
 
-Service::Client* Service::NewClient(Descriptor const& socket, ucred const& peer)
+Service::Clients::iterator Service::ClientOf(int socket, Asker const& asker)
 {
-    if (clients.size() == MAX_CLIENTS) {
-        return nullptr;
+    Client client{asker, Descriptor(), 0};
+    auto const known = clients.find(asker.owner);
+    if (knowsProcesses) {
+        client.process = PeerProcess(socket);
+        if (!client.process.IsOpen() || Is(client.process, POLLIN)) {
+            return clients.end(); // it has died meanwhile
+        }
+        if (known != clients.end() && !Is(known->second.process, POLLIN)) {
+            return known;
+        }
+        if (known != clients.end()) {
+            Bury(known); // its end is only not handled yet: another process has its number now
+        }
     }
-    // From here on the process is held by the descriptor, whoever gets its number later. Whether the number was still
-    // its own, the connection tells: the end of a process closes it. (Since Linux 6.5 SO_PEERPIDFD asks for both in
-    // one.)
-    Descriptor pidfd(static_cast<int>(syscall(SYS_pidfd_open, peer.pid, 0)));
-    if (!pidfd.IsOpen() || Is(socket.Number(), POLLHUP) || !Watch(pidfd.Number(), EPOLLIN)) {
-        return nullptr;
+    if (!HasRoom(CLIENTS, clients, asker) || (knowsProcesses && !Watch(client.process.Number(), EPOLLIN))) {
+        return clients.end();
     }
-    bool const trusted = peer.uid == 0 || peer.uid == geteuid();
-    int const fd = pidfd.Number();
-    return &clients.emplace(fd, Client{std::move(pidfd), {peer.pid, trusted}, 0}).first->second;
+    return clients.emplace(asker.owner, std::move(client)).first;
 }
 
 void Service::Bury(Clients::iterator client)
 {
     // A connection can outlive its process, in a child that has inherited it.
     for (auto next = connections.begin(); next != connections.end();) {
-        auto const connection = next++;
-        if (&connection->second.client == &client->second) {
-            Close(connection);
-        }
+        next = next->second.asker.owner == client->first ? connections.erase(next) : std::next(next);
     }
-    commands.Forget(client->second.asker.pid);
+    commands.Forget(client->first);
     clients.erase(client);
+    ticking = ticking || commands.SettleEvents();
 }
 
 void Service::Receive(Connections::iterator connection)
 {
-    if (connection->second.serial == dumpFor) {
-        Close(connection); // while it waits for a dump, it is only watched for its end
+    if (!connection->second.listening) {
+        Close(connection); // only its end is watched for
         return;
     }
     char buffer[4096];
-    ssize_t const received = recv(connection->first, buffer, sizeof(buffer), 0);
-    if (received > 0) {
-        connection->second.input.append(buffer, static_cast<size_t>(received));
-        CarryOut(connection);
-    } else if (received == 0 || (errno != EAGAIN && errno != EINTR)) {
-        Close(connection);
+    ssize_t const received = recv(connection->first, buffer, sizeof(buffer), MSG_PEEK);
+    if (received <= 0) {
+        if (received == 0 || (errno != EAGAIN && errno != EINTR)) {
+            Close(connection);
+        }
+        return;
     }
+    // What is more than a turn stays with the kernel, which brings it up again behind everybody else's.
+    size_t taken = 0;
+    std::string_view const waiting(buffer, static_cast<size_t>(received));
+    for (size_t line = 0; line < TURN && taken < waiting.size(); ++line) {
+        taken = std::min(waiting.find('\n', taken), waiting.size() - 1) + 1;
+    }
+    recv(connection->first, buffer, taken, 0);
+    connection->second.input.append(buffer, taken);
+    CarryOut(connection);
 }
 
 void Service::CarryOut(Connections::iterator connection)
 {
-    auto& [socket, client, serial, input] = connection->second;
+    auto& [socket, asker, serial, listening, input] = connection->second;
     std::string answers;
+    size_t lines = 0;
     size_t begin = 0;
-    for (size_t end = 0; serial != dumpFor && (end = input.find('\n', begin)) != std::string::npos; begin = end + 1) {
-        std::string const line = input.substr(begin, end - begin);
-        auto const words = Commands::Split(line);
-        bool const isDump = words.size() == 2 && words[0] == "dump";
-        answers +=
-            isDump ? StartDump(connection->second, std::string(words[1])) : commands.Execute(client.asker, line) + "\n";
+    for (size_t end = 0; serial != dumpFor; begin = end + 1, ++lines) {
+        end = input.find('\n', begin);
+        if (end == std::string::npos || end - begin > MAX_LINE) {
+            break;
+        }
+        std::string_view const line = std::string_view(input).substr(begin, end - begin);
+        bool const waits = Commands::WaitsForWorkers(asker, line);
+        answers += waits ? StartDump(connection->second, line) : commands.Execute(asker, line) + "\n";
     }
     input.erase(0, begin);
-    bool const endless = serial != dumpFor && input.size() > MAX_LINE;
-    if (!Send(socket, answers) || endless) {
+    bool const tooLong = serial != dumpFor && input.size() > MAX_LINE;
+    if (!Send(socket, answers) || tooLong) {
         Close(connection);
+        return;
     }
+    pace.Pay(asker.uid, std::max<size_t>(lines, 1));
+    Heed(connection->second);
+    ticking = ticking || commands.SettleEvents();
 }
 
 void Service::Close(Connections::iterator connection)
 {
-    --connection->second.client.connections;
+    auto const client = clients.find(connection->second.asker.owner);
     connections.erase(connection);
+    if (--client->second.connections == 0 && !client->second.process.IsOpen()) {
+        Bury(client);
+    }
 }
 
-std::string Service::StartDump(Connection& connection, std::string const& option)
+void Service::Heed(Connection& connection)
 {
-    if (!connection.client.asker.trusted) {
-        return "error not allowed\n";
+    bool const waits = connection.serial == dumpFor;
+    bool const listening = !waits && pace.MayGo(connection.asker.uid);
+    if (connection.listening != listening) {
+        connection.listening = listening;
+        Watch(connection.socket.Number(), listening ? unsigned{EPOLLIN} : 0U);
     }
-    if (dumper.joinable()) {
+    ticking = ticking || !(listening || waits);
+}
+
+std::string Service::StartDump(Connection const& connection, std::string_view line)
+{
+    if (dump.valid()) {
         return "error another dump is being made\n";
     }
+    try {
+        dump = std::async(std::launch::async, [this, asker = connection.asker, request = std::string(line)] {
+            std::string const text = commands.Execute(asker, request) + "\n";
+            eventfd_write(dumpDone.Number(), 1);
+            return text;
+        });
+    } catch (std::system_error const&) {
+        return "error no thread for it\n";
+    }
     dumpFor = connection.serial;
-    Watch(connection.socket.Number(), 0);
-    dumper = std::thread([this, option] {
-        std::ostringstream text;
-        int const result = manager.Dump(text, {option});
-        dumpText = text.str() + (result == 0 ? "ok\n" : "error refused; the log says why\n");
-        eventfd_write(dumpDone.Number(), 1);
-    });
     return "";
 }
 
@@ -227,18 +255,19 @@ void Service::FinishDump()
 {
     eventfd_t ignored = 0;
     eventfd_read(dumpDone.Number(), &ignored);
-    dumper.join();
-    uint64_t const serial = std::exchange(dumpFor, 0);
-    auto const connection = std::find_if(connections.begin(), connections.end(),
-                                         [&](auto const& entry) { return entry.second.serial == serial; });
+    std::string const text = dump.get();
+    auto const asked = [serial = std::exchange(dumpFor, 0)](auto const& entry) {
+        return entry.second.serial == serial;
+    };
+    auto const connection = std::find_if(connections.begin(), connections.end(), asked);
     if (connection == connections.end()) {
         return;
     }
-    if (!Watch(connection->first, EPOLLIN) || !Send(connection->second.socket, dumpText)) {
+    if (Send(connection->second.socket, text)) {
+        CarryOut(connection); // what it has sent behind the dump
+    } else {
         Close(connection);
-        return;
     }
-    CarryOut(connection); // what it has sent behind the dump
 }
 
 bool Service::Watch(int fd, unsigned int events)

@@ -2,85 +2,87 @@
 
 #include "Commands.h"
 #include "Descriptor.h"
+#include "Endpoint.h"
+#include "Fairness.h"
 
-#include <corvane/ConfigManager.h>
-
-#include <sys/socket.h>
-
-#include <cstdint>
+#include <chrono>
+#include <future>
 #include <map>
 #include <string>
-#include <thread>
+#include <string_view>
 
 /**
  * Serves clients on a Unix socket: lines in, lines out.
  *
- * What a client asks for belongs to its process, whose id the kernel tells, and not to the connection: it lasts until
- * it is released (through any connection of the process) or the process dies, which a pidfd tells.
+ * What a client asks for belongs to its process and not to the connection: it lasts until it is released, through any
+ * connection of the process, or the process dies. Where the kernel cannot tell which process has connected (before
+ * Linux 6.5), it belongs to the connection. Rights are those that the process had when it connected.
  *
- * One thread, which waits in epoll only: no call of the library that it makes waits for a node. Dumps do, and have a
- * thread of their own.
+ * One thread, which waits in epoll only: no call of the library that it makes waits for a node. Task dumps do, on
+ * another.
  */
 class Service {
 public:
-    Service(ConfigManager& configManager, Commands& clientCommands);
+    Service(Commands& clientCommands, Endpoint& socketPlace);
     Service(Service const&) = delete;
     Service& operator=(Service const&) = delete;
-    /** Waits for a dump that is being made. */
-    ~Service();
 
-    bool Listen(std::string const& path);
+    bool Start();
 
-    /** Returns when the descriptor becomes readable. */
-    void RunUntil(int stop);
+    /** Takes the first signal from a signalfd and returns; from then on nobody is served. */
+    void RunUntilSignal(int signals);
 
 private:
     // Bounds on what clients can make the service hold; together they stay below the usual 1,024 descriptors.
-    static constexpr size_t MAX_CLIENTS = 256;
-    static constexpr size_t MAX_CONNECTIONS = 512;
-    static constexpr unsigned int MAX_CONNECTIONS_OF_ONE = 8;
+    static constexpr Quota CLIENTS{256, 64, 32};
+    static constexpr Quota CONNECTIONS{512, 128, 64};
+    static constexpr size_t MAX_CONNECTIONS_OF_ONE = 8;
     static constexpr size_t MAX_LINE = 512;
+    static constexpr int TURN = 16; ///< connections to let in, or lines to carry out, before others have theirs
 
-    /** A process that has connected. It stays known until it dies, also without a connection. */
+    /** What ends what was asked for: a process, known until it dies, also without a connection; or one connection. */
     struct Client {
-        Descriptor pidfd; ///< readable when the process has ended
-        Asker asker;
-        unsigned int connections = 0;
+        Asker asker;        ///< who came first
+        Descriptor process; ///< a pidfd, readable when it has ended; closed if this stands for a connection
+        size_t connections;
     };
     struct Connection {
         Descriptor socket;
-        Client& client;
-        uint64_t serial;
-        std::string input; ///< what has not been carried out yet
+        Asker asker;
+        unsigned long long serial;
+        bool listening = true; ///< if not, only its end is watched for
+        std::string input;     ///< what has not been carried out yet
     };
+    using Clock = std::chrono::steady_clock;
     using Connections = std::map<int, Connection>; // by socket
-    using Clients = std::map<int, Client>;         // by pidfd
+    using Clients = std::map<int, Client>;         // by owner
 
     void Handle(int fd);
     void Accept();
-    Client* ClientOf(Descriptor const& socket);
-    Client* NewClient(Descriptor const& socket, ucred const& peer);
+    void Admit(Descriptor socket);
+    Clients::iterator ClientOf(int socket, Asker const& asker);
     void Bury(Clients::iterator client);
-
     void Receive(Connections::iterator connection);
     void CarryOut(Connections::iterator connection);
     void Close(Connections::iterator connection);
-
-    std::string StartDump(Connection& connection, std::string const& option);
+    /** Goes on reading, or stops while it waits for its dump, or its user has run ahead. */
+    void Heed(Connection& connection);
+    std::string StartDump(Connection const& connection, std::string_view line);
     void FinishDump();
-
     bool Watch(int fd, unsigned int events);
 
-    ConfigManager& manager;
     Commands& commands;
+    Endpoint& endpoint;
+    bool knowsProcesses = false; ///< or the kernel only tells connections
     Descriptor epoll;
-    Descriptor listener;
+    Pace pace;
+    bool ticking = false; ///< while some wait for the time
+    Clock::time_point nextTick;
     Clients clients;
     Connections connections;
-    uint64_t lastSerial = 0;
+    unsigned long long lastSerial = 0;
 
-    std::thread dumper; ///< joinable while a dump is being made
     Descriptor dumpDone;
-    uint64_t dumpFor = 0; ///< the serial of the connection that waits, whose number may be another's by then; or 0
-    std::string dumpText; ///< the dumper's until it is joined
+    unsigned long long dumpFor = 0; ///< the connection that waits, by its serial: its number may be another's by then
+    std::future<std::string> dump;  ///< its end waits for the thread
 };

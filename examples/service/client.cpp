@@ -1,13 +1,10 @@
 // Asks the service, and may become another program, for which what was asked for lasts: the process stays the same.
 
-#include "Descriptor.h"
-
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -16,18 +13,15 @@ namespace {
 /** Shows the answer up to its last line. @return whether that says "ok". */
 bool ShowAnswer(FILE* answers)
 {
-    char* line = nullptr;
-    size_t size = 0;
-    bool ok = false;
-    bool ended = false;
-    while (!ended && getline(&line, &size, answers) > 0) {
+    char line[4096] = "";
+    while (std::strncmp(line, "ok", 2) != 0 && std::strncmp(line, "error", 5) != 0) {
+        if (std::fgets(line, sizeof(line), answers) == nullptr) {
+            return false;
+        }
         std::fputs(line, stdout);
-        ok = std::strncmp(line, "ok", 2) == 0;
-        ended = ok || std::strncmp(line, "error", 5) == 0;
     }
     std::fflush(stdout);
-    free(line);
-    return ok;
+    return line[0] == 'o';
 }
 
 } // namespace
@@ -41,16 +35,17 @@ int main(int argc, char** argv)
         return 2;
     }
     std::memcpy(address.sun_path, argv[1], std::strlen(argv[1]));
-    Descriptor const socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (connect(socket.Number(), reinterpret_cast<sockaddr const*>(&address), sizeof(address)) != 0) {
+    // Stays open in the command: on some kernels it is the connection that what was asked for lasts as long as.
+    int const socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    if (connect(socket, reinterpret_cast<sockaddr const*>(&address), sizeof(address)) != 0) {
         std::perror(argv[1]);
         return 1;
     }
-    FILE* const answers = fdopen(dup(socket.Number()), "r");
+    FILE* const answers = fdopen(dup(socket), "r");
     int next = 2;
     for (; next < argc && std::strcmp(argv[next], "--") != 0; ++next) {
         std::string const line = std::string(argv[next]) + "\n";
-        if (send(socket.Number(), line.data(), line.size(), MSG_NOSIGNAL) < 0 || !ShowAnswer(answers)) {
+        if (send(socket, line.data(), line.size(), MSG_NOSIGNAL) < 0 || !ShowAnswer(answers)) {
             return 1;
         }
     }

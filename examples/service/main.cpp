@@ -2,29 +2,48 @@
 
 #include "Commands.h"
 #include "Descriptor.h"
+#include "Endpoint.h"
 #include "Platform.h"
 #include "Service.h"
 
 #include <corvane/ConfigManager.h>
 
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <cstdio>
-#include <string>
+#include <ctime>
+#include <sstream>
 
 namespace {
 
-/** What clients may hold at once: less than a client needs to slow the others down. */
 ConfigManagerOptions Options()
 {
     ConfigManagerOptions options;
-    options.commandLimits.maxProcessNum = 256;
-    options.commandLimits.maxHandleNumPerProcess = 64;
-    options.commandLimits.maxTotalHandleNum = 1024;
     options.rewriteDelay = 100;
+    auto& limits = options.commandLimits;
+    limits.maxHandleNumPerProcess = limits.maxTotalHandleNum = Commands::HANDLES.all; // the service counts by itself
+    // Clients may still have handles of a service before this one: none of them is given again.
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    limits.firstHandle = 1000000000ULL * static_cast<unsigned int>(now.tv_sec) + now.tv_nsec;
     return options;
+}
+
+/** A pipe that nobody reads must not hold the service up: its lines are lost instead. */
+void KeepLogFromBlocking()
+{
+    struct stat log {};
+    if (fstat(STDERR_FILENO, &log) == 0 && S_ISFIFO(log.st_mode)) {
+        // Opened anew: the flag is ours alone, and not everybody's who writes to the pipe.
+        Descriptor const own(open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+        if (own.IsOpen()) {
+            dup2(own.Number(), STDERR_FILENO);
+        }
+    }
 }
 
 } // namespace
@@ -38,24 +57,36 @@ int main(int argc, char** argv)
     // Before the library starts its threads, which inherit this: the signals are the descriptor's alone.
     sigset_t signals;
     sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGINT);
+    for (int const number : {SIGTERM, SIGINT, SIGHUP}) {
+        sigaddset(&signals, number);
+    }
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    std::signal(SIGPIPE, SIG_IGN); // the log's reader may go
     Descriptor const stop(signalfd(-1, &signals, SFD_CLOEXEC));
+    KeepLogFromBlocking();
 
+    Endpoint endpoint(argv[2]);
+    if (!endpoint.Claim()) { // before a node is written
+        return 1;
+    }
     Platform platform(argv[1]); // stays behind when the library goes
     ConfigManager manager(Options());
     if (!platform.Start(manager)) {
         return 1;
     }
-    Commands commands(manager);
-    {
-        Service service(manager, commands); // nobody can ask before all is ready
-        if (!service.Listen(argv[2])) {
-            return 1;
-        }
-        service.RunUntil(stop.Number());
-    } // nor from here on
-    commands.WindUp();
-    return 0;
+    Commands commands(manager, Platform::Events());
+    Service service(commands, endpoint);
+    if (!service.Start()) { // nobody can ask before all is ready
+        return 1;
+    }
+    service.RunUntilSignal(stop.Number()); // nor from here on
+
+    // Whatever anybody holds goes, and every base is written anew, also where the last write failed. This queues only:
+    // nodes that do not hang are done soon. A second signal ends the process at once, whatever the others wait for.
+    manager.Reset();
+    platform.Renew(manager);
+    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    // The destructor drops what is queued. A dump returns when every worker has come to it, and so has done all before.
+    std::ostringstream unused;
+    return manager.Dump(unused, {"--task"}) == 0 ? 0 : 1;
 }

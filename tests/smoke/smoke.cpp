@@ -3,7 +3,7 @@
 
 #include "resource/ResourceManager.h"
 
-#include <corvane/ConfigManager.h>
+#include <corvane/PerfHold.h>
 #include <corvane/PfLogon.h>
 
 #include <chrono>
@@ -15,6 +15,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -50,6 +51,31 @@ void Check(bool ok, char const* what)
     }
 }
 
+/** What holds one handle, of the two that a process may have, leaves them as they were. */
+void CheckHolds(ConfigManager& manager)
+{
+    using Reason = PerfHold::Reason;
+    std::chrono::milliseconds const forever{0};
+    auto const request = [&](std::chrono::milliseconds duration, PerfRequestInfo const& info) {
+        return PerfHold::Request(manager, PID, duration, {info});
+    };
+    for (int round = 0; round < 3; ++round) {
+        PerfHold kept = request(forever, Boost(QOS_LEVEL, 1));
+        PerfHold moved(std::move(kept));
+        Check(moved && !kept && kept.Why() == Reason::GIVEN_UP, "moved");
+        kept = PerfHold::Mode(manager, PID, PERF_WORK_MODE_LIMIT_FIRST);
+        Check(request(forever, Limit(QOS_LEVEL, 1)).Why() == Reason::QUOTA, "two at once");
+        moved = std::move(kept); // the first is released
+        Check(request(forever, Boost(QOS_LEVEL + 1, 1)).Why() == Reason::NOT_SENT, "the left handle is released");
+        Check(request(std::chrono::milliseconds((1LL << 32) + 100), Boost(QOS_LEVEL, 1)).Why() == Reason::REFUSED,
+              "too long");
+        Check(PerfHold::Scenario(manager, PID, 0).Why() == Reason::REFUSED, "no scenarios here");
+        PerfHold timed = request(std::chrono::milliseconds(60000), Boost(QOS_LEVEL, 1));
+        unsigned long long const handle = timed.Detach();
+        Check(!timed && handle != NO_HANDLE && manager.PerfRelease(PID, handle) == 0, "detached");
+    }
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -71,7 +97,9 @@ int main(int argc, char** argv)
 
     std::map<PerfQosId, PerfQosConfig*> const configs{{QOS_LEVEL, &qos}};
     Check(ResourceManager().own && EventManager().Count() == 0, "classes of the service's own");
-    ConfigManager manager;
+    ConfigManagerOptions options;
+    options.commandLimits.maxHandleNumPerProcess = 2;
+    ConfigManager manager(options);
     Check(manager.Init(PerfDefaultConfig{0, configs, control}, {}, {}, ProbeEvent{}) == 0, "init");
 
     PfLogonNamespace::PfLogonSet(PfLogonNamespace::INFO_BIT);
@@ -82,9 +110,11 @@ int main(int argc, char** argv)
     Check(version.str() == "core version: " CORVANE_VERSION "\n", "the library says the version that it is built as");
 
     unsigned long long handle = 0;
-    Check(manager.PerfRequest(PID, 0, {{QOS_LEVEL, {{0, {{PERF_OPERATION_BOOST, 1}}}}}}, handle) == 0, "request");
+    Check(manager.PerfRequest(PID, 0, {Boost(QOS_LEVEL, 1)}, handle) == 0, "request");
     Check(WaitForContent(first, "<busy>") && WaitForContent(second, "<on>"), "the boost reaches both nodes");
     Check(manager.PerfRelease(PID, handle) == 0, "release");
     Check(WaitForContent(first, "<idle>") && WaitForContent(second, "<off>"), "the release takes it back");
+    CheckHolds(manager);
+    Check(WaitForContent(first, "<idle>"), "what was held has gone");
     return EXIT_SUCCESS;
 }
