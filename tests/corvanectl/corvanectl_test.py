@@ -94,12 +94,12 @@ class Demo(TemporaryFiles):
     def test_plays_the_same_bytes_each_time(self):
         plays = []
         for name in ("first", "second"):
-            trace = self.folder / name
-            plot = self.folder / (name + ".svg")
-            result = run("demo", "--trace", str(trace), "--plot", str(plot))
-            plays.append((result.stdout, result.stderr, trace.read_bytes(), plot.read_bytes()))
+            files = [self.folder / (name + kind) for kind in (".trace", ".svg", ".jsonl")]
+            trace, plot, record = map(str, files)
+            result = run("demo", "--trace", trace, "--plot", plot, "--record", record)
+            plays.append((result.stdout, result.stderr, *(file.read_bytes() for file in files)))
         self.assertEqual(plays[0], plays[1])
-        self.assert_plots(self.folder / "first", plays[0][3])
+        self.assert_plots(self.folder / "first.jsonl", plays[0][3])
         self.assertLessEqual(plays[0][0].count("\n"), 150)
         self.assertRegex(plays[0][0], "policy0/scaling_min_freq +▄▄▆+██▆+▁  300000 .. 1804800\n")
         picture = [" ".join(text.itertext()) for text in ElementTree.fromstring(plays[0][3]).iter() if text.tag[-4:] == "text"]
@@ -107,19 +107,20 @@ class Demo(TemporaryFiles):
                      "min 2419200, event 3", "boost first, boost-first 500 #6", "threads /proc/thread_bind", "FF|4242"]:
             self.assertIn(text, picture)
 
-    def assert_plots(self, trace, picture):
+    def assert_plots(self, record, picture):
         again = self.folder / "again.svg"
-        self.assertEqual(run("plot", str(trace), "-o", str(again)).returncode, 0)
+        self.assertEqual(run("plot", str(record), "-o", str(again)).returncode, 0)
         self.assertEqual(again.read_bytes(), picture)
 
-    def test_plots_no_trace_but_that_of_a_run(self):
-        begin = {"ts": 0, "story": {"what": "began", "nodes": [{"node": "/a", "text": "1"}]}}
-        for trace, said in [("", ":1:1: syntax error"), ([], "has no list of traceEvents"),
-                            ({"traceEvents": [1, {"ph": "C"}]}, "is no trace that run or demo have written"),
-                            ({"traceEvents": [{"ts": 1e300, "story": {"what": "settled", "binder": True}}]}, "traceEvents[0]: is no"),
-                            ({"traceEvents": [begin, {"ts": 1, "story": {"what": "wrote"}}]}, "traceEvents[1]: is no"),
-                            ({"traceEvents": [begin]}, "")]:
-            result = run("plot", self.file("trace.json", trace), "-o", str(self.folder / "plot.svg"))
+    def test_plots_nothing_but_the_record_of_a_run(self):
+        begin = '{"time": 0, "what": "began", "platform": "", "nodes": [{"node": "/a", "text": "1"}]}\n'
+        for record, said in [("", ": holds no record of a run"), ("[]", ":1: no record of a run"),
+                             ('{"time": 0, "what": "settled", "binder": true}', ":1: no record"),
+                             (begin + '{"time": 1e300, "what": "settled", "binder": true}', ":2: no record"),
+                             (begin + '{"time": 1, "what": "wrote"}', ":2: no record"),
+                             (begin + '{"time": 1, "what": "released", "pid": 1.5}', ":2: no record"),
+                             (begin, "")]:
+            result = run("plot", self.file("record", record), "-o", str(self.folder / "plot.svg"))
             self.assertEqual((result.returncode, said in result.stderr, result.stderr.count("\n")),
                              (2, True, 1) if said else (0, True, 0), result.stderr)
             self.assertEqual((self.folder / "plot.svg").exists(), not said)
@@ -142,12 +143,12 @@ class Demo(TemporaryFiles):
             sleep 1000
             """)
         began = time.monotonic()
-        trace, plot = self.folder / "trace", self.folder / "plot.svg"
-        result = run(*arguments, "--live", "--trace", str(trace), "--plot", str(plot))
+        record, plot = self.folder / "record", self.folder / "plot.svg"
+        result = run(*arguments, "--live", "--record", str(record), "--plot", str(plot))
         live = re.findall(r"(\S+)s  /dev/memory_bandwidth", result.stdout)
         self.assertGreaterEqual(time.monotonic() - began, 1)
         self.assertGreaterEqual(float(live[1]), 0.3)
-        self.assert_plots(trace, plot.read_bytes())  # with times to the nanosecond
+        self.assert_plots(record, plot.read_bytes())  # with times to the nanosecond
 
     def test_ends_with_every_node_at_its_base_and_leaves_a_trace(self):
         trace_file = self.folder / "trace.json"
@@ -454,10 +455,10 @@ sleep 1000
     def test_a_run_is_held_to_the_record_of_another(self):
         record = self.folder / "record"
         self.assertEqual(self.play(self.SCRIPT, "--record", str(record)).returncode, 0)
-        lines = record.read_text().splitlines()
         bandwidth = "/dev/memory_bandwidth <- bytes f0 19 00 00 (6640)"
-        self.assertEqual((lines[-5], lines[-1]), ("> sleep 1000", "0.500s  " + bandwidth))
-        self.assertIn("0.100s  /sys/class/devfreq/gpu/min_freq <- 415000000: EBUSY", lines)
+        self.assertIn({"time": 0.1, "what": "wrote", "node": "/sys/class/devfreq/gpu/min_freq", "text": "415000000",
+                       "value": 415000000, "error": "EBUSY"}, map(json.loads, record.read_text().splitlines()))
+        self.assertEqual(record.read_text(), self.play(self.SCRIPT, "--json").stdout)
 
         again = self.play(self.SCRIPT.replace("request 1", "request 7"), "--expect", str(record))
         self.assertEqual((again.returncode, again.stdout.splitlines()[-1]),
@@ -466,7 +467,9 @@ sleep 1000
         self.assertEqual((other.returncode, other.stdout.split(f"{record}: ")[1]), (1, (
             f"not as expected (-), but (+):\n> sleep 1000\n  + 0.300s  {bandwidth}\n  - 0.500s  {bandwidth}\n")))
 
-        for text, arguments, said in [("> a command\nno write", [], "bad:2: no write of a record: no write\n"),
+        bad = record.read_text() + "no record\n"
+        for text, arguments, said in [(bad, [], "bad:%d: no record of a run as --record writes it\n" % bad.count("\n")),
+                                      ("# writes\n", [], "bad:1: no record of a run as --record writes it\n"),
                                       ("", ["--live"], "not with --live\n")]:
             result = self.play("", *arguments, "--expect", self.file("bad", text))
             self.assertEqual((result.returncode, result.stderr.endswith(said)), (2, True), result.stderr)
@@ -488,9 +491,37 @@ sleep 1000
             "> sleep 1000\n"
             "  - 0.500s  /dev/memory_bandwidth <- bytes f0 19 00 00 (6640)\n"
             "  + 0.500s  /dev/memory_bandwidth <- 415000\n")))
-        result = run("diff", first, str(ROOT / "platforms/linux.json"), "--script", script)
+
+    def test_what_one_of_two_platforms_lacks_is_passed_over(self):
+        script = self.file("script.txt", "request 1 0 qos=GPU boost=415000000 as fast\nrelease 1 fast\n")
+        for first, second, lacks in [("linux", "sample", "linux"), ("sample", "linux", "linux")]:
+            result = run("diff", "platforms/%s.json" % first, "platforms/%s.json" % second, "--script", script)
+            self.assertEqual(result.returncode, 1, result.stdout)
+            self.assertEqual(result.stderr, "".join("warning: platforms/%s.json: %s:%s; passed over\n" % (lacks, script, said)
+                             for said in ('1: request: "GPU" is not the id or name of a resource',
+                                          '2: release: "fast" is not a handle, nor the name of one')))
+        script = self.file("script.txt", "suspend CPU_X\n")
+        result = run("diff", "platforms/sample.json", "platforms/sample.json", "--script", script)
         self.assertEqual(result.returncode, 2)
-        self.assertRegex(result.stderr, r"linux\.json: .*script\.txt:1: request: ")
+        self.assertRegex(result.stderr, r"corvanectl: platforms/sample\.json: .*script\.txt:1: suspend: ")
+
+    def test_a_pair_of_level_maps_holds_what_a_frequency_resource_holds(self):
+        """The writes of the two are never the same: the one writes maximum, minimum, maximum."""
+        levels = {"0": ["300"], "1": ["600"], "2": ["900"]}
+        pair = {"qos": [{"id": 10, "name": "FREQ", "groups": [{"nodes": ["/min"], "levels": levels}]},
+                        {"id": 11, "name": "MAX", "groups": [{"nodes": ["/max"], "levels": {"0": ["900"]}}]}],
+                "hints": [{"name": "FAST", "qos": [{"id": 10, "groups": [{"boost": 2}]}]}]}
+        whole = {"qos": [{"id": 10, "name": "FREQ", "freqListNode": None, "groups": [
+                     {"availableMin": 300, "availableMax": 900, "nodes": ["/min", "/max"]}]}],
+                 "hints": [{"name": "FAST", "qos": [{"id": 10, "groups": [{"boost": 900}]}]}]}
+        script = self.file("script.txt", "suspend MAX\nresume MAX\nhint FAST start\nsleep 100\nhint FAST stop\n")
+        other = self.file("other.json", json.dumps(whole).replace('"boost": 900', '"boost": 600'))
+        pair, whole = self.file("pair.json", pair), self.file("whole.json", whole)
+        for options, second, said in [([], whole, "+ 0.000s  /max <- 900"),
+                                      (["--held"], whole, "each of 4 values held is the same\n"),
+                                      (["--held"], other, "  - 0.000s  /min is at 900\n  + 0.000s  /min is at 600\n")]:
+            result = run("diff", pair, second, "--script", script, *options)
+            self.assertEqual((result.returncode, said in result.stdout), (0 if "each" in said else 1, True), result.stdout)
 
 
 class Explain(TemporaryFiles):

@@ -39,7 +39,7 @@ class Help(tool.TemporaryFiles):
     def test_every_example_works(self):
         (self.folder / "platforms").symlink_to(tool.ROOT / "platforms")
         (self.folder / "changed.json").symlink_to(tool.ROOT / "platforms/sample.json")
-        run("demo", "--trace", str(self.folder / "demo.json"))
+        run("demo", "--record", str(self.folder / "demo.jsonl"))
         verbs = [word for word in self.words("") if not word.startswith("-")]
         self.assertLessEqual({"check", "cpp", "demo", "diff", "import", "run"}, set(verbs))
         for verb in [[], *([verb] for verb in verbs)]:

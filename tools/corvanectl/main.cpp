@@ -2,6 +2,7 @@
 #include "tools/corvanectl/platform/Suggestion.h"
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/Program.h"
+#include "tools/corvanectl/story/JsonLines.h"
 
 #include <algorithm>
 #include <csignal>
@@ -96,6 +97,8 @@ int main(int argc, char** argv)
         std::cerr << "corvanectl: standard output cannot be written\n";
         return STATUS_CANNOT_WRITE;
     } catch (InputError const& error) {
+        std::cerr << "corvanectl: " << error.what() << "\n";
+    } catch (RecordError const& error) {
         std::cerr << "corvanectl: " << error.what() << "\n";
     } catch (OutputError const& error) {
         std::cerr << "corvanectl: " << error.what() << "\n";

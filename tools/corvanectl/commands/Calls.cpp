@@ -70,6 +70,11 @@ Triggered EventOf(Platform const& platform, PerfEventId id, std::vector<unsigned
             event.commands = described.qosCommands;
         }
     }
+    for (NamedHint const& hint : platform.hints) {
+        if (hint.event == id && event.name.empty()) {
+            event.name = hint.name;
+        }
+    }
     return event;
 }
 

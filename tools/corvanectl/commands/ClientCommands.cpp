@@ -13,7 +13,8 @@ PerfQosId ToQosId(Session const& session, std::string const& text)
             return entry.id;
         }
     }
-    return ToUnsigned(text, "the id or name of a resource", QosNames(session));
+    auto const names = QosNames(session);
+    return ToUnsigned(text, "the id or name of a resource", &names);
 }
 
 namespace {

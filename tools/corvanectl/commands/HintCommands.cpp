@@ -18,7 +18,7 @@ NamedHint const& FindHint(Session const& session, std::string const& name)
     auto const found =
         std::find_if(hints.begin(), hints.end(), [&name](NamedHint const& hint) { return hint.name == name; });
     if (found == hints.end()) {
-        throw InputError("the platform has no hint \"" + name + "\"" + DidYouMean(name, HintNames(session)));
+        throw UnknownName("the platform has no hint \"" + name + "\"" + DidYouMean(name, HintNames(session)));
     }
     return *found;
 }

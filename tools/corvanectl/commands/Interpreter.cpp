@@ -19,8 +19,12 @@ void Interpreter::Execute(std::string const& line)
     }
     try {
         command.run(*this, words);
+    } catch (UnknownName const& error) {
+        throw UnknownName(name + ": " + error.what());
     } catch (InputError const& error) {
         throw InputError(name + ": " + error.what());
     }
-    session.Settle();
+    if (!command.speaksForItself) {
+        session.Settle();
+    }
 }

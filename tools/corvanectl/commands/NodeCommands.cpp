@@ -15,9 +15,9 @@
 
 namespace {
 
-InputError NoSuchNode(Session const& session, std::string const& node)
+UnknownName NoSuchNode(Session const& session, std::string const& node)
 {
-    return InputError("no resource of the platform has a node " + node + DidYouMean(node, NodeNames(session)));
+    return UnknownName("no resource of the platform has a node " + node + DidYouMean(node, NodeNames(session)));
 }
 
 /** @return the sandbox that has this node. @throws InputError if there is none. */
@@ -64,6 +64,7 @@ void Node(Interpreter& interpreter, Words& words)
         std::chrono::milliseconds const time(words.TakeUnsigned("a number of ms"));
         words.End();
         box.FailNode(node, Fault::Delay(time));
+        interpreter.Live().Clock().NodesAreSlow();
     } else if (words.TakeIf("fail")) {
         Fault const fault = TakeFault(words);
         words.End();

@@ -46,8 +46,7 @@ public:
             Add(entry);
         }
         for (Ledger::Trigger const& trigger : session.Claims().Running(now)) {
-            lines.push_back(trigger.triggered.what + " " + std::to_string(trigger.triggered.id) +
-                            Time(trigger.since, trigger.until));
+            lines.push_back(trigger.triggered.Text() + Time(trigger.since, trigger.until));
         }
     }
 

@@ -10,8 +10,9 @@
 
 namespace {
 
+/** @param names that could have stood there, where it need not be a number. */
 template <typename Number>
-Number Parse(std::string const& text, std::string const& what, std::vector<std::string> const& names = {})
+Number Parse(std::string const& text, std::string const& what, std::vector<std::string> const* names = nullptr)
 {
     Number number{};
     char const* const end = text.data() + text.size();
@@ -20,7 +21,11 @@ Number Parse(std::string const& text, std::string const& what, std::vector<std::
         throw InputError("\"" + text + "\" is too large for " + what);
     }
     if (error != std::errc{} || stopped != end) {
-        throw InputError("\"" + text + "\" is not " + what + DidYouMean(text, names));
+        std::string const complaint = "\"" + text + "\" is not " + what;
+        if (names != nullptr) {
+            throw UnknownName(complaint + DidYouMean(text, *names));
+        }
+        throw InputError(complaint);
     }
     return number;
 }
@@ -32,14 +37,14 @@ int ToInt(std::string const& text, std::string const& what)
     return Parse<int>(text, what);
 }
 
-unsigned int ToUnsigned(std::string const& text, std::string const& what, std::vector<std::string> const& names)
+unsigned int ToUnsigned(std::string const& text, std::string const& what, std::vector<std::string> const* names)
 {
     return Parse<unsigned int>(text, what, names);
 }
 
 unsigned long long ToHandle(std::string const& text, std::string const& what, std::vector<std::string> const& names)
 {
-    return Parse<unsigned long long>(text, what, names);
+    return Parse<unsigned long long>(text, what, &names);
 }
 
 Words::Words(std::string const& line)

@@ -28,8 +28,9 @@ private:
 
 /**
  * @param names that could have stood there instead.
- * @throws InputError if the text is no whole number of the type.
+ * @throws InputError if the text is no whole number of the type; UnknownName where it could be a name.
  */
 int ToInt(std::string const& text, std::string const& what);
-unsigned int ToUnsigned(std::string const& text, std::string const& what, std::vector<std::string> const& names = {});
+unsigned int ToUnsigned(std::string const& text, std::string const& what,
+                        std::vector<std::string> const* names = nullptr);
 unsigned long long ToHandle(std::string const& text, std::string const& what, std::vector<std::string> const& names);

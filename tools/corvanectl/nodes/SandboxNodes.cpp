@@ -48,6 +48,14 @@ void SandboxNodes::SetBase(std::vector<BaseNode> const& base)
     }
 }
 
+void SandboxNodes::Watch(Sandbox::Observer observer)
+{
+    sandbox.OnWrite([this, told = std::move(observer)](NodeWrite const& write) {
+        told(write);
+        sandbox.TakeWrites(); // else every one would be kept
+    });
+}
+
 void SandboxNodes::Abandon()
 {
     std::error_code ignored;

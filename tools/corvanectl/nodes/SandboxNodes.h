@@ -9,7 +9,7 @@ public:
     std::string PlaceOf(std::string const& node) const override { return sandbox.Path(node); }
     void Prepare(Platform const& platform) override;
     void SetBase(std::vector<BaseNode> const& base) override;
-    void Watch(Sandbox::Observer observer) override { sandbox.OnWrite(std::move(observer)); }
+    void Watch(Sandbox::Observer observer) override;
     std::optional<std::string> Read(std::string const& node) const override { return sandbox.Read(node); }
     void Abandon() override;
     Sandbox& Box() override { return sandbox; }

@@ -12,10 +12,25 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/** A name that stands for nothing here, and may do so on another platform. */
+class UnknownName : public InputError {
+public:
+    using InputError::InputError;
+};
+
 /** "1 node", "2 nodes" */
 inline std::string Count(std::size_t count, std::string const& what)
 {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+/** Of what is wrong or different, so much is listed; whoever needs more than that needs another file. */
+constexpr std::size_t MOST_LISTED = 100;
+
+/** @return what stands behind a list: "and 7 more", on a line of its own, or nothing. */
+inline std::string AndMore(std::size_t count)
+{
+    return count > MOST_LISTED ? "and " + std::to_string(count - MOST_LISTED) + " more\n" : "";
 }
 
 /** One thing that is wrong with a platform file. */

@@ -9,7 +9,7 @@ namespace {
 
 int Demo(PlayOptions const& options)
 {
-    return Play(options, SAMPLE_PLATFORM, std::make_unique<SandboxNodes>(), ScriptSource("demo script", DEMO_SCRIPT));
+    return Play(options, SAMPLE_PLATFORM, std::make_unique<SandboxNodes>(), EmbeddedSource("demo script", DEMO_SCRIPT));
 }
 
 } // namespace

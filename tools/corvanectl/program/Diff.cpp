@@ -7,13 +7,13 @@
 #include "tools/corvanectl/session/LibraryVoice.h"
 #include "tools/corvanectl/story/StoryDiff.h"
 
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <sstream>
+#include <set>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace {
 
@@ -22,10 +22,11 @@ struct DiffOptions {
     std::string second;
     std::string scriptFile;
     std::optional<unsigned int> chipType;
+    bool held = false;
 };
 
-/** @return the writes of a script on a platform. @throws InputError naming the platform, too. */
-std::vector<RecordedWrite> WritesOf(PlatformInput const& input, CommandSource const& script)
+/** Plays a script on a platform, for a listener. @throws InputError naming the platform, too. */
+void PlayFor(StoryListener& listener, PlatformInput const& input, CommandSource const& script)
 try {
     StopSignal stop;
     Interrupts const interrupts(stop);
@@ -38,32 +39,63 @@ try {
     if (findings.HasErrors()) {
         throw InputError("no sound platform; \"corvanectl check\" says why");
     }
-    Recording recording;
-    story.Add(recording);
+    story.Add(listener);
     Session session(std::move(platform), nodes, story, time, stop);
     Interpreter interpreter(session);
     RunCommands(script, stop, interpreter);
     session.End();
-    return recording.Writes();
 } catch (InputError const& error) {
     throw InputError(input.file + ": " + error.what());
 }
 
+/** The script of both. What one of the platforms lacks is said and passed over there; what both lack is a mistake. */
+class SharedScript {
+public:
+    explicit SharedScript(std::string const& name) : file(name) {}
+
+    void PlayOn(PlatformInput const& platform, StoryListener& listener)
+    {
+        std::set<std::string> const lacking = std::exchange(passedOver, {});
+        CommandSource script = ScriptSource(file);
+        script.passOver = [&](std::string const& place, std::string const& complaint) {
+            std::cerr << "warning: " << platform.file << ": " << place << ": " << complaint << "; passed over\n";
+            passedOver.insert(place);
+            return lacking.count(place) == 0;
+        };
+        PlayFor(listener, platform, script);
+    }
+
+private:
+    std::string const file;
+    std::set<std::string> passedOver; ///< places
+};
+
 int Diff(DiffOptions const& options)
 {
-    std::string const script = ReadTextFile(options.scriptFile);
-    auto const writesOf = [&](std::string const& file) {
-        return WritesOf({file, options.chipType}, ScriptSource(options.scriptFile, script));
-    };
-    auto const first = writesOf(options.first);
-    auto const second = writesOf(options.second);
-    std::ostringstream difference;
-    if (ShowDifference(first, second, difference) == 0) {
-        std::cout << "each of " << first.size() << " writes is the same\n";
+    SharedScript script(options.scriptFile);
+    Sandbox const folder; // of the first one's record
+    std::string const record = folder.Path("first");
+    {
+        std::ofstream out(record);
+        JsonLines lines(out);
+        script.PlayOn({options.first, options.chipType}, lines);
+        if (!out.flush()) {
+            throw OutputError(record + ": could not be written whole");
+        }
+    }
+    std::ifstream in(record);
+    StoredStory first(options.first, in);
+    StoryDiff diff(first, options.held ? Compared::HELD : Compared::WRITES, MOST_LISTED);
+    script.PlayOn({options.second, options.chipType}, diff);
+    diff.End();
+    if (diff.Count() == 0) {
+        std::cout << "each of " << diff.CountExpected() << (options.held ? " values held" : " writes")
+                  << " is the same\n";
         return STATUS_OK;
     }
-    std::cout << "only " << options.first << " writes (-), only " << options.second << " writes (+):\n"
-              << difference.str();
+    char const* const does = options.held ? " holds" : " writes";
+    std::cout << "only " << options.first << does << " (-), only " << options.second << does << " (+):\n"
+              << diff.Text() << AndMore(diff.Count());
     return STATUS_NOT_AS_EXPECTED;
 }
 
@@ -76,6 +108,7 @@ Verb AddDiff(CLI::App& app)
     verb->add_option("FIRST", options->first, "A platform file")->required();
     verb->add_option("SECOND", options->second, "Another one")->required();
     verb->add_option("--script", options->scriptFile, "The commands that both are to take, in a sandbox")->required();
+    verb->add_flag("--held", options->held, "Compare what nodes hold over time, not each write");
     verb->add_option("--chip-type", options->chipType, "Run both as this chip");
     verb->footer("Example:\n  corvanectl diff platforms/sample.json changed.json --script platforms/tour.txt");
     return {verb, [options] { return Diff(*options); }};

@@ -8,17 +8,20 @@
 #include <system_error>
 #include <utility>
 
-std::string ReadTextFile(std::string const& file)
+std::ifstream OpenTextFile(std::string const& file)
 {
     std::ifstream in(file, std::ios::binary);
-    std::ostringstream text;
-    if (in && in.peek() != std::ifstream::traits_type::eof()) {
-        text << in.rdbuf();
-    }
+    in.peek(); // what a folder holds cannot be read
     if (!in.eof() && !in) {
         throw InputError(file + ": cannot be read: " + std::generic_category().message(errno));
     }
-    return text.str();
+    return in;
+}
+
+std::string ReadTextFile(std::string const& file)
+{
+    std::ifstream in = OpenTextFile(file);
+    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 OutputFile::OutputFile(std::string file) : name(std::move(file)), out(name)

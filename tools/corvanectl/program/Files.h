@@ -11,6 +11,8 @@ public:
 };
 
 /** @throws InputError if there is no such file. */
+std::ifstream OpenTextFile(std::string const& file);
+/** @throws InputError if there is no such file. */
 std::string ReadTextFile(std::string const& file);
 
 /** A file that is written at the end, and opened at once, so that a bad name is known before anything runs. */

@@ -15,7 +15,6 @@
 #include "tools/corvanectl/session/LibraryVoice.h"
 #include "tools/corvanectl/session/Session.h"
 #include "tools/corvanectl/story/JsonLines.h"
-#include "tools/corvanectl/story/Recording.h"
 #include "tools/corvanectl/story/StoryDiff.h"
 
 #include <iostream>
@@ -29,22 +28,19 @@
 
 namespace {
 
-/** A file of what a listener heard: written when the play is over, however it ends. */
+/** A file that a listener writes while a play goes on, and ends with it, however that ends. */
 template <typename Listener> class StoryFile {
 public:
-    using Writer = void (*)(Listener const&, std::ostream&);
-
-    StoryFile(std::string const& name, Writer writer, Story& story) : file(name), write(writer) { story.Add(listener); }
+    StoryFile(std::string const& name, Story& story) : file(name), listener(file.Stream()) { story.Add(listener); }
     StoryFile(StoryFile const&) = delete;
     StoryFile& operator=(StoryFile const&) = delete;
     ~StoryFile() { Finish(); }
 
-    /** Writes it, if that has not happened. @return whether it could be written. */
+    /** Ends it, if that has not happened. @return whether it could be written. */
     bool Finish()
     {
-        if (!finished) {
-            finished = true;
-            write(listener, file.Stream());
+        if (!std::exchange(finished, true)) {
+            listener.End();
             whole = file.Finish();
         }
         return whole;
@@ -52,7 +48,6 @@ public:
 
 private:
     OutputFile file;
-    Writer const write;
     Listener listener;
     bool finished = false;
     bool whole = true;
@@ -63,20 +58,12 @@ class StoryFiles {
 public:
     StoryFiles(PlayOptions const& options, Story& story)
     {
-        if (!options.traceFile.empty()) {
-            trace.emplace(
-                options.traceFile, [](Trace const& heard, std::ostream& out) { heard.Write(out); }, story);
-        }
-        if (!options.plotFile.empty()) {
-            plot.emplace(options.plotFile, WriteSvg, story);
-        }
-        if (!options.recordFile.empty()) {
-            record.emplace(
-                options.recordFile, [](Recording const& heard, std::ostream& out) { heard.Write(out); }, story);
-        }
+        Add(trace, options.traceFile, story);
+        Add(plot, options.plotFile, story);
+        Add(record, options.recordFile, story);
     }
 
-    /** Writes them. @return whether all could be written. */
+    /** Ends them. @return whether all could be written. */
     bool Finish()
     {
         bool const traceIsWhole = !trace || trace->Finish();
@@ -85,54 +72,46 @@ public:
     }
 
 private:
+    template <typename Listener>
+    static void Add(std::optional<StoryFile<Listener>>& file, std::string const& name, Story& story)
+    {
+        if (!name.empty()) {
+            file.emplace(name, story);
+        }
+    }
+
     std::optional<StoryFile<Trace>> trace;
-    std::optional<StoryFile<Chart>> plot;
-    std::optional<StoryFile<Recording>> record;
+    std::optional<StoryFile<Picture>> plot;
+    std::optional<StoryFile<JsonLines>> record;
 };
 
 /** A record that the writes of a play are held to. */
 class Expectation {
 public:
-    /** @param name of the record's file; empty: there is nothing to be held to. */
-    Expectation(std::string const& name, Story& story) : file(name)
+    /** @throws RecordError if it is none. */
+    Expectation(std::string const& name, Story& story)
+        : file(name), in(OpenTextFile(name)), stored(name, in), diff(stored, Compared::WRITES, MOST_LISTED)
     {
-        if (!file.empty()) {
-            expected = Read();
-            story.Add(actual);
-        }
+        story.Add(diff);
     }
 
-    /** @return whether the writes are those on record; if not, what differs has been shown. */
-    bool IsMet(std::ostream& out) const
+    /** @return whether the writes are those on record; what differs is shown. */
+    bool IsMet(std::ostream& out)
     {
-        if (file.empty()) {
-            return true;
-        }
-        std::ostringstream difference;
-        std::size_t const count = ShowDifference(expected, actual.Writes(), difference);
-        out << "\n" << file << ": ";
-        if (count == 0) {
-            out << "each of " << expected.size() << " writes is as expected\n";
+        diff.End();
+        if (diff.Count() == 0) {
+            out << "\n" << file << ": each of " << diff.CountExpected() << " writes is as expected\n";
         } else {
-            out << "not as expected (-), but (+):\n" << difference.str();
+            out << "\n" << file << ": not as expected (-), but (+):\n" << diff.Text() << AndMore(diff.Count());
         }
-        return count == 0;
+        return diff.Count() == 0;
     }
 
 private:
-    std::vector<RecordedWrite> Read() const
-    {
-        std::string const text = ReadTextFile(file);
-        try {
-            return ReadRecording(text);
-        } catch (std::invalid_argument const& error) {
-            throw InputError(file + ":" + error.what());
-        }
-    }
-
     std::string const file;
-    std::vector<RecordedWrite> expected;
-    Recording actual;
+    std::ifstream in;
+    StoredStory stored;
+    StoryDiff diff;
 };
 
 /** While it lives, a second signal leaves the nodes in a hurry. */
@@ -150,6 +129,22 @@ private:
     Interrupts& interrupts;
 };
 
+CommandSource SourceOf(std::string const& name, std::shared_ptr<std::istream> const& script)
+{
+    return {name, false, [script](std::string& line, StopSignal const& /* stop */, Completer const& /* complete */) {
+                return static_cast<bool>(std::getline(*script, line));
+            }};
+}
+
+/** @throws InputError except at a terminal, where the next command is awaited. */
+void Complain(CommandSource const& source, std::string const& place, InputError const& error)
+{
+    if (!source.isTerminal) {
+        throw InputError(place + ": " + error.what());
+    }
+    std::cerr << error.what() << "\n";
+}
+
 } // namespace
 
 void RunCommands(CommandSource const& source, StopSignal const& stop, Interpreter& interpreter)
@@ -162,13 +157,15 @@ void RunCommands(CommandSource const& source, StopSignal const& stop, Interprete
         if (stop.IsRaised() || !source.next(line, stop, complete)) {
             return;
         }
+        std::string const place = source.name + ":" + std::to_string(number);
         try {
             interpreter.Execute(line);
-        } catch (InputError const& error) {
-            if (!source.isTerminal) {
-                throw InputError(source.name + ":" + std::to_string(number) + ": " + error.what());
+        } catch (UnknownName const& error) {
+            if (!source.passOver || !source.passOver(place, error.what())) {
+                Complain(source, place, error);
             }
-            std::cerr << error.what() << "\n";
+        } catch (InputError const& error) {
+            Complain(source, place, error);
         }
     }
 }
@@ -179,14 +176,17 @@ void PlayOptions::AddTo(CLI::App& verb)
     verb.add_flag("--json", json, "Print what happens as JSON, an object a line, and nothing else");
     verb.add_option("--trace", traceFile, "Write a Chrome-JSON trace to this file");
     verb.add_option("--plot", plotFile, "Draw what the nodes held and who asked for it to this SVG file");
+    verb.add_option("--record", recordFile, "Keep what happens in this file, for --expect and plot");
 }
 
-CommandSource ScriptSource(std::string const& name, std::string const& text)
+CommandSource EmbeddedSource(std::string const& name, std::string const& text)
 {
-    auto const script = std::make_shared<std::istringstream>(text);
-    return {name, false, [script](std::string& line, StopSignal const& /* stop */, Completer const& /* complete */) {
-                return static_cast<bool>(std::getline(*script, line));
-            }};
+    return SourceOf(name, std::make_shared<std::istringstream>(text));
+}
+
+CommandSource ScriptSource(std::string const& file)
+{
+    return SourceOf(file, std::make_shared<std::ifstream>(OpenTextFile(file)));
 }
 
 CommandSource StandardInput()
@@ -228,14 +228,17 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
         return STATUS_BAD_INPUT;
     }
     LibraryVoice::Switch(options.logBits);
-    if (!time.IsVirtual() && !(options.recordFile.empty() && options.expectFile.empty())) {
-        throw InputError("--record and --expect: times are exact only in a sandbox, and not with --live");
+    if (!time.IsVirtual() && !options.expectFile.empty()) {
+        throw InputError("--expect: times are exact only in a sandbox, and not with --live");
     }
-    Expectation const expectation(options.expectFile, story);
+    std::optional<Expectation> expectation;
+    if (!options.expectFile.empty()) {
+        expectation.emplace(options.expectFile, story);
+    }
     StoryFiles files(options, story);
     CommandSource source = given;
     source.isTerminal = source.isTerminal && !options.json;
-    JsonLines lines(std::cout);
+    JsonLines lines(std::cout, true);
     bool const showAtOnce = options.live || source.isTerminal || time.IsVirtual();
     Transcript transcript(std::cout, {showAtOnce, !source.isTerminal, options.brief});
     if (options.json) {
@@ -248,8 +251,8 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
     Interpreter interpreter(session);
     RunCommands(source, stop, interpreter);
     bool const isLeftWell = session.End();
-    bool const isAsExpected =
-        expectation.IsMet(options.json ? std::cerr : std::cout) && isLeftWell && !interpreter.HasFailed();
+    bool const isMet = !expectation || expectation->IsMet(options.json ? std::cerr : std::cout);
+    bool const isAsExpected = isMet && isLeftWell && !interpreter.HasFailed();
     if (!files.Finish()) {
         return STATUS_CANNOT_WRITE;
     }

@@ -35,13 +35,17 @@ struct CommandSource {
     bool isTerminal;
     /** Fetches the next line. @return false if there is none, or the signal has been raised meanwhile. */
     std::function<bool(std::string& line, StopSignal const& stop, Completer const& complete)> next;
+    /** Takes a command, by its place, that names what the platform lacks. @return whether to go on without it. */
+    std::function<bool(std::string const& place, std::string const& complaint)> passOver{};
 };
 
 /** Gives commands until there are none, or the signal is raised. @throws InputError with name and line. */
 void RunCommands(CommandSource const& source, StopSignal const& stop, Interpreter& interpreter);
 
-/** The commands of a script. */
-CommandSource ScriptSource(std::string const& name, std::string const& text);
+/** The commands of a script that is compiled in. */
+CommandSource EmbeddedSource(std::string const& name, std::string const& text);
+/** The commands of a file, read as they are needed. @throws InputError if there is no such file. */
+CommandSource ScriptSource(std::string const& file);
 /** The commands of standard input, as they come. */
 CommandSource StandardInput();
 

@@ -46,9 +46,7 @@ int Run(RunOptions const& options)
 {
     std::string const platformText = ReadTextFile(options.platform.file);
     SetProperties(options.properties);
-    CommandSource const source = options.scriptFile.empty()
-                                     ? StandardInput()
-                                     : ScriptSource(options.scriptFile, ReadTextFile(options.scriptFile));
+    CommandSource const source = options.scriptFile.empty() ? StandardInput() : ScriptSource(options.scriptFile);
     return Play(options, platformText, NodesFor(options), source);
 }
 
@@ -65,7 +63,6 @@ Verb AddRun(CLI::App& app)
     verb->add_flag("--keep", options->keep, "Leave real nodes with what they were written last")->excludes(sandbox);
     verb->add_option("--property", options->properties, "Set a system property, KEY=VALUE, before the start");
     verb->add_option("--log", options->logBits, "Show info (1) and debug (2) lines of the library");
-    verb->add_option("--record", options->recordFile, "Write the writes, with their exact times, to this file");
     verb->add_option("--expect", options->expectFile, "Fail unless the writes are those of this record");
     options->AddTo(*verb);
     verb->footer("Example:\n  corvanectl run platforms/sample.json --sandbox --script platforms/tour.txt");

@@ -10,7 +10,14 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/** Ends what matches and is not over: what has not begun by then never was. */
+/** @return whether a node is a maximum by its name: what is asked of it caps, whichever way it is asked. */
+bool IsMaximum(std::string const& node)
+{
+    std::string const file = node.substr(node.rfind('/') + 1); // npos + 1 is 0
+    return file.find("max") != std::string::npos;
+}
+
+/** Ends matching items now; removes those not yet begun. */
 template <typename Item, typename Matches> void EndAt(Chart::Time now, std::vector<Item>& items, Matches const& matches)
 {
     auto const neverWas = [&](Item const& item) { return matches(item.owner) && item.span.from > now; };
@@ -56,6 +63,7 @@ void Chart::Hear(StoryRecord const& record)
 void Chart::Begin(PerfTimePoint time, Began const& began)
 {
     start = time;
+    platform = began.platform;
     for (Began::Node const& node : began.nodes) {
         auto const isSame = [&node](Panel const& panel) { return panel.node.name == node.name; };
         if (std::none_of(panels.begin(), panels.end(), isSame)) { // variants for several chips share theirs
@@ -85,9 +93,12 @@ void Chart::Claims(PerfQosId id, std::vector<GroupInfo> const& groups, Span cons
         for (auto const& [operation, value] : group.operations) {
             bool const isFloor = operation == PERF_OPERATION_BOOST;
             for (Panel& panel : panels) {
-                if (panel.node.id == id && panel.node.group == group.groupId && !panel.node.resourceName.empty() &&
-                    (isFloor ? panel.node.showsFloors : panel.node.showsCeilings)) {
-                    panel.claims.push_back({span, owner, isFloor, value});
+                Began::Node const& node = panel.node;
+                if (node.id == id && node.group == group.groupId && !node.resourceName.empty() &&
+                    (isFloor ? node.showsFloors : node.showsCeilings)) {
+                    auto const text = node.levels.find(value);
+                    panel.claims.push_back({span, owner, isFloor && !IsMaximum(node.name),
+                                            text == node.levels.end() ? std::to_string(value) : text->second});
                 }
             }
         }
@@ -111,7 +122,7 @@ void Chart::Release(Released const& released)
 
 void Chart::Trigger(Triggered const& triggered)
 {
-    Owner const owner{triggered.what + " " + std::to_string(triggered.id)};
+    Owner const owner{triggered.Text()};
     EndThose([&owner](Owner const& other) { return other.pid == 0 && other.name == owner.name; });
     if (!triggered.starts) {
         return;

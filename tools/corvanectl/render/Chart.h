@@ -32,8 +32,8 @@ public:
     struct Claim {
         Span span;
         Owner owner;
-        bool isFloor;
-        int value;
+        bool isFloor;      ///< in the node's own terms: what raises a maximum is a ceiling
+        std::string value; ///< as the node takes it: of a level, its text
     };
 
     /** What a node took, or refused. */
@@ -71,6 +71,7 @@ public:
     std::vector<Mode> const& Modes() const { return modes; }
     std::vector<Chapter> const& Chapters() const { return chapters; }
     Time End() const { return end; }
+    std::string const& Platform() const { return platform; }
 
 private:
     void Begin(PerfTimePoint time, Began const& began);
@@ -83,7 +84,8 @@ private:
     template <typename Matches> void EndThose(Matches const& matches);
 
     PerfTimePoint start{};
-    Time now{0}; ///< of the current record
+    std::string platform; ///< its name
+    Time now{0};          ///< of the current record
     Time end{0}; ///< the latest
     std::vector<Panel> panels;
     std::vector<Mode> modes;

@@ -324,7 +324,7 @@ private:
             for (Chart::Claim const& claim : panel.claims) {
                 if (claim.isFloor == isFloor) {
                     Bar(lanes, isFloor ? "floor" : "ceiling", claim.span,
-                        (isFloor ? "min " : "max ") + std::to_string(claim.value) + ", " + claim.owner.Text());
+                        (isFloor ? "min " : "max ") + claim.value + ", " + claim.owner.Text());
                 }
             }
         }

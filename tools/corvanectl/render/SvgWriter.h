@@ -9,3 +9,16 @@
  * at which anything happened, one time axis for all.
  */
 void WriteSvg(Chart const& chart, std::ostream& out);
+
+/** Draws the story that it hears. */
+class Picture : public StoryListener {
+public:
+    explicit Picture(std::ostream& stream) : out(stream) {}
+
+    void Hear(StoryRecord const& record) override { chart.Hear(record); }
+    void End() { WriteSvg(chart, out); }
+
+private:
+    std::ostream& out;
+    Chart chart;
+};

@@ -1,7 +1,6 @@
 #include "tools/corvanectl/render/Trace.h"
 
 #include "tools/corvanectl/story/NodeText.h"
-#include "tools/corvanectl/story/RecordJson.h"
 
 #include <algorithm>
 #include <chrono>
@@ -24,11 +23,6 @@ nlohmann::json Microseconds(PerfTimePoint::duration time)
     return static_cast<double>(nanoseconds) / 1000;
 }
 
-std::string TextOf(Triggered const& triggered)
-{
-    return (triggered.starts ? "start " : "stop ") + triggered.what + " " + std::to_string(triggered.id);
-}
-
 std::string TextOf(Suspended const& suspended)
 {
     std::string text = suspended.on ? "suspend" : "resume";
@@ -49,95 +43,139 @@ std::string TextOf(Released const& released)
 
 } // namespace
 
-Trace::Trace()
+Trace::Trace(std::ostream& stream) : out(stream)
 {
-    AddEvent("M", "process_name", start)["args"] = {{"name", "corvanectl"}};
+    out << R"({"displayTimeUnit":"ms","traceEvents":[)";
+    nlohmann::json process = Event("M", "process_name");
+    process["args"] = {{"name", "corvanectl"}};
+    Put(std::move(process));
 }
 
 void Trace::Hear(StoryRecord const& record)
 {
-    end = std::max(end, record.time);
-    std::size_t const before = events.size();
-    record.Match([&](Began const& began) { Begin(record.time, began); },
-                 [&](Held const& held) { Hold(record.time, held); },
-                 [&](Released const& released) { Release(record.time, released); },
-                 [&](Triggered const& triggered) { AddInstant(TextOf(triggered), record.time, "p"); },
-                 [&](Suspended const& suspended) { AddInstant(TextOf(suspended), record.time, "p"); },
-                 [&](Marked const& marked) { AddInstant(marked.title, record.time, "g"); },
-                 [&](Labelled const& labelled) { AddInstant(labelled.label, record.time, "t"); },
+    record.Match([&](Began const& /* began */) { start = now = record.time; });
+    EndSlicesUntil(record.time);
+    now = std::max(now, record.time);
+    record.Match([&](Began const& began) { Begin(began); }, [&](Held const& held) { Hold(held); },
+                 [&](Released const& released) { Release(released); },
+                 [&](Triggered const& triggered) { Trigger(triggered); },
+                 [&](Suspended const& suspended) { AddInstant(TextOf(suspended), "p"); },
+                 [&](Marked const& marked) { AddInstant(marked.title, "g"); },
+                 [&](Labelled const& labelled) { AddInstant(labelled.label, "t"); },
                  [&](Wrote const& wrote) { AddWrite(wrote.write); });
-    auto const told = JsonOf(record.what);
-    if (events.size() != before && !told.is_null()) {
-        events.back()["story"] = told;
-    }
 }
 
-nlohmann::json Trace::Event(char const* phase, std::string const& name, PerfTimePoint time, int thread) const
+void Trace::End()
 {
-    return {{"ph", phase}, {"name", name}, {"pid", PROCESS}, {"tid", thread}, {"ts", Microseconds(time - start)}};
+    EndSlicesUntil(now);
+    EndSlices([](Slice const& /* any */) { return true; });
+    out << "\n]}\n" << std::flush;
 }
 
-nlohmann::json& Trace::AddEvent(char const* phase, std::string const& name, PerfTimePoint time)
+nlohmann::json Trace::Event(char const* phase, std::string const& name)
 {
-    int const thread = NumberOfThread();
-    events.push_back(Event(phase, name, time, thread));
-    return events.back();
+    return {{"ph", phase}, {"name", name}, {"pid", PROCESS}, {"tid", NumberOfThread()}, {"ts", Microseconds(now - start)}};
 }
 
-void Trace::AddInstant(std::string const& name, PerfTimePoint time, char const* scope)
+void Trace::Put(nlohmann::json event)
 {
-    AddEvent("i", name, time)["s"] = scope;
+    out << std::exchange(separator, ",\n") << event.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-void Trace::Begin(PerfTimePoint time, Began const& began)
+void Trace::AddInstant(std::string const& name, char const* scope)
 {
-    start = time;
+    nlohmann::json event = Event("i", name);
+    event["s"] = scope;
+    Put(std::move(event));
+}
+
+void Trace::AddCounter(std::string const& name, long long value)
+{
+    nlohmann::json event = Event("C", name);
+    event["args"] = {{"value", value}};
+    Put(std::move(event));
+}
+
+void Trace::Begin(Began const& began)
+{
     for (Began::Node const& node : began.nodes) {
         if (auto const number = NumberAt(node.bytes)) {
-            AddEvent("C", node.name, time)["args"] = {{"value", *number}};
+            AddCounter(node.name, *number);
         }
     }
-    AddInstant("begin", time, "g");
+    AddInstant("begin", "g");
 }
 
-void Trace::Hold(PerfTimePoint time, Held const& held)
+void Trace::AddWrite(NodeWrite const& write)
+{
+    auto const number = NumberOf(write.bytes);
+    if (number && write.error == 0) {
+        AddCounter(write.node, *number);
+    } else {
+        AddInstant(write.Line(), "t");
+    }
+}
+
+void Trace::BeginSlice(std::string const& name, char const* category, nlohmann::json const& id, Slice slice,
+                       PerfTimePoint until)
+{
+    slice.end = Event("b", name);
+    slice.end.update({{"cat", category}, {"id", id}});
+    Put(slice.end);
+    slice.end["ph"] = "e";
+    slices.emplace(until, std::move(slice));
+}
+
+/** Ends now what matches. */
+template <typename Matches> void Trace::EndSlices(Matches const& matches)
+{
+    for (auto slice = slices.begin(); slice != slices.end();) {
+        if (matches(slice->second)) {
+            slice->second.end["ts"] = Microseconds(now - start);
+            Put(std::move(slice->second.end));
+            slice = slices.erase(slice);
+        } else {
+            ++slice;
+        }
+    }
+}
+
+/** Ends what is over by then. */
+void Trace::EndSlicesUntil(PerfTimePoint time)
+{
+    while (!slices.empty() && slices.begin()->first <= time) {
+        now = std::max(now, slices.begin()->first);
+        auto& end = slices.begin()->second.end;
+        end["ts"] = Microseconds(now - start);
+        Put(std::move(end));
+        slices.erase(slices.begin());
+    }
+}
+
+void Trace::Hold(Held const& held)
 {
     std::string const name = held.name.empty() ? held.what : held.what + " " + held.name;
-    nlohmann::json& begin = AddEvent("b", name + ", process " + std::to_string(held.pid), time);
-    begin["cat"] = held.what;
-    begin["id"] = held.handle;
-    auto const until =
-        held.duration == 0 ? std::nullopt : std::optional(time + std::chrono::milliseconds(held.duration));
-    slices.push_back({events.size() - 1, held.pid, held.handle, until});
+    auto const until = held.duration == 0 ? PerfTimePoint::max() : now + std::chrono::milliseconds(held.duration);
+    BeginSlice(name + ", process " + std::to_string(held.pid), held.what.c_str(), held.handle,
+               {{}, held.pid, held.handle}, until);
 }
 
-void Trace::Release(PerfTimePoint time, Released const& released)
+/** What runs already begins anew. */
+void Trace::Trigger(Triggered const& triggered)
 {
-    for (Slice& slice : slices) {
-        bool const isMeant =
-            (!released.pid || *released.pid == slice.pid) && (!released.handle || *released.handle == slice.handle);
-        if (isMeant && (!slice.until || time < *slice.until)) {
-            slice.until = time;
-        }
+    std::string const id = triggered.what + " " + std::to_string(triggered.id);
+    EndSlices([&id](Slice const& slice) { return slice.end["id"] == id; });
+    if (triggered.starts) {
+        BeginSlice(triggered.Text(), triggered.what.c_str(), id, {{}, 0, NO_HANDLE}, now + triggered.Length());
     }
-    AddInstant(TextOf(released), time, "p");
 }
 
-std::vector<nlohmann::json> Trace::Sorted() const
+void Trace::Release(Released const& released)
 {
-    std::vector<nlohmann::json> sorted(events.begin(), events.end());
-    for (Slice const& slice : slices) {
-        sorted.push_back(events[slice.begin]);
-        sorted.back().erase("story");
-        sorted.back()["ph"] = "e";
-        sorted.back()["ts"] = Microseconds(std::min(slice.until.value_or(end), end) - start);
-    }
-    sorted.push_back(Event("i", "end", end, 1));
-    sorted.back().update({{"s", "g"}, {"story", JsonOf(Settled{true})}});
-    std::stable_sort(sorted.begin(), sorted.end(), [](nlohmann::json const& left, nlohmann::json const& right) {
-        return left["ts"].get<double>() < right["ts"].get<double>();
+    EndSlices([&released](Slice const& slice) {
+        return (!released.pid || *released.pid == slice.pid) && (!released.handle || *released.handle == slice.handle);
     });
-    return sorted;
+    AddInstant(TextOf(released), "p");
 }
 
 /** Names the thread that asks, if it is new. */
@@ -147,29 +185,9 @@ int Trace::NumberOfThread()
     if (isNew) {
         char name[16] = "";
         pthread_getname_np(pthread_self(), name, sizeof(name));
-        AddEvent("M", "thread_name", start)["args"] = {{"name", name}};
+        nlohmann::json event = Event("M", "thread_name");
+        event["args"] = {{"name", name}};
+        Put(std::move(event));
     }
     return position->second;
-}
-
-void Trace::AddWrite(NodeWrite const& write)
-{
-    auto const number = NumberOf(write.bytes);
-    if (number && write.error == 0) {
-        AddEvent("C", write.node, write.time)["args"] = {{"value", *number}};
-    } else {
-        AddInstant(write.Line(), write.time, "t");
-    }
-}
-
-void Trace::Write(std::ostream& out) const
-{
-    auto const replace = nlohmann::json::error_handler_t::replace;
-    out << R"({"displayTimeUnit":"ms","traceEvents":[)";
-    char const* separator = "\n";
-    for (nlohmann::json const& event : Sorted()) {
-        out << separator << event.dump(-1, ' ', false, replace);
-        separator = ",\n";
-    }
-    out << "\n]}\n" << std::flush;
 }

@@ -58,16 +58,8 @@ void Ledger::Note(PerfTimePoint time, Triggered const& triggered)
         return other.triggered.what == triggered.what && other.triggered.id == triggered.id;
     };
     triggers.erase(std::remove_if(triggers.begin(), triggers.end(), isSame), triggers.end());
-    std::chrono::milliseconds longest(0);
-    for (QosCommand const& started : triggered.commands) {
-        std::chrono::milliseconds length(triggered.duration);
-        for (EventPhase const& phase : started.phases) {
-            length += std::chrono::milliseconds(triggered.duration == 0 ? phase.duration : 0);
-        }
-        longest = std::max(longest, length);
-    }
     if (triggered.starts) {
-        triggers.push_back({triggered, time, time + std::chrono::milliseconds(triggered.delay) + longest});
+        triggers.push_back({triggered, time, time + triggered.Length()});
     }
 }
 

@@ -6,6 +6,24 @@
 #include <initializer_list>
 #include <utility>
 
+namespace {
+
+/** @return what each level writes to a node, if its group has levels. */
+std::map<int, std::string> TextsOfLevels(PerfQosConfig const& config, PlatformNode const& node)
+{
+    std::map<int, std::string> texts;
+    for (PerfGroupConfig const& group : config.groupConfigs) {
+        for (auto const& [level, values] : group.level2ValueMap) {
+            if (group.groupId == node.group && node.index < values.size()) {
+                texts[level] = values[node.index];
+            }
+        }
+    }
+    return texts;
+}
+
+} // namespace
+
 Session::Session(Platform described, Nodes& where, Story& told, SessionTime& clock, StopSignal const& stopping)
     : platform(std::move(described)), story(told), nodes(where), time(clock), stop(stopping),
       bound(platform.threadBinderNode), readBack(platform.threadBinderNode),
@@ -55,6 +73,7 @@ void Session::Start()
 Began Session::Beginning() const
 {
     Began began;
+    began.platform = platform.name;
     for (PlatformNode const& node : NodesOf(platform)) {
         Began::Node begun{node.name, node.resource, "", nodes.Read(node.name).value_or("")};
         if (node.resource != platform.qos.size()) {
@@ -65,6 +84,7 @@ Began Session::Beginning() const
             begun.group = node.group;
             begun.showsFloors = node.index == 0;
             begun.showsCeilings = node.index == ceiling;
+            begun.levels = TextsOfLevels(*configs.Config().qosConfigs.at(entry.id), node);
         }
         began.nodes.push_back(begun);
     }

@@ -40,6 +40,7 @@ public:
     ConfigManager& Manager() { return *manager; }
     Platform const& Described() const { return platform; }
     Nodes& Where() { return nodes; }
+    SessionTime& Clock() { return time; }
     SessionTime const& Clock() const { return time; }
     Ledger const& Claims() const { return ledger; }
     BoundThreads const& Bound() const { return bound; }

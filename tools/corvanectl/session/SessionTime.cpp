@@ -13,11 +13,17 @@ SessionTime::SessionTime(Kind kind)
 
 void SessionTime::Settle(ConfigManager& manager)
 {
+    if (own) {
+        own->Settle(); // the thread binder too
+        if (!nodesAreSlow) {
+            return;
+        }
+    }
     // Each worker answers a dump when it has done everything that was asked of it before.
     std::ostringstream nowhere;
     manager.TaskDump(false, nowhere);
     if (own) {
-        own->Settle(); // the thread binder too
+        own->Settle();
     }
 }
 

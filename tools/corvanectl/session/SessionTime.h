@@ -29,9 +29,12 @@ public:
 
     /** Waits until every worker has done what it was told so far. */
     void Settle(ConfigManager& manager);
+    /** From now on a write may take virtual time, for which settling then waits. */
+    void NodesAreSlow() { nodesAreSlow = true; }
     /** @param stop ends it early, where it takes time. */
     void Advance(std::chrono::milliseconds time, StopSignal const& stop);
 
 private:
     std::optional<VirtualTime> own;
+    bool nodesAreSlow = false;
 };

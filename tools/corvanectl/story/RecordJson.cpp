@@ -2,309 +2,321 @@
 
 #include "tools/corvanectl/story/NodeText.h"
 
-#include <cerrno>
-#include <map>
+#include <array>
+#include <limits>
 #include <stdexcept>
+#include <type_traits>
+#include <utility>
 
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-void PutBytes(Json& json, std::string const& bytes)
-{
-    if (IsText(bytes)) {
-        json["text"] = bytes;
-    } else {
-        json["hex"] = HexOf(bytes);
-    }
-    if (auto const number = NumberOf(bytes)) {
-        json["value"] = *number;
-    }
-}
+/** Puts fields into an object. */
+class Writer {
+public:
+    static constexpr bool READS = false;
 
-std::string BytesIn(Json const& json)
-{
-    auto const hex = json.find("hex");
-    return hex == json.end() ? json.at("text").get<std::string>() : BytesOf(hex->get<std::string>());
-}
+    explicit Writer(Json& object) : json(object) {}
 
-Json ToJson(std::vector<GroupInfo> const& groups)
+    template <typename Value> void Field(char const* key, Value const& value) { json[key] = value; }
+    /** Left out where there is none. */
+    template <typename Value> void Field(char const* key, std::optional<Value> const& value)
+    {
+        if (value) {
+            json[key] = *value;
+        }
+    }
+    void Field(char const* key, std::map<int, std::string> const& texts)
+    {
+        for (auto const& [number, text] : texts) {
+            json[key][std::to_string(number)] = text;
+        }
+    }
+    template <typename Item, typename Visit> void List(char const* key, std::vector<Item>& items, Visit const& visit)
+    {
+        Json list = Json::array();
+        for (Item& item : items) {
+            Json object = Json::object();
+            Writer writer(object);
+            visit(writer, item);
+            list.push_back(std::move(object));
+        }
+        json[key] = std::move(list);
+    }
+    void Bytes(std::string const& bytes)
+    {
+        json[IsText(bytes) ? "text" : "hex"] = IsText(bytes) ? bytes : HexOf(bytes);
+        Field("value", NumberOf(bytes));
+    }
+
+private:
+    Json& json;
+};
+
+/** Takes fields from an object, by their exact types: a number that would be cut to fit is none. */
+class Reader {
+public:
+    static constexpr bool READS = true;
+
+    explicit Reader(Json const& object) : json(object) {}
+
+    template <typename Value> void Field(char const* key, Value& value) { value = As<Value>(json.at(key)); }
+    template <typename Value> void Field(char const* key, std::optional<Value>& value)
+    {
+        if (json.contains(key)) {
+            value = As<Value>(json.at(key));
+        }
+    }
+    void Field(char const* key, std::map<int, std::string>& texts)
+    {
+        if (json.contains(key)) {
+            for (auto const& [number, text] : json.at(key).items()) {
+                texts[std::stoi(number)] = text.get<std::string>();
+            }
+        }
+    }
+    template <typename Item, typename Visit> void List(char const* key, std::vector<Item>& items, Visit const& visit)
+    {
+        for (Json const& object : json.at(key)) {
+            Reader reader(object);
+            visit(reader, items.emplace_back());
+        }
+    }
+    void Bytes(std::string& bytes)
+    {
+        auto const hex = json.find("hex");
+        bytes = hex == json.end() ? json.at("text").get<std::string>() : BytesOf(hex->get<std::string>());
+    }
+
+private:
+    template <typename Value> static Value As(Json const& value)
+    {
+        if constexpr (std::is_integral_v<Value> && !std::is_same_v<Value, bool>) {
+            bool const isWhole = std::is_signed_v<Value> ? value.is_number_integer() : value.is_number_unsigned();
+            auto const whole = isWhole ? value.get<Value>() : Value{};
+            if (!isWhole || Json(whole) != value) {
+                throw std::out_of_range(value.dump());
+            }
+        }
+        return value.get<Value>();
+    }
+
+    Json const& json;
+};
+
+// The fields of each kind of record, told once for both directions.
+
+constexpr std::array<std::pair<char const*, PerfOperationType>, 2> OPERATIONS = {
+    {{"boost", PERF_OPERATION_BOOST}, {"limit", PERF_OPERATION_LIMIT}}};
+
+/** A second value of one operation begins another entry of the group. */
+void Groups(Writer& form, std::vector<GroupInfo> const& groups)
 {
     Json list = Json::array();
     for (GroupInfo const& group : groups) {
-        Json object = {{"id", group.groupId}};
+        list.push_back({{"id", group.groupId}});
         for (auto const& [operation, value] : group.operations) {
-            char const* const key = operation == PERF_OPERATION_BOOST ? "boost" : "limit";
-            if (object.contains(key)) {
-                list.push_back(object);
-                object = {{"id", group.groupId}};
+            char const* const key = OPERATIONS[operation == PERF_OPERATION_BOOST ? 0 : 1].first;
+            if (list.back().contains(key)) {
+                list.push_back({{"id", group.groupId}});
             }
-            object[key] = value;
-        }
-        list.push_back(object);
-    }
-    return list;
-}
-
-Json ToJson(std::vector<PerfRequestInfo> const& infos)
-{
-    Json list = Json::array();
-    for (PerfRequestInfo const& info : infos) {
-        list.push_back({{"id", info.qosId}, {"groups", ToJson(info.groupInfos)}});
-    }
-    return list;
-}
-
-Json ToJson(std::vector<QosCommand> const& commands)
-{
-    Json list = Json::array();
-    for (QosCommand const& command : commands) {
-        Json phases = Json::array();
-        for (EventPhase const& phase : command.phases) {
-            phases.push_back({{"duration", phase.duration}, {"groups", ToJson(phase.groupInfos)}});
-        }
-        list.push_back({{"id", command.qosId}, {"phases", phases}});
-    }
-    return list;
-}
-
-Json ToJson(Began const& began)
-{
-    Json nodes = Json::array();
-    for (Began::Node const& node : began.nodes) {
-        nodes.push_back({{"node", node.name}});
-        PutBytes(nodes.back(), SettingOf(node.bytes));
-        if (!node.resourceName.empty()) {
-            nodes.back().update({{"resource", node.resourceName},
-                                 {"id", node.id},
-                                 {"group", node.group},
-                                 {"floors", node.showsFloors},
-                                 {"ceilings", node.showsCeilings}});
+            list.back()[key] = value;
         }
     }
-    return {{"what", "began"}, {"nodes", nodes}};
+    form.Field("groups", list);
 }
 
-Json ToJson(Asked const& asked)
+void Groups(Reader& form, std::vector<GroupInfo>& groups)
 {
-    return {{"what", "asked"}, {"line", asked.line}};
-}
-
-Json ToJson(Answered const& answered)
-{
-    Json json = {{"what", "answered"}, {"result", answered.result}};
-    if (answered.result == 0 && answered.handle && *answered.handle != NO_HANDLE) {
-        json["handle"] = *answered.handle;
-    }
-    json["reasons"] = answered.reasons;
-    return json;
-}
-
-Json ToJson(Held const& held)
-{
-    return {{"what", "held"},       {"handle", held.handle}, {"pid", held.pid},           {"name", held.name},
-            {"command", held.what}, {"id", held.id},         {"qos", ToJson(held.infos)}, {"duration", held.duration}};
-}
-
-Json ToJson(Released const& released)
-{
-    Json json = {{"what", "released"}};
-    if (released.pid) {
-        json["pid"] = *released.pid;
-    }
-    if (released.handle) {
-        json["handle"] = *released.handle;
-    }
-    return json;
-}
-
-Json ToJson(Triggered const& triggered)
-{
-    return {{"what", "triggered"},
-            {"command", triggered.what},
-            {"id", triggered.id},
-            {"starts", triggered.starts},
-            {"delay", triggered.delay},
-            {"duration", triggered.duration},
-            {"qos", ToJson(triggered.commands)}};
-}
-
-Json ToJson(Suspended const& suspended)
-{
-    return {{"what", "suspended"}, {"qos", suspended.ids}, {"on", suspended.on}};
-}
-
-Json ToJson(Wrote const& wrote)
-{
-    NodeWrite const& write = wrote.write;
-    Json json = {{"what", "wrote"}, {"node", write.node}};
-    PutBytes(json, write.bytes);
-    if (write.error != 0) {
-        json["error"] = ErrorName(write.error);
-    } else if (static_cast<std::size_t>(write.result) < write.bytes.size()) {
-        json["taken"] = write.result;
-    }
-    return json;
-}
-
-Json ToJson(Strayed const& strayed)
-{
-    return {{"what", "strayed"},
-            {"node", strayed.node},
-            {"written", ReadableBytes(strayed.written)},
-            {"held", ReadableBytes(strayed.held)}};
-}
-
-Json ToJson(Told const& told)
-{
-    return {{"what", "told"}, {"text", told.text}};
-}
-
-Json ToJson(Marked const& marked)
-{
-    return {{"what", "marked"}, {"title", marked.title}};
-}
-
-Json ToJson(Settled const& settled)
-{
-    return {{"what", "settled"}, {"binder", settled.binderToo}};
-}
-
-Json ToJson(Labelled const& /* labelled */)
-{
-    return nullptr;
-}
-
-Json ToJson(Logged const& /* logged */)
-{
-    return nullptr;
-}
-
-Json ToJson(Warned const& /* warned */)
-{
-    return nullptr;
-}
-
-/** What is no whole number would be cut to one. */
-template <typename Number> Number Whole(Json const& json, char const* key)
-{
-    Json const& value = json.at(key);
-    if (!value.is_number_integer()) {
-        throw std::invalid_argument(key);
-    }
-    return value.get<Number>();
-}
-
-template <typename Number> std::optional<Number> WholeIfThere(Json const& json, char const* key)
-{
-    return json.contains(key) ? std::optional(Whole<Number>(json, key)) : std::nullopt;
-}
-
-std::vector<GroupInfo> GroupsIn(Json const& json)
-{
-    std::vector<GroupInfo> groups;
-    for (Json const& object : json.at("groups")) {
-        groups.push_back({Whole<unsigned int>(object, "id"), {}});
-        if (auto const boost = WholeIfThere<int>(object, "boost")) {
-            groups.back().operations.emplace_back(PERF_OPERATION_BOOST, *boost);
+    form.List("groups", groups, [](Reader& object, GroupInfo& group) {
+        object.Field("id", group.groupId);
+        for (auto const& [key, operation] : OPERATIONS) {
+            std::optional<int> value;
+            object.Field(key, value);
+            if (value) {
+                group.operations.emplace_back(operation, *value);
+            }
         }
-        if (auto const limit = WholeIfThere<int>(object, "limit")) {
-            groups.back().operations.emplace_back(PERF_OPERATION_LIMIT, *limit);
+    });
+}
+
+template <typename Form> void Fields(Form& form, Began& began)
+{
+    form.Field("platform", began.platform);
+    form.List("nodes", began.nodes, [](auto& object, Began::Node& node) {
+        object.Field("node", node.name);
+        node.bytes = SettingOf(node.bytes);
+        object.Bytes(node.bytes);
+        auto resource = node.resourceName.empty() ? std::nullopt : std::optional(node.resourceName);
+        object.Field("resource", resource);
+        if (resource) { // no thread binder's
+            node.resourceName = *resource;
+            object.Field("id", node.id);
+            object.Field("group", node.group);
+            object.Field("floors", node.showsFloors);
+            object.Field("ceilings", node.showsCeilings);
+            object.Field("levels", node.levels);
+        }
+    });
+}
+
+template <typename Form> void Fields(Form& form, Asked& asked)
+{
+    form.Field("line", asked.line);
+}
+
+template <typename Form> void Fields(Form& form, Answered& answered)
+{
+    if (answered.result != 0 || answered.handle == NO_HANDLE) {
+        answered.handle.reset();
+    }
+    form.Field("result", answered.result);
+    form.Field("handle", answered.handle);
+    form.Field("reasons", answered.reasons);
+}
+
+template <typename Form> void Fields(Form& form, Held& held)
+{
+    form.Field("handle", held.handle);
+    form.Field("pid", held.pid);
+    form.Field("name", held.name);
+    form.Field("command", held.what);
+    form.Field("id", held.id);
+    form.List("qos", held.infos, [](auto& object, PerfRequestInfo& info) {
+        object.Field("id", info.qosId);
+        Groups(object, info.groupInfos);
+    });
+    form.Field("duration", held.duration);
+}
+
+template <typename Form> void Fields(Form& form, Released& released)
+{
+    form.Field("pid", released.pid);
+    form.Field("handle", released.handle);
+}
+
+template <typename Form> void Fields(Form& form, Triggered& triggered)
+{
+    form.Field("command", triggered.what);
+    form.Field("id", triggered.id);
+    form.Field("name", triggered.name);
+    form.Field("starts", triggered.starts);
+    form.Field("delay", triggered.delay);
+    form.Field("duration", triggered.duration);
+    form.List("qos", triggered.commands, [](auto& object, QosCommand& command) {
+        object.Field("id", command.qosId);
+        object.List("phases", command.phases, [](auto& part, EventPhase& phase) {
+            part.Field("duration", phase.duration);
+            Groups(part, phase.groupInfos);
+        });
+    });
+}
+
+template <typename Form> void Fields(Form& form, Suspended& suspended)
+{
+    form.Field("qos", suspended.ids);
+    form.Field("on", suspended.on);
+}
+
+int ErrorNumber(std::string const& name)
+{
+    constexpr int BEHIND_LAST = 256;
+    for (int error = 1; error < BEHIND_LAST; ++error) {
+        if (ErrorName(error) == name) {
+            return error;
         }
     }
-    return groups;
+    throw std::invalid_argument(name);
 }
 
-StoryRecord::What ReadBegan(Json const& json)
+template <typename Form> void Fields(Form& form, Wrote& wrote)
 {
-    Began began;
-    for (Json const& node : json.at("nodes")) {
-        Began::Node begun{node.at("node").get<std::string>(), 0, node.value("resource", ""), BytesIn(node)};
-        if (!begun.resourceName.empty()) {
-            begun.id = Whole<PerfQosId>(node, "id");
-            begun.group = Whole<unsigned int>(node, "group");
-            begun.showsFloors = node.at("floors").get<bool>();
-            begun.showsCeilings = node.at("ceilings").get<bool>();
-        }
-        began.nodes.push_back(begun);
+    NodeWrite& write = wrote.write;
+    form.Field("node", write.node);
+    form.Bytes(write.bytes);
+    auto const length = static_cast<ssize_t>(write.bytes.size());
+    std::optional<std::string> error;
+    std::optional<ssize_t> taken;
+    if (!Form::READS && write.error != 0) {
+        error = ErrorName(write.error);
+    } else if (!Form::READS && write.result < length) {
+        taken = write.result;
     }
-    return began;
+    form.Field("error", error);
+    form.Field("taken", taken);
+    write.error = error ? ErrorNumber(*error) : 0;
+    write.result = error ? -1 : taken.value_or(length);
 }
 
-StoryRecord::What ReadHeld(Json const& json)
+template <typename Form> void Fields(Form& form, Strayed& strayed)
 {
-    Held held;
-    held.handle = Whole<unsigned long long>(json, "handle");
-    held.pid = Whole<int>(json, "pid");
-    held.name = json.at("name").get<std::string>();
-    held.what = json.at("command").get<std::string>();
-    held.id = Whole<unsigned int>(json, "id");
-    for (Json const& qos : json.at("qos")) {
-        held.infos.push_back({Whole<PerfQosId>(qos, "id"), GroupsIn(qos)});
+    strayed = {strayed.node, ReadableBytes(strayed.written), ReadableBytes(strayed.held)};
+    form.Field("node", strayed.node);
+    form.Field("written", strayed.written);
+    form.Field("held", strayed.held);
+}
+
+template <typename Form> void Fields(Form& form, Told& told)
+{
+    form.Field("text", told.text);
+}
+
+template <typename Form> void Fields(Form& form, Marked& marked)
+{
+    form.Field("title", marked.title);
+}
+
+template <typename Form> void Fields(Form& form, Settled& settled)
+{
+    form.Field("binder", settled.binderToo);
+}
+
+// What is for people only, and not kept.
+template <typename Form> void Fields(Form& /* form */, Labelled& /* labelled */) {}
+template <typename Form> void Fields(Form& /* form */, Logged& /* logged */) {}
+template <typename Form> void Fields(Form& /* form */, Warned& /* warned */) {}
+
+/** The names of the kinds in the order of the variant; null of what is not kept. */
+constexpr std::array<char const*, std::variant_size_v<StoryRecord::What>> NAMES = {
+    "began", "asked",   "answered", "held",  "released", "triggered", "suspended", "wrote",
+    "strayed", nullptr, nullptr,    nullptr, "told",     "marked",    "settled"};
+
+template <std::size_t Index> bool ReadAs(std::string const& name, Json const& json, StoryRecord::What& what)
+{
+    if (NAMES[Index] == nullptr || name != NAMES[Index]) {
+        return false;
     }
-    held.duration = Whole<unsigned int>(json, "duration");
-    return held;
+    Reader reader(json);
+    Fields(reader, what.emplace<Index>());
+    return true;
 }
 
-StoryRecord::What ReadReleased(Json const& json)
+template <std::size_t... Index>
+bool ReadAsAny(Json const& json, StoryRecord::What& what, std::index_sequence<Index...> /* all */)
 {
-    return Released{WholeIfThere<int>(json, "pid"), WholeIfThere<unsigned long long>(json, "handle")};
-}
-
-StoryRecord::What ReadTriggered(Json const& json)
-{
-    Triggered triggered{json.at("command").get<std::string>(), Whole<unsigned int>(json, "id"),
-                        json.at("starts").get<bool>(),         Whole<unsigned int>(json, "delay"),
-                        Whole<unsigned int>(json, "duration"), {}};
-    for (Json const& qos : json.at("qos")) {
-        QosCommand command{Whole<PerfQosId>(qos, "id"), {}};
-        for (Json const& phase : qos.at("phases")) {
-            command.phases.push_back({Whole<unsigned int>(phase, "duration"), GroupsIn(phase)});
-        }
-        triggered.commands.push_back(command);
-    }
-    return triggered;
-}
-
-StoryRecord::What ReadSuspended(Json const& json)
-{
-    return Suspended{json.at("qos").get<std::vector<PerfQosId>>(), json.at("on").get<bool>()};
-}
-
-StoryRecord::What ReadWrote(Json const& json)
-{
-    NodeWrite write;
-    write.node = json.at("node").get<std::string>();
-    write.bytes = BytesIn(json);
-    write.result = static_cast<ssize_t>(write.bytes.size());
-    if (json.contains("error")) {
-        write.error = EIO;
-        write.result = -1;
-    }
-    return Wrote{write};
-}
-
-StoryRecord::What ReadMarked(Json const& json)
-{
-    return Marked{json.at("title").get<std::string>()};
-}
-
-StoryRecord::What ReadSettled(Json const& json)
-{
-    return Settled{json.at("binder").get<bool>()};
+    auto const name = json.at("what").get<std::string>();
+    return (ReadAs<Index>(name, json, what) || ...);
 }
 
 } // namespace
 
-nlohmann::ordered_json JsonOf(StoryRecord::What const& what)
+Json JsonOf(StoryRecord::What const& what)
 {
-    return std::visit([](auto const& record) { return ToJson(record); }, what);
+    if (NAMES[what.index()] == nullptr) {
+        return nullptr;
+    }
+    Json json = {{"what", NAMES[what.index()]}};
+    Writer writer(json);
+    std::visit([&writer](auto record) { Fields(writer, record); }, what); // a copy, which it may make shorter
+    return json;
 }
 
-StoryRecord::What RecordOf(nlohmann::ordered_json const& json)
+StoryRecord::What RecordOf(Json const& json)
 {
-    static std::map<std::string, StoryRecord::What (*)(Json const&)> const kinds = {
-        {"began", ReadBegan},         {"held", ReadHeld},   {"released", ReadReleased}, {"triggered", ReadTriggered},
-        {"suspended", ReadSuspended}, {"wrote", ReadWrote}, {"marked", ReadMarked},     {"settled", ReadSettled}};
-    return kinds.at(json.at("what").get<std::string>())(json);
+    StoryRecord::What what;
+    if (!ReadAsAny(json, what, std::make_index_sequence<std::variant_size_v<StoryRecord::What>>())) {
+        throw std::invalid_argument("what");
+    }
+    return what;
 }

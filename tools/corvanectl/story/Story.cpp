@@ -2,6 +2,26 @@
 
 #include "tools/corvanectl/story/NodeText.h"
 
+#include <algorithm>
+
+std::string Triggered::Text() const
+{
+    return (name.empty() ? "" : name + ", ") + what + " " + std::to_string(id);
+}
+
+std::chrono::milliseconds Triggered::Length() const
+{
+    std::chrono::milliseconds longest(0);
+    for (QosCommand const& command : commands) {
+        std::chrono::milliseconds length(duration);
+        for (EventPhase const& phase : command.phases) {
+            length += std::chrono::milliseconds(duration == 0 ? phase.duration : 0);
+        }
+        longest = std::max(longest, length);
+    }
+    return std::chrono::milliseconds(delay) + longest;
+}
+
 void Story::Hide(std::string text)
 {
     std::lock_guard<std::mutex> const lock(mutex);

@@ -6,6 +6,8 @@
 #include <corvane/PerfRequest.h>
 #include <corvane/PerfTypes.h>
 
+#include <chrono>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -26,8 +28,10 @@ struct Began {
         unsigned int group = 0;
         bool showsFloors = false; ///< whether floors of the group end up in this node
         bool showsCeilings = false;
+        std::map<int, std::string> levels{}; ///< what a level of the group writes here; empty where there are none
     };
     std::vector<Node> nodes;
+    std::string platform{}; ///< its name
 };
 
 /** Somebody gives a command. */
@@ -67,6 +71,12 @@ struct Triggered {
     unsigned int delay = 0;    ///< ms
     unsigned int duration = 0; ///< ms that first phases last, without any that follow; 0: as they are described
     std::vector<QosCommand> commands{};
+    std::string name{}; ///< what the platform calls the event, or empty
+
+    /** "event 3", with its name in front if it has one */
+    std::string Text() const;
+    /** How long it lasts from the call on. */
+    std::chrono::milliseconds Length() const;
 };
 
 /** Resources were told to write nothing, or to write again. */
