@@ -23,7 +23,7 @@ install(FILES "${PROJECT_BINARY_DIR}/corvane.pc" DESTINATION "${CMAKE_INSTALL_LI
 
 if(CORVANE_BUILD_TOOLS)
     install(TARGETS corvanectl RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT corvanectl)
-    install(FILES tools/corvanectl/corvanectl.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT corvanectl)
-    install(FILES tools/corvanectl/corvanectl.bash RENAME corvanectl
+    install(FILES "${PROJECT_BINARY_DIR}/tools/corvanectl/corvanectl.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT corvanectl)
+    install(FILES "${PROJECT_BINARY_DIR}/tools/corvanectl/corvanectl.bash" RENAME corvanectl
         DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT corvanectl)
 endif()

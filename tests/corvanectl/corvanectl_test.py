@@ -101,7 +101,7 @@ class Demo(TemporaryFiles):
         self.assertEqual(plays[0], plays[1])
         self.assert_plots(self.folder / "first.jsonl", plays[0][3])
         self.assertLessEqual(plays[0][0].count("\n"), 150)
-        self.assertRegex(plays[0][0], "policy0/scaling_min_freq +▄▄▆+██▆+▁  300000 .. 1804800\n")
+        self.assertRegex(plays[0][0], "policy0/scaling_min_freq +▄▄▆+█▆+▁+  300000 .. 1804800\n")
         picture = [" ".join(text.itertext()) for text in ElementTree.fromstring(plays[0][3]).iter() if text.tag[-4:] == "text"]
         for text in ["CPU_L /sys/devices/system/cpu/cpufreq/policy0/scaling_min_freq", "max 1862400, cap 300 #4",
                      "min 2419200, event 3", "boost first, boost-first 500 #6", "threads /proc/thread_bind", "FF|4242"]:

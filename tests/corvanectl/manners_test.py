@@ -24,7 +24,7 @@ class Help(tool.TemporaryFiles):
     def words(self, *command):
         """What the completion offers last."""
         script = 'source "$0"; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _corvanectl "$1"; printf "%s\\n" "${COMPREPLY[@]}"'
-        return subprocess.run(["bash", "-c", script, tool.ROOT / "tools/corvanectl/corvanectl.bash", tool.CORVANECTL,
+        return subprocess.run(["bash", "-c", script, os.path.dirname(tool.CORVANECTL) + "/corvanectl.bash", tool.CORVANECTL,
                                *command], cwd=tool.ROOT, capture_output=True, text=True, check=True).stdout.split()
 
     def test_bash_completes_verbs_options_and_files(self):
@@ -35,6 +35,16 @@ class Help(tool.TemporaryFiles):
         self.assertEqual(self.words("check", "platforms/sam"), ["platforms/sample.json"])
         self.assertEqual(self.words("run", "--script", "platforms/tou"), ["platforms/tour.txt"])
         self.assertEqual(self.words("run", "--root", "platf"), ["platforms"])
+
+    def test_the_manual_has_every_verb_option_and_command(self):
+        manual = run("manual").stdout.replace("\\-", "-")
+        verbs = [word for word in self.words("") if not word.startswith("-")]
+        for verb in verbs:
+            self.assertIn("\n.SS corvanectl %s" % verb, manual)
+            for option in self.words(verb, "--"):
+                self.assertRegex(manual, r"\n\.B .*%s\b" % option)
+        for command in re.findall(r"^    (\w\S*)", run(*SANDBOX, commands="help").stdout, re.M):
+            self.assertIn("\n.B %s " % command, manual)
 
     def test_every_example_works(self):
         (self.folder / "platforms").symlink_to(tool.ROOT / "platforms")

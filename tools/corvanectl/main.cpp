@@ -14,25 +14,14 @@
 
 namespace {
 
-constexpr char const* CLOSING =
-    "Exit status:\n"
-    "  0  all went well\n"
-    "  1  something is not as expected: a check, a node that could not be put back, a write\n"
-    "  2  bad input: an argument, a file or a command, said in one line with its place\n"
-    "  3  the output or a file cannot be written\n\n"
-    "Examples:\n"
-    "  corvanectl demo\n"
-    "  corvanectl run --help";
-
-std::vector<std::string> OptionNames(CLI::App const& parser)
+/** What help ends with. */
+std::string Closing()
 {
-    std::vector<std::string> names;
-    for (CLI::Option const* const option : parser.get_options()) {
-        for (std::string const& name : option->get_lnames()) {
-            names.push_back("--" + name);
-        }
+    std::string text = "Exit status:\n";
+    for (std::size_t status = 0; status < STATUS_MEANINGS.size(); ++status) {
+        text += "  " + std::to_string(status) + "  " + STATUS_MEANINGS[status] + "\n";
     }
-    return names;
+    return text + "\nExamples:\n  corvanectl demo\n  corvanectl run --help";
 }
 
 /** @return a complaint about the first verb or option that there is not, or nothing. */
@@ -63,9 +52,9 @@ int Main(int argc, char** argv)
     CLI::App app("Drives libcorvane from a terminal.", "corvanectl");
     app.require_subcommand(1);
     app.set_version_flag("--version", "corvanectl " CORVANE_VERSION, "Print the version and exit");
-    std::vector<Verb> const verbs = {AddDemo(app), AddRun(app),  AddCheck(app), AddImport(app),
-                                     AddCpp(app),  AddDiff(app), AddPlot(app)};
-    app.footer(CLOSING);
+    std::vector<Verb> const verbs = {AddDemo(app), AddRun(app),  AddCheck(app),  AddImport(app),    AddCpp(app),
+                                     AddDiff(app), AddPlot(app), AddManual(app), AddCompletion(app)};
+    app.footer(Closing());
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {

@@ -4,6 +4,7 @@
 #include "tools/corvanectl/commands/Status.h"
 #include "tools/corvanectl/commands/Vocabulary.h"
 #include "tools/corvanectl/platform/Suggestion.h"
+#include "tools/corvanectl/render/Paint.h"
 #include "tools/corvanectl/session/LibraryVoice.h"
 
 #include <algorithm>
@@ -11,6 +12,8 @@
 #include <sstream>
 
 namespace {
+
+constexpr std::size_t COLUMNS_OF_NO_TERMINAL = 112;
 
 void Dump(Interpreter& interpreter, Words& words)
 {
@@ -27,7 +30,7 @@ void Dump(Interpreter& interpreter, Words& words)
 void ShowChart(Interpreter& interpreter, Words& words)
 {
     words.End();
-    interpreter.Live().Tell(Told{interpreter.Live().Drawn().Text()});
+    interpreter.Live().Tell(Told{interpreter.Live().Drawn().Text(ColumnsOfOutput(COLUMNS_OF_NO_TERMINAL))});
 }
 
 void ExplainQos(Interpreter& interpreter, Words& words)

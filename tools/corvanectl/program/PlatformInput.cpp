@@ -5,6 +5,8 @@
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
 #include "tools/corvanectl/render/Paint.h"
 
+#include <algorithm>
+
 void PlatformInput::AddTo(CLI::App& verb)
 {
     verb.add_option("PLATFORM", file, "The platform file")->required();
@@ -21,16 +23,19 @@ Platform PlatformInput::Read(std::string const& text, Findings& findings) const
 
 void PlatformInput::Print(Findings const& findings, std::string const& text, std::ostream& out) const
 {
+    std::size_t const listed = std::min(findings.All().size(), MOST_LISTED);
     std::vector<std::string> paths;
-    for (Finding const& finding : findings.All()) {
-        paths.push_back(finding.path);
+    for (std::size_t i = 0; i < listed; ++i) {
+        paths.push_back(findings.All()[i].path);
     }
     std::vector<unsigned int> const lines = LinesOf(text, paths);
     auto line = lines.begin();
     Paint const paint(out);
-    for (Finding const& finding : findings.All()) {
+    for (std::size_t i = 0; i < listed; ++i) {
+        Finding const& finding = findings.All()[i];
         std::string const place = file + ":" + std::to_string(*line++) + ": ";
         out << (finding.isWarning ? place + paint.Yellow("warning: ") : paint.Red(place)) << paint.Bold(finding.path)
             << (finding.path.empty() ? "" : ": ") << finding.text << "\n";
     }
+    out << AndMore(findings.All().size());
 }

@@ -1,5 +1,7 @@
 #include "tools/corvanectl/program/Terminal.h"
 
+#include "tools/corvanectl/render/Paint.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -13,7 +15,6 @@
 
 #include <histedit.h>
 #include <poll.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace {
@@ -52,8 +53,7 @@ EditLine* StartEditor()
 
 std::size_t Columns()
 {
-    winsize size{};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : 80;
+    return ColumnsOfOutput(80);
 }
 
 /** @return how many columns a text takes, without the bytes that go on with a letter in UTF-8. */

@@ -86,7 +86,7 @@ private:
     PerfTimePoint start{};
     std::string platform; ///< its name
     Time now{0};          ///< of the current record
-    Time end{0}; ///< the latest
+    Time end{0};          ///< the latest
     std::vector<Panel> panels;
     std::vector<Mode> modes;
     std::vector<Chapter> chapters;

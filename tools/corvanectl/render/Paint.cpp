@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <iostream>
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace {
@@ -26,5 +27,11 @@ bool HasColours()
 }
 
 } // namespace
+
+std::size_t ColumnsOfOutput(std::size_t otherwise)
+{
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : otherwise;
+}
 
 Paint::Paint(std::ostream const& stream) : isSeen(IsTerminal(stream) && HasColours()) {}

@@ -3,6 +3,9 @@
 #include <ostream>
 #include <string>
 
+/** @return how wide the terminal on standard output is; if there is none, or it does not say, something else. */
+std::size_t ColumnsOfOutput(std::size_t otherwise);
+
 /** Colours for what goes to a terminal; anywhere else, text stays as it is. */
 class Paint {
 public:

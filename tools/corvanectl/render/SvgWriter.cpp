@@ -120,8 +120,10 @@ public:
 
     void Write(std::ostream& out)
     {
+        Title();
         Legend();
         Modes();
+        y += ROW + GAP; // of the times above
         double const top = y;
         std::size_t quiet = 0;
         for (Chart::Panel const& panel : chart.Panels()) {
@@ -142,6 +144,13 @@ public:
     }
 
 private:
+    /** Where a line of numbers turns. */
+    struct Corner {
+        double x;
+        double y;
+        long long value;
+    };
+
     double X(Chart::Time time) const { return X(Seconds(time)); }
     double X(double seconds) const { return LEFT + (RIGHT - LEFT) * std::clamp(seconds / end, 0.0, 1.0); }
     double Until(Chart::Span const& span) const { return span.until ? X(*span.until) : RIGHT; }
@@ -162,6 +171,14 @@ private:
     {
         out << std::fixed << std::setprecision(1) << R"(<line class=")" << kind << R"(" x1=")" << x1 << R"(" y1=")"
             << y1 << R"(" x2=")" << x2 << R"(" y2=")" << y2 << "\"/>\n";
+    }
+
+    void Title()
+    {
+        if (!chart.Platform().empty()) {
+            Text(LEFT, y, "title bold", chart.Platform());
+            y += ROW + 8;
+        }
     }
 
     void Legend()
@@ -273,21 +290,38 @@ private:
             double const part = lowest < highest ? static_cast<double>(value - lowest) / span : 0.9;
             return y + NUMBERS - 4 - (NUMBERS - 8) * part;
         };
-        std::ostringstream path;
-        path << std::fixed << std::setprecision(1);
-        double at = yOf(*NumberOf(panel.steps.front().bytes));
-        path << LEFT << " " << at;
+        long long const base = *NumberOf(panel.steps.front().bytes);
+        std::vector<Corner> corners{{LEFT, yOf(base), base}};
         for (Chart::Step const& step : panel.steps) {
             if (step.error != 0) {
-                Cross(X(step.at), at);
-            } else if (double const next = yOf(*NumberOf(step.bytes)); std::abs(next - at) > 0) {
-                at = next;
-                path << " H" << X(step.at) << " V" << at;
+                Cross(X(step.at), corners.back().y);
+            } else if (long long const value = *NumberOf(step.bytes); value != corners.back().value) {
+                corners.push_back({X(step.at), yOf(value), value});
             }
+        }
+        std::ostringstream path;
+        path << std::fixed << std::setprecision(1) << LEFT << " " << corners.front().y;
+        for (std::size_t i = 1; i < corners.size(); ++i) {
+            path << " H" << corners[i].x << " V" << corners[i].y;
         }
         path << " H" << RIGHT;
         body << R"(<path class="area" d="M)" << path.str() << " V" << y + NUMBERS << " H" << LEFT << " Z\"/>\n"
              << R"(<path class="line" d="M)" << path.str() << "\"/>\n";
+        for (std::size_t i = 1; i < corners.size(); ++i) {
+            if (corners[i].value != lowest && corners[i].value != highest) {
+                StepValue(corners[i], i + 1 < corners.size() ? corners[i + 1].x : RIGHT);
+            }
+        }
+    }
+
+    /** Writes a value beside its step, where there is room until the next one: above the line, or else below. */
+    void StepValue(Corner const& corner, double until)
+    {
+        std::string const text = std::to_string(corner.value);
+        if (until - corner.x >= 6 + LETTER * static_cast<double>(text.size())) {
+            bool const fitsAbove = corner.y - y >= BASELINE;
+            Text(corner.x + 3, corner.y - BASELINE + (fitsAbove ? -2 : BASELINE - 1), "dim", text);
+        }
     }
 
     void Texts(Chart::Panel const& panel)
@@ -323,15 +357,16 @@ private:
         for (bool const isFloor : {true, false}) {
             for (Chart::Claim const& claim : panel.claims) {
                 if (claim.isFloor == isFloor) {
+                    char const* const sign = !NumberOf(claim.value) ? "" : isFloor ? "min " : "max ";
                     Bar(lanes, isFloor ? "floor" : "ceiling", claim.span,
-                        (isFloor ? "min " : "max ") + claim.value + ", " + claim.owner.Text());
+                        sign + claim.value + ", " + claim.owner.Text());
                 }
             }
         }
         y += lanes.Height();
     }
 
-    /** The times below all panels, and lines through them; modes shade them, chapters divide them. */
+    /** The times above and below all panels, and lines through them; modes shade them, chapters divide them. */
     void Axis(double top)
     {
         double const bottom = y;
@@ -343,6 +378,7 @@ private:
         for (int i = 0; i * tick <= end * 1.0001; ++i) {
             Line(behind, "grid", X(i * tick), top, X(i * tick), bottom);
             Text(X(i * tick), bottom + 2, "middle dim", SecondsText(i * tick));
+            Text(X(i * tick), top - GAP - ROW + 2, "middle dim", SecondsText(i * tick));
         }
         std::size_t number = 0;
         double free = 0;

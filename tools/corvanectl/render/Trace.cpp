@@ -74,7 +74,8 @@ void Trace::End()
 
 nlohmann::json Trace::Event(char const* phase, std::string const& name)
 {
-    return {{"ph", phase}, {"name", name}, {"pid", PROCESS}, {"tid", NumberOfThread()}, {"ts", Microseconds(now - start)}};
+    return {
+        {"ph", phase}, {"name", name}, {"pid", PROCESS}, {"tid", NumberOfThread()}, {"ts", Microseconds(now - start)}};
 }
 
 void Trace::Put(nlohmann::json event)

@@ -47,7 +47,7 @@ private:
     std::ostream& out;
     char const* separator = "\n";
     PerfTimePoint start{};
-    PerfTimePoint now{}; ///< of the current record
+    PerfTimePoint now{};                        ///< of the current record
     std::multimap<PerfTimePoint, Slice> slices; ///< open, by their ends
     std::map<int, int> threads;                 ///< numbers by id: the system gives others each time
 };

@@ -6,6 +6,9 @@
 
 namespace {
 
+/** What is over is still known for a while: the library lets go of it when it wakes up next. */
+constexpr std::chrono::seconds KEPT_AFTER_THE_END(1);
+
 template <typename Key>
 std::optional<unsigned long long> Find(std::map<Key, unsigned long long> const& handles, Key const& key)
 {
@@ -32,11 +35,21 @@ void Ledger::Add(PerfTimePoint time, Held const& held)
 {
     auto const until =
         held.duration == 0 ? std::nullopt : std::optional(time + std::chrono::milliseconds(held.duration));
+    if (entries.size() >= mostEntries) {
+        ForgetUntil(time - KEPT_AFTER_THE_END);
+    }
     entries.push_back({held, time, until});
     last[held.pid] = held.handle;
     if (!held.name.empty()) {
         named[held.name] = held.handle;
     }
+}
+
+void Ledger::ForgetUntil(PerfTimePoint time)
+{
+    auto const isLongOver = [time](Entry const& entry) { return entry.until && *entry.until < time; };
+    entries.erase(std::remove_if(entries.begin(), entries.end(), isLongOver), entries.end());
+    mostEntries = std::max(mostEntries, 2 * entries.size());
 }
 
 void Ledger::Remove(Released const& released)

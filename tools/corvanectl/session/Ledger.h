@@ -49,6 +49,7 @@ public:
 
 private:
     void Add(PerfTimePoint time, Held const& held);
+    void ForgetUntil(PerfTimePoint time);
     void Remove(Released const& released);
     void Note(PerfTimePoint time, Triggered const& triggered);
     void Suspend(PerfTimePoint time, Suspended const& suspended);
@@ -56,6 +57,7 @@ private:
     // Changed by what the session's own thread tells, and asked by that thread.
     PerfTimePoint start{};
     std::vector<Entry> entries;
+    std::size_t mostEntries = 1024; ///< before those that are long over are looked for
     std::vector<Trigger> triggers;
     std::map<PerfQosId, Suspension> suspensions;
     std::string command; ///< the current one

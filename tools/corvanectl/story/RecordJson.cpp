@@ -279,7 +279,7 @@ template <typename Form> void Fields(Form& /* form */, Warned& /* warned */) {}
 
 /** The names of the kinds in the order of the variant; null of what is not kept. */
 constexpr std::array<char const*, std::variant_size_v<StoryRecord::What>> NAMES = {
-    "began", "asked",   "answered", "held",  "released", "triggered", "suspended", "wrote",
+    "began",   "asked", "answered", "held",  "released", "triggered", "suspended", "wrote",
     "strayed", nullptr, nullptr,    nullptr, "told",     "marked",    "settled"};
 
 template <std::size_t Index> bool ReadAs(std::string const& name, Json const& json, StoryRecord::What& what)

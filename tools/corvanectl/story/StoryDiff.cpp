@@ -7,7 +7,7 @@
 namespace {
 
 constexpr std::int64_t PER_SECOND = 1'000'000'000;
-constexpr std::size_t DECIMALS = 3;       ///< of a time, at least
+constexpr std::size_t DECIMALS = 3;        ///< of a time, at least
 constexpr std::size_t MOST_TOGETHER = 500; ///< of one time; a table of that many each is small, and made at once
 
 /** Without trailing zeros. */
@@ -32,18 +32,19 @@ void ComparedItems::Hear(StoryRecord const& heard)
     if (heard.time > written) {
         TakeHeld();
     }
-    heard.Match([&](Began const& began) {
-        start = written = heard.time;
-        for (Began::Node const& node : began.nodes) {
-            nodes[node.name].held = SettingOf(node.bytes);
-            changed.insert(node.name);
-        }
-    },
-                [&](Asked const& asked) {
-                    TakeHeld(); // the command before is done
-                    command = asked.line;
-                },
-                [&](Wrote const& wrote) { Write(wrote.write); });
+    heard.Match(
+        [&](Began const& began) {
+            start = written = heard.time;
+            for (Began::Node const& node : began.nodes) {
+                nodes[node.name].held = SettingOf(node.bytes);
+                changed.insert(node.name);
+            }
+        },
+        [&](Asked const& asked) {
+            TakeHeld(); // the command before is done
+            command = asked.line;
+        },
+        [&](Wrote const& wrote) { Write(wrote.write); });
 }
 
 void ComparedItems::Write(NodeWrite const& write)
