@@ -238,14 +238,14 @@ int CommandManager::ComposeFromProcess(char const* method, PidHandleMap::iterato
                                        CommandWrapper& out)
 {
     HandleWrapperMap& wrappers = process->second;
-    auto const stored = wrappers.find(handle);
-    if (stored == wrappers.end()) {
+    auto record = wrappers.extract(handle);
+    if (!record) {
         PF_LOGD_AS(method, "[%s:%d] invalid handle: %llu", handle);
         return -1;
     }
     --totalHandleNum;
-    spareRecord = wrappers.extract(stored);
-    out = std::move(spareRecord.mapped());
+    out = std::move(record.mapped());
+    spareRecord = std::move(record);
     if (wrappers.empty()) {
         spareProcess = pidHandleMap.extract(process);
     }

@@ -25,8 +25,23 @@ void Join(PerfGroupTable& first, PerfGroupTable& second)
     }
 }
 
+/** Of equal operations the last pair wins, of equal groups the last one whole; one without operations is left out. */
+void Fold(std::vector<GroupInfo> const& infos, PerfGroupTable& groups)
+{
+    for (GroupInfo const& info : infos) {
+        if (info.operations.empty()) {
+            continue;
+        }
+        auto& operations = groups[info.groupId];
+        operations.clear();
+        for (auto const& [operation, value] : info.operations) {
+            operations[operation] = value;
+        }
+    }
+}
+
 /** By ascending id, with the tables of equal ids joined. */
-std::vector<QosInfoInt> JoinById(std::vector<QosInfoInt>& request)
+[[gnu::cold]] void JoinById(std::vector<QosInfoInt>& request)
 {
     std::map<PerfQosId, PerfGroupTable> tables;
     for (QosInfoInt& info : request) {
@@ -37,7 +52,7 @@ std::vector<QosInfoInt> JoinById(std::vector<QosInfoInt>& request)
     for (auto& [qosId, table] : tables) {
         joined.push_back({qosId, std::move(table)});
     }
-    return joined;
+    request = std::move(joined);
 }
 
 /** What the tables of a request held, a row each, to be put back. Not a copy of them: every request takes one. */
@@ -54,7 +69,7 @@ public:
     }
 
     /** Into the tables at all positions up to the last one that was added. */
-    void PutBack(std::vector<QosInfoInt>& request, std::size_t last) const
+    [[gnu::cold]] void PutBack(std::vector<QosInfoInt>& request, std::size_t last) const
     {
         for (std::size_t position = 0; position <= last; ++position) {
             request[position].groupInfo.clear();
@@ -85,14 +100,38 @@ private:
         if (fewCount < std::size(few)) {
             few[fewCount++] = row;
         } else {
-            more.push_back(row);
+            AddToMore(row);
         }
     }
+    [[gnu::cold]] void AddToMore(Row const& row) { more.push_back(row); }
 
     Row few[8]; ///< on the stack; nearly every request has fewer
     std::size_t fewCount = 0;
     std::vector<Row> more;
 };
+
+[[gnu::cold]] void DropLacking(std::vector<QosInfoInt>& request, ResourceManager const& resources)
+{
+    auto const isLacking = [&](QosInfoInt const& info) { return !resources.HasResource(info.qosId); };
+    request.erase(std::remove_if(request.begin(), request.end(), isLacking), request.end());
+}
+
+[[gnu::cold]] std::string TraceLabel(std::vector<PerfRequestInfo> const& infos)
+{
+    std::string label = "velquist_log:request";
+    for (PerfRequestInfo const& info : infos) {
+        label += " {" + std::to_string(info.qosId);
+        for (GroupInfo const& group : info.groupInfos) {
+            label += " [" + std::to_string(group.groupId);
+            for (auto const& [operation, value] : group.operations) {
+                label += " " + std::to_string(operation) + ":" + std::to_string(value);
+            }
+            label += "]";
+        }
+        label += "}";
+    }
+    return label;
+}
 
 } // namespace
 
@@ -168,17 +207,20 @@ std::vector<QosInfoInt> ConfigManager::RequestFilter(std::vector<PerfRequestInfo
     std::vector<QosInfoInt> request;
     request.reserve(infos.size());
     bool isJoined = true;
+    PerfQosId latest = 0;
     for (PerfRequestInfo const& info : infos) {
-        PerfGroupTable groups = BuildGroupInfo(info.groupInfos);
-        if (groups.empty()) {
+        QosInfoInt& asked = request.emplace_back();
+        Fold(info.groupInfos, asked.groupInfo); // where the table stays: to move one is no small thing
+        if (asked.groupInfo.empty()) {
+            request.pop_back();
             continue;
         }
-        PerfQosId const qosId = info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId;
-        isJoined = isJoined && (request.empty() || request.back().qosId < qosId);
-        request.push_back({qosId, std::move(groups)});
+        asked.qosId = info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId;
+        isJoined = isJoined && (request.size() == 1 || latest < asked.qosId);
+        latest = asked.qosId;
     }
     if (!isJoined) {
-        return JoinById(request);
+        JoinById(request);
     }
     return request;
 }
@@ -186,15 +228,7 @@ std::vector<QosInfoInt> ConfigManager::RequestFilter(std::vector<PerfRequestInfo
 PerfGroupTable ConfigManager::BuildGroupInfo(std::vector<GroupInfo> const& groupInfos) const noexcept
 {
     PerfGroupTable groups;
-    for (GroupInfo const& info : groupInfos) {
-        std::map<PerfOperationType, int> operations;
-        for (auto const& [operation, value] : info.operations) {
-            operations.insert_or_assign(operation, value);
-        }
-        if (!operations.empty()) {
-            groups.insert_or_assign(info.groupId, std::move(operations));
-        }
-    }
+    Fold(groupInfos, groups);
     return groups;
 }
 
@@ -227,32 +261,16 @@ int ConfigManager::RequestValidate(PerfCommandType type, std::vector<QosInfoInt>
         }
     }
     if (!isWhole) {
-        auto const isLacking = [this](QosInfoInt const& info) {
-            return !members.resourceManager.HasResource(info.qosId);
-        };
-        request.erase(std::remove_if(request.begin(), request.end(), isLacking), request.end());
+        DropLacking(request, members.resourceManager);
     }
     return 0;
 }
 
 void ConfigManager::AddSysTraceName(std::vector<PerfRequestInfo> const& infos) const noexcept
 {
-    if (!SysWrapper::IsSysTraceEnabled()) {
-        return;
+    if (SysWrapper::IsSysTraceEnabled()) {
+        SysWrapper::SysTraceName(TraceLabel(infos));
     }
-    std::string label = "velquist_log:request";
-    for (PerfRequestInfo const& info : infos) {
-        label += " {" + std::to_string(info.qosId);
-        for (GroupInfo const& group : info.groupInfos) {
-            label += " [" + std::to_string(group.groupId);
-            for (auto const& [operation, value] : group.operations) {
-                label += " " + std::to_string(operation) + ":" + std::to_string(value);
-            }
-            label += "]";
-        }
-        label += "}";
-    }
-    SysWrapper::SysTraceName(label);
 }
 
 int ConfigManager::PerfRelease(int pid, unsigned long long handle) noexcept

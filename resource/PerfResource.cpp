@@ -54,7 +54,12 @@ int PerfResource::InitThread()
     return 0;
 }
 
-int PerfResource::SendCommandToFifoQ(PerfCommand command)
+int PerfResource::SendCommandToFifoQ(PerfCommand const& command)
+{
+    return MoveToFifoQ(PerfCommand(command));
+}
+
+int PerfResource::MoveToFifoQ(PerfCommand&& command)
 {
     std::vector<PerfCommand> left; // freed without the lock
     {
@@ -65,8 +70,9 @@ int PerfResource::SendCommandToFifoQ(PerfCommand command)
     }
     queueCondition.NotifyOne(); // after the lock, so that the worker does not wake up to wait for it
     if (!left.empty()) {
-        PF_LOGW("[%s:%d] [%s] worker is behind, %zu waiting commands that come to nothing left out", name.c_str(),
-                left.size());
+        PF_LOGW_AS("SendCommandToFifoQ",
+                   "[%s:%d] [%s] worker is behind, %zu waiting commands that come to nothing left out", name.c_str(),
+                   left.size());
     }
     return 0;
 }

@@ -77,7 +77,9 @@ public:
      * Queues a command and wakes the worker once. Behind more than PerfCommandQueue::BOUND of them what would come to
      * nothing is left out, with one warning line. @return 0.
      */
-    int SendCommandToFifoQ(PerfCommand command);
+    int SendCommandToFifoQ(PerfCommand const& command);
+    /** The same for a command that is not needed any more. */
+    int MoveToFifoQ(PerfCommand&& command);
 
     /**
      * Waits, without limit, for the answer to a dump command that was queued before, and prints it. One dump at a time:

@@ -154,7 +154,7 @@ int ResourceManager::SendCmdToResources(CommandWrapper const& wrapper) const
             PF_LOGE("[%s:%d] resource ptr is NULL for qos id %u", item->qosId);
             return -1;
         }
-        resource->SendCommandToFifoQ({wrapper.cmdType, item});
+        resource->MoveToFifoQ({wrapper.cmdType, item});
     }
     return 0;
 }

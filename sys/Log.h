@@ -30,6 +30,7 @@ extern "C" int __android_log_print(int priority, char const* tag, char const* fo
 #define PF_LOGW(format, ...) PF_LOG_PRINT(ANDROID_LOG_WARN, __func__, format, ##__VA_ARGS__)
 #define PF_LOGI(format, ...) PF_LOG_PRINT(ANDROID_LOG_INFO, __func__, format, ##__VA_ARGS__)
 #define PF_LOGE_AS(method, format, ...) PF_LOG_PRINT(ANDROID_LOG_ERROR, method, format, ##__VA_ARGS__)
+#define PF_LOGW_AS(method, format, ...) PF_LOG_PRINT(ANDROID_LOG_WARN, method, format, ##__VA_ARGS__)
 #define PF_LOGI_AS(method, format, ...) PF_LOG_PRINT(ANDROID_LOG_INFO, method, format, ##__VA_ARGS__)
 
 /** Printed while the info bit of the switch is set. */
