@@ -180,6 +180,14 @@ protected:
     }
     void Release(unsigned long long handle) { EXPECT_EQ(manager->PerfRelease(PID, handle), 0); }
 
+    /** Once the workers have done what was asked of them. */
+    std::string Tasks()
+    {
+        std::ostringstream tasks;
+        manager->Dump(tasks, {"--task"});
+        return tasks.str();
+    }
+
     static constexpr int PID = 100;
 
     std::unique_ptr<ConfigManager> manager;
@@ -361,6 +369,41 @@ TEST_F(Machine, FollowsACpuThatGoesOffAndComesBack)
     }
 }
 
+TEST_F(Machine, IsRightWhenAClusterIsBackWithItsBoostAskedForReleasedOrOver)
+{
+    options.rewriteDelay = 5; // so at most 300 ms lie between two tries
+    Start();
+    for (std::string const change : {"asked for", "released", "over"}) {
+        SCOPED_TRACE(change);
+        unsigned long long held = NO_HANDLE;
+        if (change == "released") {
+            held = Request({Boost(BIG, 1400000)});
+            ASSERT_TRUE(Become(NodesWithBig("1400000~2600000")));
+        } else if (change == "over") {
+            Request({Boost(BIG, 1400000)}, 3000);
+            ASSERT_TRUE(Become(NodesWithBig("1400000~2600000")));
+        }
+        Online(2, false);
+        Online(3, false);
+        if (change == "asked for") {
+            held = Request({Boost(BIG, 1400000)});
+        } else if (change == "released") {
+            Release(held);
+        } else {
+            EXPECT_TRUE(WaitUntil([this] { return Tasks().find("boost(") == std::string::npos; })) << Tasks();
+        }
+        EXPECT_NE(Nodes(), BASE) << "a policy without a CPU says nothing";
+        Online(2, true);
+        Online(3, true);
+        bool const isBoosted = change == "asked for";
+        EXPECT_TRUE(Become(isBoosted ? NodesWithBig("1400000~2600000") : BASE));
+        if (isBoosted) {
+            Release(held);
+            EXPECT_TRUE(Become(BASE));
+        }
+    }
+}
+
 TEST_F(Machine, ReachesADriverThatWasAwayAndIsBack)
 {
     Start();
@@ -373,8 +416,7 @@ TEST_F(Machine, ReachesADriverThatWasAwayAndIsBack)
     // And now there are none while something is asked for.
     ASSERT_EQ(Shell("rmmod acpi-cpufreq").status, 0);
     Release(again);
-    std::ostringstream settled;
-    manager->Dump(settled, {"--task"});
+    Tasks();
     ASSERT_EQ(Shell("insmod acpi-cpufreq.ko").status, 0);
     auto const after = Request({Boost(BIG, 1700000)});
     EXPECT_TRUE(Become(NodesWithBig("1700000~2600000")));
