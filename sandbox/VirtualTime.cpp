@@ -31,7 +31,7 @@ constexpr PerfTimePoint NEVER = PerfTimePoint::max();
 /** For a lock that a client holds, in whom only real time goes on. */
 constexpr auto MOMENT = 1ms;
 
-bool HadInAMoment(std::mutex& wanted)
+CORVANE_NO_THREAD_SAFETY_ANALYSIS bool HadInAMoment(std::mutex& wanted)
 {
     auto const giveUp = DeviceTime::Now() + MOMENT;
     while (!wanted.try_lock()) {
@@ -99,8 +99,8 @@ struct VirtualTime::Turns {
     /** Notifies the first who waits for this. @return false if nobody does. */
     bool Notify(void const* awaited);
     /** Gives the guard up until it is notified or the deadline is reached. */
-    void Wait(void const* awaited, std::mutex& guard, PerfTimePoint const& deadline);
-    void LockContended(std::mutex& wanted);
+    void Wait(void const* awaited, std::mutex& guard, PerfTimePoint const& deadline) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
+    void LockContended(std::mutex& wanted) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
 
     std::thread Start(std::string const& name, std::function<void()> body);
     void Join(std::thread& thread);

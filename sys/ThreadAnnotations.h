@@ -16,3 +16,5 @@
 #define CORVANE_REQUIRES(...) CORVANE_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define CORVANE_ACQUIRE(...) CORVANE_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define CORVANE_RELEASE(...) CORVANE_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
+/** For what locks a plain std::mutex, which the analysis knows with the platform's standard library only. */
+#define CORVANE_NO_THREAD_SAFETY_ANALYSIS CORVANE_THREAD_ATTRIBUTE(no_thread_safety_analysis)

@@ -1,5 +1,7 @@
 #include "tests/support/LogCapture.h"
 
+#include "sandbox/LogTap.h"
+
 #include <algorithm>
 #include <mutex>
 #include <regex>
@@ -16,7 +18,7 @@ std::vector<LogCapture*>& active = *new std::vector<LogCapture*>; ///< guarded b
 
 LogLine Parse(int priority, char const* tag, char const* message)
 {
-    LogLine line{priority, tag != nullptr ? tag : "", "", message, message};
+    LogLine line{priority, tag, "", message, message};
     static std::regex const prefix(R"(^\[([A-Za-z_~]\w*):\d+\] )");
     std::smatch match;
     if (std::regex_search(line.raw, match, prefix)) {
@@ -27,9 +29,9 @@ LogLine Parse(int priority, char const* tag, char const* message)
     return line;
 }
 
-void HandOut(__android_logger_data const* data, char const* message)
+void HandOut(int priority, char const* tag, char const* message)
 {
-    LogLine const line = Parse(data->priority, data->tag, message);
+    LogLine const line = Parse(priority, tag, message);
     std::vector<LogCapture::Observer> observers;
     {
         Lock const lock(mutex);
@@ -42,9 +44,9 @@ void HandOut(__android_logger_data const* data, char const* message)
     }
 }
 
-/** From the start of the process on, for good: replacing the logger later would race with threads that log. */
+/** From the start of the process on, for good: outside of every capture the log is silent. */
 [[maybe_unused]] bool const installed = [] {
-    __android_log_set_logger(HandOut);
+    LogTap::SetReceiver(HandOut);
     return true;
 }();
 
@@ -56,7 +58,7 @@ std::string LogLine::Render() const
     return method.empty() ? head + text : head + method + ": " + text;
 }
 
-LogCapture::LogCapture() : previousPriority(__android_log_set_minimum_priority(ANDROID_LOG_VERBOSE))
+LogCapture::LogCapture()
 {
     Lock const lock(mutex);
     active.push_back(this);
@@ -64,7 +66,6 @@ LogCapture::LogCapture() : previousPriority(__android_log_set_minimum_priority(A
 
 LogCapture::~LogCapture()
 {
-    __android_log_set_minimum_priority(previousPriority);
     Lock const lock(mutex);
     active.erase(std::remove(active.begin(), active.end(), this), active.end());
 }

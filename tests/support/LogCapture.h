@@ -63,7 +63,6 @@ public:
     void Add(LogLine const& line, std::vector<Observer>& observers);
 
 private:
-    int const previousPriority;
     std::vector<LogLine> entries; ///< guarded by the lock that every capture shares, as is the observer
     Observer observer;
 };

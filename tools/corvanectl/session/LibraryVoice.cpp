@@ -1,5 +1,6 @@
 #include "tools/corvanectl/session/LibraryVoice.h"
 
+#include "sandbox/LogTap.h"
 #include "tools/corvanectl/session/SessionTime.h"
 
 #include <corvane/PfLogon.h>
@@ -15,15 +16,15 @@ namespace {
 std::atomic<Story*> story{nullptr};
 std::atomic<int> threshold{ANDROID_LOG_WARN};
 
-void TellLine(__android_logger_data const* data, char const* message)
+void TellLine(int priority, char const* tag, char const* message)
 {
     Story* const told = story;
-    if (told == nullptr || data->priority < threshold) {
+    if (told == nullptr || priority < threshold) {
         return;
     }
     std::string text = message;
     text.erase(text.find_last_not_of(" \n") + 1);
-    told->Tell(SessionTime::Now(), Logged{data->priority, data->tag == nullptr ? "" : data->tag, std::move(text)});
+    told->Tell(SessionTime::Now(), Logged{priority, tag, std::move(text)});
 }
 
 } // namespace
@@ -46,8 +47,7 @@ LibraryVoice::LibraryVoice(Story& told)
 {
     story = &told;
     atrace_enabled_tags = ATRACE_TAG_GRAPHICS;
-    __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
-    __android_log_set_logger(TellLine);
+    LogTap::SetReceiver(TellLine);
 }
 
 LibraryVoice::~LibraryVoice()
