@@ -2,6 +2,7 @@
 #include "tools/corvanectl/nodes/SandboxNodes.h"
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/program/EmbeddedFiles.h"
+#include "tools/corvanectl/session/Ledger.h"
 #include "tools/corvanectl/session/LibraryVoice.h"
 #include "tools/corvanectl/session/Reasons.h"
 
@@ -57,4 +58,16 @@ TEST(Reasons, ForeseeEveryRefusalOfARequestAndEveryValueThatIsMoved)
     }
     EXPECT_GT(granted, 520);
     EXPECT_GT(moved, 30);
+}
+
+TEST(Ledger, CountsWhatEndsByItselfFromTheCallAsTheLibraryDoes)
+{
+    PerfTimePoint const call{std::chrono::hours(1)};
+    Held held;
+    held.duration = 100;
+    Ledger ledger;
+    ledger.Hear({call, Asked{"request"}});
+    ledger.Hear({call + std::chrono::milliseconds(5), held});
+    EXPECT_EQ(ledger.Outstanding(call + std::chrono::milliseconds(99)).size(), 1u);
+    EXPECT_TRUE(ledger.Outstanding(call + std::chrono::milliseconds(100)).empty());
 }

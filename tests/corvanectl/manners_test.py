@@ -1,6 +1,7 @@
 """How the tool deals with the person at the terminal: usage as of corvanectl_test.py."""
 
 import codecs
+import contextlib
 import fcntl
 import os
 import pty
@@ -167,8 +168,9 @@ class OnTerminal(tool.TemporaryFiles):
             fcntl.ioctl(0, termios.TIOCSWINSZ, struct.pack("HHHH", 50, columns, 0, 0))
             os.chdir(tool.ROOT)
             os.execve(tool.CORVANECTL, [tool.CORVANECTL, *arguments],
-                      {**os.environ, "TERM": "xterm", "XDG_STATE_HOME": str(self.folder), **environment})
-        self.addCleanup(os.close, self.tty)
+                      {**os.environ, "TERM": "xterm", "LC_ALL": "C.UTF-8", "TMPDIR": str(self.folder),
+                       "XDG_STATE_HOME": str(self.folder), **environment})
+        self.addCleanup(self.abandon, self.process, self.tty)
         self.modes = termios.tcgetattr(self.tty)
         self.screen, self.decoder = Screen(columns), codecs.getincrementaldecoder("utf-8")()
 
@@ -188,6 +190,15 @@ class OnTerminal(tool.TemporaryFiles):
     def type(self, text, *rows):
         os.write(self.tty, text.encode())
         self.see(*rows)
+
+    @staticmethod
+    def abandon(process, tty):
+        """Ends what a failed test leaves running."""
+        os.close(tty)
+        with contextlib.suppress(ChildProcessError):  # it has been waited for
+            if os.waitpid(process, os.WNOHANG)[0] == 0:
+                os.kill(process, signal.SIGKILL)
+                os.waitpid(process, 0)
 
     def end(self):
         """How it ended, and whether the terminal is as it was."""

@@ -1,5 +1,7 @@
 #include "tests/frontend/PlatformFixture.h"
 
+#include "tests/support/Wait.h"
+
 #include <ctime>
 
 namespace {
@@ -22,7 +24,6 @@ TEST_F(RealExpiry, WhatIsTimedEndsByItselfNeverEarlyAndNeverLostAndWaitsWithoutC
     constexpr int COUNT = 12;
     Start();
     Settle();
-    sandbox.TakeWrites();
     auto const duration = [](int i) { return 60 + 40 * i; };
     auto const before = std::chrono::steady_clock::now();
     for (int i = 0; i < COUNT; ++i) {
@@ -30,18 +31,23 @@ TEST_F(RealExpiry, WhatIsTimedEndsByItselfNeverEarlyAndNeverLostAndWaitsWithoutC
                 {Boost(CPU_M, 2000 - 100 * i), Boost(CPU_B, 2000 - 100 * i), Boost(GPU, 90 - i)});
     }
     double const computed = ComputedMs();
-    EXPECT_TRUE(sandbox.WaitForWrites((3 + 3 + 1) * (COUNT + 1)));
+    auto const isOver = [this] {
+        return sandbox.Read("cpu_m/min") == "300" && sandbox.Read("cpu_b/min") == "400" &&
+               sandbox.Read("gpu/floor") == "10";
+    };
+    EXPECT_TRUE(WaitUntil(isOver, 60s));
     double const real = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - before).count();
     EXPECT_LT(ComputedMs() - computed, real / 2);
     for (auto const& [node, highest, step, base] :
          {std::tuple{"cpu_m/min", 2000, 100, 300}, {"cpu_b/min", 2000, 100, 400}, {"gpu/floor", 90, 1, 10}}) {
-        auto const writes = sandbox.Writes(node);
-        ASSERT_EQ(writes.size(), static_cast<std::size_t>(COUNT + 1)) << node;
-        for (int i = 0; i <= COUNT; ++i) {
-            NodeWrite const& write = writes[static_cast<std::size_t>(i)];
-            EXPECT_EQ(write.bytes, std::to_string(i < COUNT ? highest - step * i : base));
+        // A worker that is held up passes several ends at once.
+        int ended = -1;
+        for (NodeWrite const& write : sandbox.Writes(node)) {
+            int const value = std::stoi(write.bytes);
+            int const i = value == base ? COUNT : (highest - value) / step;
+            EXPECT_GT(i, ended) << node << " <- " << value;
             EXPECT_GE(write.time, before + std::chrono::milliseconds(i == 0 ? 0 : duration(i - 1)));
+            ended = i;
         }
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - before, 60s);
 }

@@ -20,14 +20,15 @@ std::optional<unsigned long long> Find(std::map<Key, unsigned long long> const& 
 
 void Ledger::Hear(StoryRecord const& record)
 {
-    record.Match([&](Began const& /* began */) { start = record.time; },
+    record.Match([&](Began const& /* began */) { start = askedAt = record.time; },
                  [&](Asked const& asked) {
                      command = asked.line;
+                     askedAt = record.time;
                      result.reset();
                  },
                  [&](Answered const& answered) { result = answered.result; },
-                 [&](Held const& held) { Add(record.time, held); }, [&](Released const& released) { Remove(released); },
-                 [&](Triggered const& triggered) { Note(record.time, triggered); },
+                 [&](Held const& held) { Add(askedAt, held); }, [&](Released const& released) { Remove(released); },
+                 [&](Triggered const& triggered) { Note(askedAt, triggered); },
                  [&](Suspended const& suspended) { Suspend(record.time, suspended); });
 }
 
