@@ -1,8 +1,8 @@
 #pragma once
 
 /**
- * Takes the lines of the platform's log. An executable that links the sandbox has the log's function of its own: a device
- * of level 29 knows no other way to see what a process logs.
+ * Takes the lines of the platform's log. An executable that links the sandbox has the log's function of its own: a
+ * device of level 29 knows no other way to see what a process logs.
  */
 namespace LogTap {
 
@@ -10,8 +10,8 @@ namespace LogTap {
 using Receiver = void (*)(int priority, char const* tag, char const* message);
 
 /**
- * From now on every line goes to the receiver alone; with nullptr, as at the start, to the log. A line that is on its way
- * meanwhile may still reach the one before.
+ * From now on every line goes to the receiver alone; with nullptr, as at the start, to the log. A line that is on its
+ * way meanwhile may still reach the one before.
  */
 void SetReceiver(Receiver receiver);
 

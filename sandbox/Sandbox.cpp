@@ -118,8 +118,15 @@ std::vector<std::string> Lines(std::vector<NodeWrite> const& writes)
     return Collect(writes, &NodeWrite::Line);
 }
 
+std::filesystem::path TemporaryFolder()
+{
+    std::error_code none;
+    auto const folder = std::filesystem::temp_directory_path(none);
+    return none ? "/data/local/tmp" : folder;
+}
+
 Sandbox::Sandbox()
-    : root((std::filesystem::temp_directory_path() / "corvane-sandbox-").lexically_normal().string() + "XXXXXX"),
+    : root((TemporaryFolder() / "corvane-sandbox-").lexically_normal().string() + "XXXXXX"),
       journal(std::make_shared<SandboxJournal>())
 {
     if (mkdtemp(root.data()) == nullptr) {

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <iosfwd>
 #include <memory>
@@ -38,6 +39,9 @@ struct NodeWrite {
 std::ostream& operator<<(std::ostream& out, NodeWrite const& write);
 std::vector<std::string> Texts(std::vector<NodeWrite> const& writes);
 std::vector<std::string> Lines(std::vector<NodeWrite> const& writes);
+
+/** @return where temporary files go: TMPDIR, else the system's folder, else a device's. */
+std::filesystem::path TemporaryFolder();
 
 /**
  * A way in which a node misbehaves. Faults of different kinds add up, a second one of a kind replaces the first; a

@@ -73,7 +73,7 @@ class RealNode : public testing::Test {
 protected:
     RealNode()
     {
-        std::string name = (fs::temp_directory_path() / "corvane-node-XXXXXX").string();
+        std::string name = (TemporaryFolder() / "corvane-node-XXXXXX").string();
         folder = mkdtemp(name.data());
         path = (folder / "node").string();
     }

@@ -274,10 +274,9 @@ TEST(Sandbox, AGateHoldsOneNodeBackAndTheEndLetsWritersGo)
 
 TEST(NodeWatch, SeesWhatIsWrittenToRealFilesAndLeavesItAlone)
 {
-    char path[] = "/tmp/corvane-watched-XXXXXX";
-    char other[] = "/tmp/corvane-unwatched-XXXXXX";
-    close(mkstemp(path));
-    close(mkstemp(other));
+    Sandbox folder;
+    std::string const path = folder.AddFile("watched");
+    std::string const other = folder.AddFile("unwatched");
     int const before = NodeIo::Open(path);
     std::vector<std::string> seen;
     {
@@ -306,6 +305,4 @@ TEST(NodeWatch, SeesWhatIsWrittenToRealFilesAndLeavesItAlone)
     std::ifstream(path).read(content.data(), 8);
     EXPECT_STREQ(content.c_str(), "8200");
     EXPECT_EQ(seen, (Strings{"/sys/node <- 1200", "/sys/node <- 7", "/sys/full <- 1: ENOSPC"}));
-    unlink(path);
-    unlink(other);
 }
