@@ -29,7 +29,7 @@ int CommandManager::RequestHandle(int pid, PerfTimePoint const& now, CommandWrap
 
     ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    MakeRoom(pid, now, expired);
+    MakeRoom(pid, now, wrapper.endTime, expired);
     auto process = pidHandleMap.end();
     handle = AllocHandleByPid(pid, process);
     if (handle == INVALID_HANDLE) {
@@ -44,7 +44,7 @@ int CommandManager::RequestHandle(int pid, PerfTimePoint const& now, CommandWrap
     case PERF_COMMAND_MODE_START:
         break;
     default:
-        // The count is not given back: it stays one higher until everything is released.
+        // Known quirk: the count leaks until a release of everything.
         PF_LOGE("[%s:%d] invalid command type: %u", wrapper.cmdType);
         return -1;
     }
@@ -55,7 +55,7 @@ int CommandManager::RequestEventHandle(PerfEventId eventId, PerfTimePoint const&
 {
     ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    MakeRoom(limits.eventPid, now, expired);
+    MakeRoom(limits.eventPid, now, wrapper.endTime, expired);
     auto process = pidHandleMap.end();
     unsigned long long const handle = AllocHandleByPid(limits.eventPid, process);
     if (handle == INVALID_HANDLE) {
@@ -75,6 +75,7 @@ int CommandManager::RequestProbeHandle(int tid, PerfTimePoint const& now, Comman
     if (probeHandleMap.count(tid) != 0) {
         return PROBE_DUPLICATE;
     }
+    MakeWayForEnd(wrapper.endTime, expired);
     unsigned long long const handle = AllocHandleByPid(tid);
     if (handle == INVALID_HANDLE) {
         PF_LOGE("[%s:%d] alloc new handle failed for tid %d", tid);
@@ -168,7 +169,7 @@ int CommandManager::BuildReleaseCommand(int pid, unsigned long long handle, Comm
     ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
     if (!shortTermEndtimeMap.empty() && !ForgetSome(PerfTime::Now(), expired) && !IsRunning(pid, handle)) {
-        ForgetAll(expired); // the log says which of the two is unknown
+        ForgetAll(expired); // so that the debug line tells an unknown process from an unknown handle
     }
     if (ComposeReleaseCommand(pid, handle, out) != 0) {
         PF_LOGD("[%s:%d] ComposeReleaseCommand failed");
@@ -380,15 +381,42 @@ void CommandManager::ClearExpiredHandle(PerfTimePoint const& now)
 
 void CommandManager::ClearExpiredHandle(PerfTimePoint const& now, ExpiredRecords& out)
 {
-    expiredUntil = std::max(expiredUntil, now);
+    SetTime(now, out);
     ForgetAll(out);
 }
 
-void CommandManager::MakeRoom(int pid, PerfTimePoint const& now, ExpiredRecords& out)
+void CommandManager::SetTime(PerfTimePoint const& now, ExpiredRecords& out)
+{
+    if (now < expiredUntil) {
+        GoBackTo(now, out);
+    }
+    expiredUntil = now;
+}
+
+void CommandManager::MakeWayForEnd(PerfTimePoint const& endTime, ExpiredRecords& out)
+{
+    if (endTime <= expiredUntil) {
+        GoBackTo(endTime - PerfTimePoint::duration(1), out);
+    }
+}
+
+void CommandManager::GoBackTo(PerfTimePoint const& time, ExpiredRecords& out)
+{
+    auto const first = shortTermEndtimeMap.upper_bound(time);
+    auto const last = shortTermEndtimeMap.upper_bound(expiredUntil);
+    for (auto it = first; it != last; ++it) {
+        ForgetExpired("ClearExpiredHandle", it->second, out);
+    }
+    shortTermEndtimeMap.erase(first, last);
+    expiredUntil = time;
+}
+
+void CommandManager::MakeRoom(int pid, PerfTimePoint const& now, PerfTimePoint const& endTime, ExpiredRecords& out)
 {
     if (!ForgetSome(now, out) && IsFull(pid)) {
         ForgetAll(out);
     }
+    MakeWayForEnd(endTime, out);
 }
 
 bool CommandManager::IsFull(int pid) const
@@ -409,13 +437,20 @@ bool CommandManager::IsRunning(int pid, unsigned long long handle) const
     if (record == process->second.end()) {
         return false;
     }
-    return record->second.cmdType != PERF_COMMAND_SHORT_START || record->second.endTime > expiredUntil;
+    PerfTimePoint const& endTime = record->second.endTime;
+    return endTime > expiredUntil || !HasEndTime(endTime, handle);
+}
+
+bool CommandManager::HasEndTime(PerfTimePoint const& endTime, unsigned long long handle) const
+{
+    auto const [first, last] = shortTermEndtimeMap.equal_range(endTime);
+    return std::any_of(first, last, [handle](auto const& filed) { return filed.second.handle == handle; });
 }
 
 bool CommandManager::ForgetSome(PerfTimePoint const& now, ExpiredRecords& out)
 {
-    expiredUntil = std::max(expiredUntil, now);
-    for (int i = 0; i < AT_ONCE; ++i) {
+    SetTime(now, out);
+    for (int i = 0; i < FREED_PER_CALL; ++i) {
         if (!ForgetFirst(out)) {
             return true;
         }

@@ -14,14 +14,16 @@
 /**
  * Gives out handles, keeps what stands behind each until its release or its end, and builds the release commands.
  *
- * Any thread may call; one mutex serialises the maps and the counters. Handles that have expired are gone for everybody
- * from the next request or release on: no stop is built for them, because the groups let timed commands go by
- * themselves. Their records follow a few at a time where nobody can tell the difference, so that a crowd that ends at
- * once does not hold up those who wait for the mutex; all at once where a release finds nothing, a limit is met, or
- * probes, an event or more than one handle are let go. Nothing is called from under the mutex but the log and the
- * wrapper's own FillInHandle. Operations return 0, or -1 after a log line (in normal running, such as for an unknown
- * handle, a debug line), unless said otherwise. After -1 an out argument is unspecified, except the handle of
- * RequestHandle: it is untouched if the process id was refused, INVALID_HANDLE if there was none to be had.
+ * Any thread may call; one mutex serialises the maps and the counters. Expired handles count as released from the next
+ * call on: no stop is built for them, because the groups let timed commands go by themselves. Their records are freed
+ * lazily, two per call, so that a crowd that ends at once does not hold up those who wait for the mutex; all at once
+ * where somebody could tell the difference: where a release finds nothing, a limit is met, probes, an event or more
+ * than one handle are released, or a caller's time lies before that of an earlier call. Time may come in any order:
+ * what has expired by one caller's time is gone, and what is recorded later goes by the times of later calls. Nothing
+ * is called from under the mutex but the log and the wrapper's own FillInHandle. Operations return 0, or -1 after a log
+ * line (in normal running, such as for an unknown handle, a debug line), unless said otherwise. After -1 an out
+ * argument is unspecified, except the handle of RequestHandle: it is untouched if the process id was refused,
+ * INVALID_HANDLE if there was none to be had.
  */
 class CommandManager {
 public:
@@ -32,7 +34,7 @@ public:
     /** Result of RequestProbeHandle. */
     enum ProbeResult : int { PROBE_DUPLICATE = 0, PROBE_MADE = 1, PROBE_NO_HANDLE = 2 };
 
-    /** Moves on whenever a release takes something away. */
+    /** Snapshot of releaseCount. */
     struct StartTicket {
         unsigned long long releaseCount;
     };
@@ -87,7 +89,8 @@ private:
         PerfEventId eventId = REQUEST_EVENT_ID;
     };
 
-    static constexpr int AT_ONCE = 2; ///< a request adds one at most, so that a crowd comes to its end
+    /** Records freed per request; more than it adds, so that the backlog shrinks. */
+    static constexpr int FREED_PER_CALL = 2;
 
     /** @param process set to where the handles of the process are filed, or to the end if it has none yet. */
     unsigned long long AllocHandleByPid(int pid, PidHandleMap::iterator& process) CORVANE_REQUIRES(mutex);
@@ -101,10 +104,19 @@ private:
     int ComposeFromProcess(char const* method, PidHandleMap::iterator process, unsigned long long handle,
                            CommandWrapper& out) CORVANE_REQUIRES(mutex);
     void AddEndTime(ShortCmdInfo const& info) CORVANE_REQUIRES(mutex);
+    /** From here on, what ends by then has expired. */
+    void SetTime(PerfTimePoint const& now, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
+    /** Lets a record that ends so early live until somebody looks again. Before the record's process is looked up. */
+    void MakeWayForEnd(PerfTimePoint const& endTime, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
+    /** Frees what has expired since that time, and makes it the present one. */
+    void GoBackTo(PerfTimePoint const& time, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
+    /** @return whether the handle was filed under this end. */
+    bool HasEndTime(PerfTimePoint const& endTime, unsigned long long handle) const CORVANE_REQUIRES(mutex);
     /** @return whether the handle stands under this process and has not expired. */
     bool IsRunning(int pid, unsigned long long handle) const CORVANE_REQUIRES(mutex);
-    /** Forgets a few; all of them if the process would meet a limit otherwise. */
-    void MakeRoom(int pid, PerfTimePoint const& now, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
+    /** For a record with that end: frees a few, or all if the process would meet a limit otherwise. */
+    void MakeRoom(int pid, PerfTimePoint const& now, PerfTimePoint const& endTime, ExpiredRecords& out)
+        CORVANE_REQUIRES(mutex);
     bool IsFull(int pid) const CORVANE_REQUIRES(mutex);
     /** @return whether none is left. */
     bool ForgetSome(PerfTimePoint const& now, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
@@ -117,7 +129,7 @@ private:
     CommandLimits const limits; // constant after construction
     std::atomic<unsigned long long> releaseCount{0};
 
-    PerfTimePoint expiredUntil CORVANE_GUARDED_BY(mutex){}; ///< what ends by then is gone, forgotten or not
+    PerfTimePoint expiredUntil CORVANE_GUARDED_BY(mutex){}; ///< what ends by then has expired, even if not freed yet
     unsigned int totalHandleNum CORVANE_GUARDED_BY(mutex) = 0;
     unsigned long long nextHandle CORVANE_GUARDED_BY(mutex);
     std::multimap<PerfTimePoint, ShortCmdInfo> shortTermEndtimeMap CORVANE_GUARDED_BY(mutex);
