@@ -10,7 +10,7 @@ namespace {
 /** Looks at the commands from the youngest to the oldest and strikes out what the younger ones make superfluous. */
 class Compaction {
 public:
-    Compaction(std::deque<PerfCommand> const& waiting, PerfTimePoint const& time)
+    Compaction(std::vector<PerfCommand const*> const& waiting, PerfTimePoint const& time)
         : commands(waiting), now(time), leaves(waiting.size(), false), holding(HoldingSuspend())
     {
         // The oldest stays: the worker may have seen it already.
@@ -18,25 +18,29 @@ public:
             if (i == holding) {
                 younger = {};
             }
-            leaves[i] = commands[i].cmdItem != nullptr && IsSuperfluous(i);
+            leaves[i] = commands[i]->cmdItem != nullptr && IsSuperfluous(i);
         }
     }
 
     bool Leaves(std::size_t position) const { return leaves[position]; }
 
 private:
+    /** Positions of stops whose starts have not been met, by the item that a stop shares with its start. */
+    using Stops = std::unordered_multimap<PerfCommandItem const*, std::size_t>;
+
     /** What has been seen behind the present command, up to a suspend that holds. */
     struct Younger {
-        std::unordered_map<PerfCommandItem const*, std::size_t> stops; ///< a stop shares its item with its start
+        Stops shortStops;
+        Stops longStops;
         std::set<unsigned int> baseGroups;
         bool mode = false;
     };
 
-    /** The first behind the last resume takes effect; those behind it change nothing. */
+    /** The first suspend after the last resume is in force. */
     std::size_t HoldingSuspend() const
     {
         auto const isOf = [](PerfCommandType type) {
-            return [type](PerfCommand const& command) { return command.cmdType == type; };
+            return [type](PerfCommand const* command) { return command->cmdType == type; };
         };
         auto const lastResume = std::find_if(commands.rbegin(), commands.rend(), isOf(PERF_COMMAND_SUSPEND_OFF)).base();
         auto const suspend = std::find_if(lastResume, commands.end(), isOf(PERF_COMMAND_SUSPEND_ON));
@@ -45,16 +49,18 @@ private:
 
     bool IsSuperfluous(std::size_t position)
     {
-        PerfCommand const& command = commands[position];
+        PerfCommand const& command = *commands[position];
         switch (command.cmdType) {
         case PERF_COMMAND_SHORT_START:
+            return LeavesWithItsStop(younger.shortStops, *command.cmdItem) || command.cmdItem->endTime <= now;
         case PERF_COMMAND_LONG_START:
-            return LeavesWithItsStop(*command.cmdItem) ||
-                   (command.cmdType == PERF_COMMAND_SHORT_START && command.cmdItem->endTime <= now);
+            return LeavesWithItsStop(younger.longStops, *command.cmdItem);
         case PERF_COMMAND_SHORT_STOP:
+            younger.shortStops.emplace(command.cmdItem.get(), position);
+            return false;
         case PERF_COMMAND_LONG_STOP:
-            // A second stop finds nothing to undo.
-            return !younger.stops.emplace(command.cmdItem.get(), position).second;
+            younger.longStops.emplace(command.cmdItem.get(), position);
+            return false;
         case PERF_COMMAND_MODE_START:
             return std::exchange(younger.mode, true);
         case PERF_COMMAND_SUSPEND_ON:
@@ -68,13 +74,14 @@ private:
         }
     }
 
-    bool LeavesWithItsStop(PerfCommandItem const& item)
+    bool LeavesWithItsStop(Stops& stops, PerfCommandItem const& item)
     {
-        auto const stop = younger.stops.find(&item);
-        if (stop == younger.stops.end()) {
+        auto const stop = stops.find(&item);
+        if (stop == stops.end()) {
             return false;
         }
         leaves[stop->second] = true;
+        stops.erase(stop); // an earlier start of the same item needs a stop of its own
         return true;
     }
 
@@ -87,7 +94,7 @@ private:
         return younger.baseGroups.size() != before;
     }
 
-    std::deque<PerfCommand> const& commands;
+    std::vector<PerfCommand const*> const& commands;
     PerfTimePoint const now;
     std::vector<bool> leaves;
     std::size_t const holding; ///< the position of the suspend that the resource ends up under, or the end
@@ -98,35 +105,49 @@ private:
 
 } // namespace
 
-bool PerfCommandQueue::Push(PerfCommand&& command)
+void PerfCommandQueue::Push(PerfCommand&& command, PerfTimePoint const& now)
 {
-    commands.push_back(std::move(command));
-    return commands.size() > compactionSize;
+    commands.push_back({std::move(command), NeedsTime() ? now : PerfTimePoint{}});
 }
 
 PerfCommand PerfCommandQueue::Pop()
 {
-    PerfCommand command = std::move(commands.front());
+    PerfCommand command = std::move(commands.front().command);
     commands.pop_front();
-    if (commands.empty()) {
-        compactionSize = BOUND;
-    }
+    fewest = std::min(fewest, commands.size());
     return command;
+}
+
+bool PerfCommandQueue::IsCompactionDue(PerfTimePoint const& now) const
+{
+    return commands.size() > LATE_BOUND && commands.size() > 2 * fewest && (commands.size() > BOUND || IsLate(now));
+}
+
+bool PerfCommandQueue::IsLate(PerfTimePoint const& now) const
+{
+    // Where the oldest is not stamped, whatever stands behind LATE_BOUND others is, and has waited for less.
+    Waiting const& oldest = commands.front();
+    PerfTimePoint const since = oldest.since != PerfTimePoint{} ? oldest.since : commands[LATE_BOUND].since;
+    return now - since > LATE;
 }
 
 std::vector<PerfCommand> PerfCommandQueue::Compact(PerfTimePoint const& now)
 {
-    Compaction const compaction(commands, now);
+    std::vector<PerfCommand const*> waiting;
+    for (Waiting const& one : commands) {
+        waiting.push_back(&one.command);
+    }
+    Compaction const compaction(waiting, now);
     std::vector<PerfCommand> left;
-    std::deque<PerfCommand> kept;
+    std::deque<Waiting> kept;
     for (std::size_t i = 0; i < commands.size(); ++i) {
         if (compaction.Leaves(i)) {
-            left.push_back(std::move(commands[i]));
+            left.push_back(std::move(commands[i].command));
         } else {
             kept.push_back(std::move(commands[i]));
         }
     }
     commands = std::move(kept);
-    compactionSize = std::max(BOUND, 2 * commands.size());
+    fewest = commands.size();
     return left;
 }

@@ -4,6 +4,7 @@
 
 #include <corvane/PerfTypes.h>
 
+#include <chrono>
 #include <cstddef>
 #include <deque>
 #include <vector>
@@ -11,40 +12,59 @@
 /**
  * The commands that wait for one worker, oldest first.
  *
- * Behind a node that hangs, or under a client that floods a slow one, it would grow for ever; so beyond a bound it can
- * be compacted: what would come to nothing leaves, and the values that the nodes end up with stay the same. (Where a
- * resource remembers what came to nothing, they may be those of the next change: a short-term limit in the default
- * mode, which counts by the long-term ones that stood when something last changed, and memory latency.) Below the bound
- * nothing is ever left out.
+ * Behind a node that hangs, or under a client that floods a slow one, it would grow for ever, and the last client would
+ * wait for all the others. So it is compacted above a bound: commands whose net effect is nil are dropped, and the
+ * nodes end up with the same values. The bound is high while the worker keeps up, so that nothing is dropped then, and
+ * low once the oldest command has waited for more than LATE.
+ *
+ * Exceptions, where what came to nothing leaves a trace otherwise, and the values may be those of the next change:
+ * - a short-term limit in the default mode counts by the long-term limits that stood when something last changed;
+ * - the memory-latency nodes and the IPA power switches remember where they were last;
+ * - a node that has never been written is not written if all that asked for it has come to nothing: its base would have
+ *   been written in between.
  *
  * Not locked: its owner's mutex guards it.
  */
 class PerfCommandQueue {
 public:
-    /** So many may wait before anything is left out. */
+    /** So many may wait before anything is dropped. */
     static constexpr std::size_t BOUND = 16384;
+    /** The same, once the oldest has waited for more than LATE. */
+    static constexpr std::size_t LATE_BOUND = 64;
+    static constexpr std::chrono::seconds LATE{1};
 
     bool IsEmpty() const { return commands.empty(); }
     std::size_t Size() const { return commands.size(); }
 
-    /** @return whether it has grown so far that Compact is due. */
-    bool Push(PerfCommand&& command);
+    /** @return whether the time matters: only what waits behind LATE_BOUND others is stamped with it. */
+    bool NeedsTime() const { return commands.size() >= LATE_BOUND; }
+    /** @param now anything where the time does not matter. */
+    void Push(PerfCommand&& command, PerfTimePoint const& now = {});
     /** Takes the oldest out; there must be one. */
     PerfCommand Pop();
+    /** @return whether it is above its bound, and has doubled since it was last compacted. */
+    bool IsCompactionDue(PerfTimePoint const& now) const;
 
     /**
      * Takes out, in time linear in the size, and never the oldest:
-     * - a start together with its own stop behind it, and a timed start that has ended by now;
+     * - a start together with its own stop behind it (a stop ends one start), and a timed start that has ended by now;
      * - a mode behind which another one waits, a base set whose groups are all set again, and all suspends and resumes
      *   but the last resume, the suspend that it ends and the one that takes effect behind it.
      * Dumps stay. While the resource is to end up suspended, its nodes keep what they held when it was suspended: what
      * waits before that suspend and what waits behind it are compacted apart.
-     * The next one is due when the queue has doubled, so that a command costs constant time on the whole.
+     * A command costs constant time on the whole, because the queue has to double in between.
      * @return what has left; to be destroyed without the mutex.
      */
     std::vector<PerfCommand> Compact(PerfTimePoint const& now);
 
 private:
-    std::deque<PerfCommand> commands;
-    std::size_t compactionSize = BOUND;
+    struct Waiting {
+        PerfCommand command;
+        PerfTimePoint since; ///< zero: pushed behind fewer than LATE_BOUND others
+    };
+
+    bool IsLate(PerfTimePoint const& now) const;
+
+    std::deque<Waiting> commands;
+    std::size_t fewest = 0; ///< that have waited since the last compaction
 };

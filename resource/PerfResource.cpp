@@ -64,17 +64,33 @@ int PerfResource::MoveToFifoQ(PerfCommand&& command)
     std::vector<PerfCommand> left; // freed without the lock
     {
         PerfMutexLock lock(queueMutex);
-        if (queue.Push(std::move(command))) {
-            left = queue.Compact(PerfTime::Now());
-        }
+        PerfTimePoint const now = QueueTime();
+        queue.Push(std::move(command), now);
+        left = CompactIfDue(now);
     }
     queueCondition.NotifyOne(); // after the lock, so that the worker does not wake up to wait for it
-    if (!left.empty()) {
+    return 0;
+}
+
+PerfTimePoint PerfResource::QueueTime() const
+{
+    return queue.NeedsTime() ? PerfTime::Now() : PerfTimePoint{};
+}
+
+std::vector<PerfCommand> PerfResource::CompactIfDue(PerfTimePoint const& now)
+{
+    if (!queue.IsCompactionDue(now)) {
+        return {};
+    }
+    std::vector<PerfCommand> left = queue.Compact(now);
+    leftOut += left.size();
+    if (leftOut > 2 * reported) {
+        reported = leftOut;
         PF_LOGW_AS("SendCommandToFifoQ",
                    "[%s:%d] [%s] worker is behind, %zu waiting commands that come to nothing left out", name.c_str(),
-                   left.size());
+                   leftOut);
     }
-    return 0;
+    return left;
 }
 
 void PerfResource::WorkThread()
@@ -191,14 +207,20 @@ PerfTimePoint PerfResource::FindMinTime() const
 
 int PerfResource::HandleNewCommand()
 {
+    std::vector<PerfCommand> left; // freed without the lock
     PerfCommand command;
     {
         PerfMutexLock lock(queueMutex);
+        left = CompactIfDue(QueueTime()); // the last sender may have gone before the queue was late
         if (queue.IsEmpty()) {
             PF_LOGE("[%s:%d] [%s] empty command que", name.c_str());
             return -1;
         }
         command = queue.Pop();
+        if (queue.IsEmpty()) {
+            leftOut = 0;
+            reported = 0;
+        }
     }
     if (CommandDispath(command) != 0) {
         PF_LOGE("[%s:%d] [%s] CommandDispath failed", name.c_str());

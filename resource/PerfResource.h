@@ -74,8 +74,8 @@ public:
     void TellToExit();
 
     /**
-     * Queues a command and wakes the worker once. Behind more than PerfCommandQueue::BOUND of them what would come to
-     * nothing is left out, with one warning line. @return 0.
+     * Queues a command and wakes the worker once. A queue above its bound is compacted, with a warning line each time
+     * the number that was left out has doubled. @return 0.
      */
     int SendCommandToFifoQ(PerfCommand const& command);
     /** The same for a command that is not needed any more. */
@@ -146,6 +146,10 @@ protected:
     PerfWorkMode workMode;                          // worker thread only, after InitResource
 
 private:
+    /** @return the time, where the queue needs it. */
+    PerfTimePoint QueueTime() const CORVANE_REQUIRES(queueMutex);
+    /** @return what has been left out, to be freed without the mutex. */
+    std::vector<PerfCommand> CompactIfDue(PerfTimePoint const& now) CORVANE_REQUIRES(queueMutex);
     StatusEnum WaitForStatusLocked(PerfMutexLock& lock, PerfTimePoint const& wakeUp) CORVANE_REQUIRES(queueMutex);
 
     PerfCondition logCondition;
@@ -171,4 +175,6 @@ private:
     PerfCondition queueCondition;
     bool exitFlag CORVANE_GUARDED_BY(queueMutex) = false;
     PerfCommandQueue queue CORVANE_GUARDED_BY(queueMutex);
+    std::size_t leftOut CORVANE_GUARDED_BY(queueMutex) = 0;  ///< since the queue was last empty
+    std::size_t reported CORVANE_GUARDED_BY(queueMutex) = 0; ///< of them
 };

@@ -79,8 +79,11 @@ private:
             item->startTime = At(0);
             item->endTime = isLong ? PerfTimePoint{} : At(1 + Below(40));
             item->groupInfo[0] = Below(2) == 0 || (isLong && defaultMode) ? Boost(Below(11)) : Limit(Below(11));
+            if (!outstanding.empty() && Below(6) == 0) { // started once more, and to be stopped once more
+                item = random.Pick(outstanding);
+            }
             outstanding.push_back(item);
-            return {isLong ? PERF_COMMAND_LONG_START : PERF_COMMAND_SHORT_START, item};
+            return {item->endTime == PerfTimePoint{} ? PERF_COMMAND_LONG_START : PERF_COMMAND_SHORT_START, item};
         }
         if (dice < 14 && !outstanding.empty()) {
             auto const at = outstanding.begin() + Below(static_cast<int>(outstanding.size()));
@@ -172,7 +175,8 @@ TEST(PerfCommandQueue, OnlyWhatIsOutstandingIsKept)
     PerfCommandQueue queue;
     std::size_t compactions = 0;
     auto const push = [&](PerfCommandType type, std::shared_ptr<PerfCommandItem> const& item) {
-        if (queue.Push({type, item})) {
+        queue.Push({type, item}, At(1));
+        if (queue.IsCompactionDue(At(1))) {
             ++compactions;
             queue.Compact(At(1));
         }
@@ -198,6 +202,37 @@ TEST(PerfCommandQueue, OnlyWhatIsOutstandingIsKept)
     EXPECT_EQ(queue.Size(), 2u + 8 + 1 + 2);
     EXPECT_EQ(queue.Pop().cmdItem, kept);
     EXPECT_EQ(queue.Pop().cmdType, PERF_COMMAND_GET_LOG);
+}
+
+TEST(PerfCommandQueue, IsHeldToALowerBoundOnceTheOldestHasWaitedForASecond)
+{
+    PerfCommandQueue queue;
+    auto const push = [&](std::size_t size, PerfTimePoint const& now) {
+        while (queue.Size() < size) {
+            queue.Push({PERF_COMMAND_GET_LOG, std::make_shared<PerfCommandItem>()}, now);
+        }
+    };
+    push(PerfCommandQueue::LATE_BOUND, At(0));
+    push(PerfCommandQueue::LATE_BOUND + 1, At(100));
+    EXPECT_FALSE(queue.IsCompactionDue(At(1100)));
+    EXPECT_TRUE(queue.IsCompactionDue(At(1101)));
+    EXPECT_EQ(queue.Compact(At(1101)).size(), 0U) << "dumps stay";
+    push(130, At(1200));
+    EXPECT_FALSE(queue.IsCompactionDue(At(9999))) << "it has not doubled";
+    push(131, At(1200));
+    EXPECT_TRUE(queue.IsCompactionDue(At(9999)));
+    while (queue.Size() > 10) {
+        queue.Pop();
+    }
+    push(PerfCommandQueue::LATE_BOUND + 1, At(10'000));
+    EXPECT_TRUE(queue.IsCompactionDue(At(10'001))) << "the oldest is of those before, and it has doubled since then";
+    while (!queue.IsEmpty()) {
+        queue.Pop();
+    }
+    push(PerfCommandQueue::BOUND, At(20'000));
+    EXPECT_FALSE(queue.IsCompactionDue(At(20'000))) << "a worker that keeps up is left nothing out";
+    push(PerfCommandQueue::BOUND + 1, At(20'000));
+    EXPECT_TRUE(queue.IsCompactionDue(At(20'000)));
 }
 
 } // namespace
