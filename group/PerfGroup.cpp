@@ -31,12 +31,10 @@ int DeleteFromSide(char const* method, std::string const& group, char const* sid
         bool const sameValue = QueSide::PromoteFirst(slot, que) && slot.value == removed;
         return sameValue ? 0 : 1;
     }
-    auto const found = que.Find(item);
-    if (found == que.end()) {
+    if (!que.Remove(item)) {
         PF_LOGD_AS(method, "[%s:%d] [%s] no item found in %s que with handle %llu", group.c_str(), side, item.handle);
         return 0;
     }
-    que.Erase(found);
     PF_LOGD_AS(method, "[%s:%d] [%s] delete item in %s que with handle %llu", group.c_str(), side, item.handle);
     return 0;
 }
@@ -49,7 +47,7 @@ PerfGroup::PerfGroup(PerfGroupConfig const& config, PerfWorkMode mode)
       currBoostBaseItem(DefaultItem(PERF_OPERATION_BOOST, config.boostBase)),
       currLimitBaseItem(DefaultItem(PERF_OPERATION_LIMIT, config.limitBase)), effectiveBoostValue(config.boostBase),
       effectiveLimitValue(config.limitBase), effectiveBoostBase(config.boostBase), effectiveLimitBase(config.limitBase),
-      clampOutOfRange(config.clampOutOfRange), workMode(mode)
+      defaultBoostBase(config.boostBase), clampOutOfRange(config.clampOutOfRange), workMode(mode)
 {
     for (std::string const& path : config.nodePathVec) {
         nodes.emplace_back().path = path;
@@ -370,12 +368,16 @@ int PerfGroup::DeleteLongTermCommand(PerfGroupCommand const& command)
 
 int PerfGroup::AddToBoostQue(PerfGroupQueItem const& item)
 {
-    return QueSide::Add(currBoostItem, boostQue, item) ? 1 : 0;
+    bool const changed = QueSide::Add(currBoostItem, boostQue, item);
+    boostQue.DropEndedIfDoubled(currTimePoint);
+    return changed ? 1 : 0;
 }
 
 int PerfGroup::AddToLimitQue(PerfGroupQueItem const& item)
 {
-    return QueSide::Add(currLimitItem, limitQue, item) ? 1 : 0;
+    bool const changed = QueSide::Add(currLimitItem, limitQue, item);
+    limitQue.DropEndedIfDoubled(currTimePoint);
+    return changed ? 1 : 0;
 }
 
 int PerfGroup::AddToBoostBaseQue(PerfGroupQueItem const& item)
@@ -429,14 +431,12 @@ int PerfGroup::UpdateDefaultBoostBaseValue(PerfGroupQueItem const& item)
     if (currBoostBaseItem.handle == NO_HANDLE) {
         currBoostBaseItem.value = item.value;
     } else {
-        auto const queued = boostBaseQue.FindHandle(NO_HANDLE);
-        if (queued != boostBaseQue.end()) {
-            boostBaseQue.Erase(queued);
-        }
+        boostBaseQue.Remove(DefaultItem(PERF_OPERATION_BOOST, defaultBoostBase));
         PerfGroupQueItem defaultItem = item;
         defaultItem.handle = NO_HANDLE;
         boostBaseQue.Insert(defaultItem);
     }
+    defaultBoostBase = item.value;
     if (!boostBaseQue.empty() && boostBaseQue.begin()->value > currBoostBaseItem.value) {
         boostBaseQue.Insert(currBoostBaseItem);
         QueSide::PromoteFirst(currBoostBaseItem, boostBaseQue);

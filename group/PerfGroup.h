@@ -175,22 +175,13 @@ protected:
 
 private:
     struct LargestFirst {
-        bool operator()(PerfGroupQueItem const& left, PerfGroupQueItem const& right) const
-        {
-            return left.value > right.value;
-        }
+        static long long Rank(PerfGroupQueItem const& item) { return -static_cast<long long>(item.value); }
     };
     struct SmallestFirst {
-        bool operator()(PerfGroupQueItem const& left, PerfGroupQueItem const& right) const
-        {
-            return left.value < right.value;
-        }
+        static long long Rank(PerfGroupQueItem const& item) { return item.value; }
     };
     struct EarliestFirst {
-        bool operator()(PerfGroupQueItem const& left, PerfGroupQueItem const& right) const
-        {
-            return left.startTime < right.startTime;
-        }
+        static long long Rank(PerfGroupQueItem const& item) { return item.startTime.time_since_epoch().count(); }
     };
 
     // Steps shared by several operations; method is the one that they log for.
@@ -236,6 +227,7 @@ private:
     PerfGroupQue<LargestFirst> boostBaseQue;
     PerfGroupQue<SmallestFirst> limitBaseQue;
     PerfGroupQue<EarliestFirst> waitingQue;
+    int defaultBoostBase; ///< the value of the default boost base item, wherever that stands
 
     unsigned long long const handleDumpMask = 1023; ///< dumps show the low bits of a handle; constant
     bool suspend = false;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <set>
 #include <utility>
 
@@ -19,14 +20,25 @@ struct PerfGroupQueItem {
 };
 
 /**
- * An ordered multiset of items, equal keys in order of arrival, that also knows where each handle stands: a stop finds
- * its item at once, however many others ask for the same value.
+ * An ordered multiset of items, equal ranks in order of arrival, that also finds an item by its handle and rank: a stop
+ * finds its item at once, however many others ask for the same value, and however often its handle is queued.
  *
- * Owned by one worker, no locks. Adding and removing cost the logarithm of the size; the nodes of what left last are
- * kept for what comes next, so that a boost that comes and goes allocates nothing.
+ * Order::Rank(item) is what is ordered by, lowest first.
+ *
+ * Invariants: the index holds one place for each pair of handle and rank that is queued, that of the first to arrive;
+ * the others of such a pair stand in `duplicates`. (Only phases of one event have a pair in common.)
+ *
+ * Owned by one worker, no locks. Adding and removing cost the logarithm of the size at most; the nodes of what left
+ * last are kept for what comes next, so that a boost that comes and goes allocates nothing.
  */
 template <typename Order> class PerfGroupQue {
-    using Items = std::multiset<PerfGroupQueItem, Order>;
+    struct ByRank {
+        bool operator()(PerfGroupQueItem const& left, PerfGroupQueItem const& right) const
+        {
+            return Order::Rank(left) < Order::Rank(right);
+        }
+    };
+    using Items = std::multiset<PerfGroupQueItem, ByRank>;
 
 public:
     using Iterator = typename Items::const_iterator;
@@ -40,16 +52,11 @@ public:
     std::size_t size() const { return items.size(); }
     bool empty() const { return items.empty(); }
 
-    static bool IsBefore(PerfGroupQueItem const& left, PerfGroupQueItem const& right) { return Order()(left, right); }
+    static bool IsBefore(PerfGroupQueItem const& left, PerfGroupQueItem const& right) { return ByRank()(left, right); }
 
-    void Insert(PerfGroupQueItem const& item) { index.Add(InsertItem(item)); }
+    void Insert(PerfGroupQueItem const& item) { File(InsertItem(item)); }
 
-    void Erase(Iterator position)
-    {
-        index.Remove(position);
-        spareItem = items.extract(position);
-    }
-
+    /** There must be one. */
     PerfGroupQueItem TakeFirst()
     {
         PerfGroupQueItem const first = *begin();
@@ -57,28 +64,48 @@ public:
         return first;
     }
 
-    /** @return the first of the items that compare equal to this one and carry its handle, or end(). */
-    Iterator Find(PerfGroupQueItem const& item) const
+    /** Takes out the first of the items with this one's handle and rank. @return whether there was one. */
+    bool Remove(PerfGroupQueItem const& item)
     {
-        auto const isWanted = [&](PerfGroupQueItem const& queued) {
-            return queued.handle == item.handle && !IsBefore(queued, item) && !IsBefore(item, queued);
-        };
-        auto const [place, hasOthers] = index.Find(item.handle);
+        Iterator const place = index.Find(item);
         if (place == end()) {
-            return end();
+            return false;
         }
-        if (!hasOthers) {
-            return isWanted(*place) ? place : end();
-        }
-        // No client's handle stands here twice; if one does, the first in the queue's own order is meant.
-        return std::find_if(items.lower_bound(item), items.end(), isWanted);
+        Erase(place);
+        return true;
     }
 
-    /** @return an item with this handle, or end(). */
-    Iterator FindHandle(unsigned long long handle) const { return index.Find(handle).first; }
+    /**
+     * Takes out what has ended, if the queue has doubled since that was last done and is long: each insertion pays for
+     * one look in constant time.
+     */
+    void DropEndedIfDoubled(PerfTimePoint const& now)
+    {
+        if (size() <= std::max(LONG, 2 * shortest)) {
+            return;
+        }
+        index.Clear();
+        duplicates.clear();
+        for (auto place = items.begin(); place != items.end();) {
+            place = place->endTime <= now ? items.erase(place) : std::next(place);
+        }
+        for (auto place = items.begin(); place != items.end(); ++place) {
+            File(place);
+        }
+        shortest = size();
+    }
 
 private:
-    /** Tries the end first: it is the place behind its equals where all are equal, as they ordinarily are. */
+    static constexpr std::size_t LONG = 256;
+
+    struct ByHandle {
+        bool operator()(Iterator left, Iterator right) const
+        {
+            return left->handle != right->handle ? left->handle < right->handle : IsBefore(*left, *right);
+        }
+    };
+
+    /** The hint end() costs constant time where all ranks are equal, as they ordinarily are. */
     Iterator InsertItem(PerfGroupQueItem const& item)
     {
         if (spareItem.empty()) {
@@ -88,7 +115,31 @@ private:
         return items.insert(items.end(), std::move(spareItem));
     }
 
+    void File(Iterator place)
+    {
+        if (index.Find(*place) == end()) {
+            index.Add(place);
+        } else {
+            duplicates.insert(place);
+        }
+    }
+
+    /** @param place of the first with its handle and rank. */
+    void Erase(Iterator place)
+    {
+        index.Remove(place);
+        auto const heir = duplicates.lower_bound(place);
+        if (heir != duplicates.end() && !ByHandle()(place, *heir)) {
+            index.Add(*heir);
+            duplicates.erase(heir);
+        }
+        spareItem = items.extract(place);
+        shortest = std::min(shortest, size());
+    }
+
     Items items;
-    HandleIndex<Iterator> index{items.end()};
+    HandleIndex<Iterator, Order> index{items.end()};
+    std::multiset<Iterator, ByHandle> duplicates;
     typename Items::node_type spareItem;
+    std::size_t shortest = 0; ///< size since the last look for what has ended
 };

@@ -70,8 +70,7 @@ void PerfGroup::DeleteFromWaitingQue(PerfGroupQueItem const& item)
 {
     // All matches go, not one: a boost and a limit of one command wait under the same handle and start.
     bool found = false;
-    for (auto it = waitingQue.Find(item); it != waitingQue.end(); it = waitingQue.Find(item)) {
-        waitingQue.Erase(it);
+    while (waitingQue.Remove(item)) {
         found = true;
         PF_LOGD("[%s:%d] [%s] delete item in waiting que with handle %llu", name.c_str(), item.handle);
     }

@@ -55,13 +55,16 @@ public:
             while (!side->items.empty() && side->items[0].endTime <= now) {
                 side->items.erase(side->items.begin());
             }
+            side->shortest = std::min(side->shortest, side->Waiting());
         }
         // Once the first one's time has come, its followers are looked at up to the first that must wait on.
         auto& items = waiting.items;
         bool arrived = !items.empty() && items[0].startTime <= now;
         while (arrived) {
             if (items[0].endTime > now) {
-                (items[0].operationType == PERF_OPERATION_BOOST ? boosts : limits).Add(items[0]);
+                Side& side = items[0].operationType == PERF_OPERATION_BOOST ? boosts : limits;
+                side.Add(items[0]);
+                side.DropEnded(now);
             }
             items.erase(items.begin());
             arrived = !items.empty() && (items[0].endTime <= now || items[0].startTime <= now);
@@ -118,6 +121,17 @@ private:
     struct Side {
         long long (*rank)(Item const&);
         std::vector<Item> items{}; ///< the current one, then the rest: the highest rank first, equals as they came
+        std::size_t shortest = 0;  ///< rest since the ended ones were last dropped
+
+        std::size_t Waiting() const { return std::max<std::size_t>(items.size(), 1) - 1; }
+        void DropEnded(PerfTimePoint const& now)
+        {
+            if (Waiting() > 256 && Waiting() > 2 * shortest) {
+                auto const ended = [&](Item const& item) { return item.endTime <= now; };
+                items.erase(std::remove_if(items.begin() + 1, items.end(), ended), items.end());
+                shortest = Waiting();
+            }
+        }
 
         void SortRest()
         {
@@ -139,6 +153,7 @@ private:
             auto const found = current ? items.begin() : std::find_if(items.begin(), items.end(), fits);
             if (found != items.end()) {
                 items.erase(found);
+                shortest = std::min(shortest, Waiting());
             }
         }
         Item First() const { return items.empty() ? Item{} : items[0]; }
@@ -177,7 +192,14 @@ private:
             items.erase(std::remove_if(items.begin(), items.end(), goes), items.end());
         }
         return ChangeEach(command, boosts, limits, [&](Item const& item, Side& side) {
-            starts ? (item.startTime > now ? waiting : side).Add(item) : side.Remove(item);
+            if (!starts) {
+                side.Remove(item);
+            } else if (item.startTime > now) {
+                waiting.Add(item);
+            } else {
+                side.Add(item);
+                side.DropEnded(now);
+            }
         });
     }
 

@@ -465,4 +465,37 @@ TEST(World, TheLibraryDoesAsTheNaiveOneAtEveryStep)
     EXPECT_GT(writes, worlds * A_WORLD) << "what is played hardly reaches the nodes";
 }
 
+TEST(World, AnHourOfTouchesBelowABoostThatIsRenewedLeavesNoTrace)
+{
+    Calls script;
+    auto const add = [&](auto const& body) { script.push_back({"", true, body, body}); };
+    auto const request = [&](int pid, unsigned int ms, int value) {
+        add([=](auto& facade) {
+            unsigned long long handle = 0;
+            return Told(facade.PerfRequest(pid, ms, {Boost(PERF_QOS_GPU, value)}, handle), handle);
+        });
+    };
+    constexpr int TOUCHES = 12'000;
+    for (int touch = 0; touch < TOUCHES; ++touch) {
+        if (touch % 100 == 0) {
+            request(1, 60000, 80);
+        }
+        request(2, 80, 30 + touch % 3);
+        add([](auto& facade) {
+            facade.AdvanceBy(milliseconds(300));
+            return Told(0);
+        });
+        if (touch % 1000 == 0) {
+            add([](auto& facade) {
+                std::ostringstream out;
+                facade.Dump(out, {"--task"});
+                EXPECT_LT(out.str().size(), 10'000U);
+                return out.str();
+            });
+        }
+    }
+    Difference const difference = Play(1, script);
+    EXPECT_EQ(difference.step, script.size()) << difference.text;
+}
+
 } // namespace
