@@ -155,14 +155,27 @@ void NodeTable::Retire(std::shared_ptr<SandboxJournal> const& journal)
 int NodeIo::Open(std::string const& path)
 {
     NodeTable& table = NodeTable::Get();
+    NodeWrite failure;
+    std::shared_ptr<Sandbox::Observer const> observer;
     {
         PerfMutexLock const lock(table.mutex);
         auto const found = table.nodes.find(std::filesystem::path(path).lexically_normal().string());
-        if (found != table.nodes.end()) {
-            return OpenLocked(table, found->second, path);
+        if (found == table.nodes.end()) {
+            return DeviceNodeIo::Open(path);
         }
+        int const fd = OpenLocked(table, found->second, path);
+        if (fd >= 0) {
+            return fd;
+        }
+        failure.result = -1;
+        failure.error = errno;
+        observer = NoteLocked(*found->second, failure);
     }
-    return DeviceNodeIo::Open(path);
+    if (observer != nullptr) {
+        (*observer)(failure);
+    }
+    errno = failure.error;
+    return -1;
 }
 
 ssize_t NodeIo::Write(int fd, void const* data, std::size_t size)

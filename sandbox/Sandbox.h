@@ -135,9 +135,9 @@ public:
     int OpenDescriptors() const;
 
     /**
-     * Calls back after every recorded write, on the writing thread and without a lock: the observer may use the
-     * sandbox. Concurrent writes call back concurrently. A call that has begun may outlast the observer's replacement
-     * (nullptr for none) and the sandbox.
+     * Calls back after every recorded write, and after every open that fails, as of a write without bytes; on the
+     * writing thread and without a lock: the observer may use the sandbox. Concurrent writes call back concurrently. A
+     * call that has begun may outlast the observer's replacement (nullptr for none) and the sandbox.
      */
     void OnWrite(Observer observer);
 

@@ -7,6 +7,7 @@ TEST(NodeText, ReadsNumbersInTextAndInFourRawBytes)
     EXPECT_EQ(NumberOf("-12"), -12);
     EXPECT_EQ(NumberOf(std::string("\360\31\0\0", 4)), 6640);
     EXPECT_EQ(NumberOf("1234"), 1234) << "four bytes of text";
+    EXPECT_EQ(NumberAt("500\n"), 500) << "and these";
     for (char const* const text : {"", "12a", "0F|7", "enabled"}) {
         EXPECT_EQ(NumberOf(text), std::nullopt) << text;
     }

@@ -10,6 +10,7 @@ import json
 import os
 import pathlib
 import re
+import resource
 import signal
 import subprocess
 import sys
@@ -79,7 +80,8 @@ class Tour(unittest.TestCase):
                 text = record.get("text", "bytes %s (%s)" % (data.hex(" "), record.get("value")))
                 failed = ": " + record["error"] if "error" in record else ""
                 failed += ": only %d of %d bytes taken" % (record["taken"], len(text)) if "taken" in record else ""
-                shown += "%9.3fs  %s <- %s%s\n" % (record["time"], record["node"], text, failed)
+                outcome = " <- " + text + failed if text else " cannot be opened" + failed
+                shown += "%9.3fs  %s%s\n" % (record["time"], record["node"], outcome)
         text = re.sub(", no handle\n", "\n", (HERE / "tour.golden").read_text())
         kinds = r"(?:> |    ok|    refused|        [A-Za-z]|[ \d]{5}\.\d{3}s  ).*\n"
         self.assertEqual(shown.splitlines(), "".join(re.findall("^" + kinds, text, re.M)).splitlines())
@@ -433,7 +435,7 @@ request 1 500 qos=DDR boost=1244000
 expect /dev/memory_bandwidth 19904
 sleep 100
 node /sys/class/devfreq/gpu/min_freq fail EBUSY 1
-request 2 0 qos=CPU_L boost=1401600 qos=GPU boost=415000000
+expect-failure request 2 0 qos=CPU_L boost=1401600 qos=GPU boost=415000000
 expect /sys/devices/system/cpu/cpufreq/policy0/scaling_min_freq 1401600
 expect-refused request 1 0 qos=CPU_L boost=1401600 limit=300000
 sleep 1000
@@ -446,10 +448,16 @@ sleep 1000
         self.assertEqual(self.play(self.SCRIPT).returncode, 0)
         for line, said in [("expect /dev/memory_bandwidth 6641",
                             "/dev/memory_bandwidth is at bytes f0 19 00 00 (6640), expected was 6641"),
-                           ("expect-refused release 2 last", "    expected was a refusal")]:
+                           ("expect-refused release 2 last", "    expected was a refusal"),
+                           ("request 1 1 qos=DDR boost=1244000", "    not expected, unless by expect-refused"),
+                           ("dump --tsak", "    not expected, unless by expect-refused"),
+                           ("debug --no_such_mode", "    not expected, unless by expect-refused"),
+                           ("expect-failure release 2 last", "    expected was a write that fails"),
+                           ("node /sys/block/sda/queue/read_ahead_kb fail open\nrequest 2 0 qos=READ_AHEAD boost=256",
+                            "/sys/block/sda/queue/read_ahead_kb cannot be opened: EACCES\n")]:
             result = self.play(self.SCRIPT + line)
             self.assertEqual((result.returncode, said in result.stdout), (1, True), result.stdout)
-        for line in ("expect /no/node 1", "expect /dev/memory_bandwidth", "expect-refused dump", "expect-refused no"):
+        for line in ("expect /no/node 1", "expect /dev/memory_bandwidth", "expect-refused sleep 1", "expect-refused no"):
             self.assertEqual(self.play(line).returncode, 2, line)
 
     def test_a_run_is_held_to_the_record_of_another(self):
@@ -629,9 +637,36 @@ class Ends(Processes):
                                  (3, "corvanectl: standard output cannot be written\n"))
         result = run("run", "platforms/sample.json", "--sandbox", "--trace", "/dev/full")
         self.assertEqual((result.returncode, result.stderr), (3, "corvanectl: /dev/full: could not be written whole\n"))
+        kept = self.file("kept", "before")
+        result = subprocess.run([CORVANECTL, "cpp", "platforms/sample.json", "-o", kept], cwd=ROOT, capture_output=True,
+                                text=True, restore_signals=False,
+                                preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000)))
+        self.assertEqual((result.returncode, result.stderr), (3, "corvanectl: %s: could not be written whole\n" % kept))
+        self.assertEqual(([p.name for p in self.folder.iterdir()], pathlib.Path(kept).read_text()), (["kept"], "before"))
         result = run("run", "platforms/sample.json", "--sandbox", "--trace", "/no/such/t")
         self.assertEqual((result.returncode, result.stdout, result.stderr),
                          (3, "", "corvanectl: /no/such/t: cannot be written: No such file or directory\n"))
+
+    def test_nothing_that_is_an_input_or_another_output_is_overwritten(self):
+        text = (ROOT / "platforms/sample.json").read_text()
+        platform = self.file("platform.json", text)
+        (self.folder / "link").symlink_to("platform.json")
+        link = str(self.folder / "link")
+        new = str(self.folder / "new")
+        for command, what in [(["cpp", platform, "-o", platform], "an input"), (["cpp", platform, "-o", link], "an input"),
+                              (["run", platform, "--sandbox", "--plot", link], "an input"),
+                              (["run", platform, "--sandbox", "--trace", new, "--plot", new], "another output")]:
+            result = run(*command)
+            self.assertEqual((result.returncode, result.stderr),
+                             (2, "corvanectl: %s: would be overwritten, and is %s as well\n" % (command[-1], what)))
+        self.assertEqual(pathlib.Path(platform).read_text(), text)
+        self.assertEqual(run("cpp", "platforms/sample.json", "-o", link).returncode, 0)
+        self.assertEqual((os.path.islink(link), "class SamplePhone" in pathlib.Path(platform).read_text()), (True, True))
+
+    def test_without_an_input_stream(self):
+        result = subprocess.run(["sh", "-c", 'exec "$0" run platforms/sample.json --sandbox <&-', CORVANECTL], cwd=ROOT,
+                                capture_output=True, timeout=PATIENCE_S)
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
 
 
 class Kernel(Processes):
@@ -661,7 +696,7 @@ class Kernel(Processes):
 
     def test_every_end_leaves_every_node_as_it_was(self):
         for end, status in [("EOF", 0), ("quit\n", 0), ("bosot\n", 2), (signal.SIGINT, -signal.SIGINT),
-                            (signal.SIGTERM, -signal.SIGTERM)]:
+                            (signal.SIGTERM, -signal.SIGTERM), (signal.SIGQUIT, -signal.SIGQUIT)]:
             with self.subTest(end):
                 process = self.boosted()
                 if isinstance(end, str):

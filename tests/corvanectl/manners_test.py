@@ -72,7 +72,8 @@ class Help(tool.TemporaryFiles):
         examples = re.findall("        example: (.*)", shown)
         self.assertEqual([example.split()[0] for example in examples], names)
         for name, example in zip(names, examples):
-            before = examples[0] + "\n" if name == "release" else ""
+            before = {"release": examples[0] + "\n",
+                      "expect-failure": "node /sys/class/input/touch/report_rate fail EINVAL\n"}.get(name, "")
             arguments = ["run", platform, "--sandbox"] if name == "hint" else SANDBOX
             result = run(*arguments, commands=before + example)
             self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
@@ -269,9 +270,11 @@ class Terminal(OnTerminal):
             self.see(">")
             self.type("request 1 0 qos=KNOB boost=7\r", "ok, handle 1", ">")
             self.assertEqual(knob.read_text(), "7")
+            self.type("half a comm", "> half a comm")
             if number == signal.SIGTERM:
-                self.type("half a comm", "> half a comm")
                 os.kill(self.process, number)
+            else:
+                self.type("\x03", ">")
             self.type("" if number == signal.SIGTERM else "\x03", "left as found: 1 node", "")
             self.assertEqual(self.end(), (-number, True))
             self.assertEqual(knob.read_text(), "5\n")

@@ -12,6 +12,9 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
 /** What help ends with. */
@@ -73,10 +76,21 @@ int Main(int argc, char** argv)
     return STATUS_BAD_INPUT;
 }
 
+/** A stream that whoever started us has closed is at its end, and no other file gets its number. */
+void OpenStreams()
+{
+    int descriptor = 0;
+    do {
+        descriptor = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    close(descriptor);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
+    OpenStreams();
     std::signal(SIGPIPE, SIG_IGN); // a reader who leaves is a stream that fails
     try {
         int const status = Main(argc, argv);

@@ -171,9 +171,7 @@ void Debug(Interpreter& interpreter, Words& words)
     std::ostringstream text;
     int const known = session.Manager().DebugSet(text, option);
     session.Tell(Told{text.str() + (known == 1 ? "" : "    no option of the debug console")});
-    if (known == 1) {
-        session.Tell(Answered{0});
-    }
+    session.Tell(Answered{known == 1 ? 0 : -1});
 }
 
 } // namespace

@@ -45,7 +45,7 @@ Known KnownBehind(Session const& session, Words& before)
         return known;
     }
     std::string const name = before.Take("the command");
-    if (name == "expect-refused") {
+    if (name == "expect-refused" || name == "expect-failure") {
         return KnownBehind(session, before);
     }
     for (Command const& command : AllCommands()) {

@@ -17,6 +17,7 @@ void Interpreter::Execute(std::string const& line)
     if (!command.speaksForItself) {
         session.Tell(Asked{line});
     }
+    expectsRefusal = expectsFailedWrite = false;
     try {
         command.run(*this, words);
     } catch (UnknownName const& error) {
@@ -26,5 +27,22 @@ void Interpreter::Execute(std::string const& line)
     }
     if (!command.speaksForItself) {
         session.Settle();
+        Judge();
     }
+}
+
+void Interpreter::Judge()
+{
+    bool const isRefused = session.Claims().LastResult().value_or(0) != 0;
+    bool const hasFailedWrite = session.TakeFailedWrites() != 0;
+    auto const judge = [this](bool happened, bool expected, char const* what, char const* command) {
+        if (happened == expected || (happened && !isScript)) {
+            return;
+        }
+        session.Tell(Told{happened ? std::string("    not expected, unless by ") + command
+                                   : std::string("    expected was ") + what});
+        Fail();
+    };
+    judge(isRefused, expectsRefusal, "a refusal", "expect-refused");
+    judge(hasFailedWrite, expectsFailedWrite, "a write that fails", "expect-failure");
 }

@@ -27,14 +27,16 @@ void ExpectRefused(Interpreter& interpreter, Words& words)
     Session& session = interpreter.Live();
     std::string const name = words.Take("the command");
     FindCommand(name).run(interpreter, words);
-    auto const result = session.Claims().LastResult();
-    if (!result) {
+    if (!session.Claims().LastResult()) {
         throw InputError("\"" + name + "\" is nothing that the library could refuse");
     }
-    if (*result == 0) {
-        session.Tell(Told{"    expected was a refusal"});
-        interpreter.Fail();
-    }
+    interpreter.ExpectRefusal();
+}
+
+void ExpectFailure(Interpreter& interpreter, Words& words)
+{
+    FindCommand(words.Take("the command")).run(interpreter, words);
+    interpreter.ExpectFailedWrite();
 }
 
 void Quit(Interpreter& interpreter, Words& words)
@@ -52,6 +54,8 @@ std::vector<Command> ScriptCommands()
         {"say", "TEXT", "print a line", "say The camera starts", Say, true},
         {"expect-refused", "COMMAND ...", "fail unless the library refuses this command",
          "expect-refused scenario 7 99", ExpectRefused},
+        {"expect-failure", "COMMAND ...", "fail unless a write that comes of this command does",
+         "expect-failure request 100 0 qos=TOUCH_RATE boost=120", ExpectFailure},
         {"quit", "", "end", "quit", Quit},
         {"exit", "", "the same as quit", "exit", Quit},
     };

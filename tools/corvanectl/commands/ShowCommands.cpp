@@ -23,6 +23,7 @@ void Dump(Interpreter& interpreter, Words& words)
         std::string const option = options.empty() ? "" : options.front();
         std::string const suggestion = DidYouMean(option, FixedWords(FindCommand("dump")));
         text << (suggestion.empty() ? "" : "    no such dump") << suggestion;
+        interpreter.Live().Tell(Answered{-1});
     }
     interpreter.Live().Tell(Told{text.str()});
 }

@@ -9,12 +9,32 @@
 void ReadBack::Hear(StoryRecord const& record)
 {
     record.Match([this](Wrote const& wrote) {
+        NoteOutcome(wrote.write);
         if (wrote.write.result >= 0 && wrote.write.node != ignored) {
             std::lock_guard<std::mutex> const lock(mutex);
             taken[wrote.write.node] = wrote.write.bytes;
             fresh[wrote.write.node] = wrote.write.bytes;
         }
     });
+}
+
+void ReadBack::NoteOutcome(NodeWrite const& write)
+{
+    std::lock_guard<std::mutex> const lock(mutex);
+    auto const earlier = refused.find(write.node);
+    if (earlier != refused.end()) {
+        failedWrites += earlier->second == write.bytes ? 0 : 1;
+        refused.erase(earlier);
+    }
+    if (write.result != static_cast<ssize_t>(write.bytes.size())) {
+        refused[write.node] = write.bytes;
+    }
+}
+
+std::size_t ReadBack::TakeFailedWrites()
+{
+    std::lock_guard<std::mutex> const lock(mutex);
+    return std::exchange(failedWrites, 0) + std::exchange(refused, {}).size();
 }
 
 std::map<std::string, std::string> ReadBack::TakeFresh()

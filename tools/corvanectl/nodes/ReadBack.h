@@ -20,15 +20,23 @@ public:
 
     /** @return the nodes written since the last call that can be read and hold something else. */
     std::vector<Strayed> Compare(Nodes const& nodes);
+    /**
+     * @return how many writes since the last call failed, or were taken in part. One that is taken when it is offered
+     * again, as after ENODEV, has not failed.
+     */
+    std::size_t TakeFailedWrites();
     /** @return what the node took last, or nothing if it took nothing yet. */
     std::optional<std::string> LastTaken(std::string const& node) const;
 
 private:
+    void NoteOutcome(NodeWrite const& write);
     std::map<std::string, std::string> TakeFresh();
 
     std::string const ignored;
     mutable std::mutex mutex;
     // guarded by mutex
-    std::map<std::string, std::string> taken; ///< the last text by node
-    std::map<std::string, std::string> fresh; ///< the part of it that was not compared yet
+    std::map<std::string, std::string> taken;   ///< the last text by node
+    std::map<std::string, std::string> fresh;   ///< the part of it that was not compared yet
+    std::map<std::string, std::string> refused; ///< by node, what it has refused and not been offered again
+    std::size_t failedWrites = 0;               ///< others
 };

@@ -41,7 +41,7 @@ try {
     }
     story.Add(listener);
     Session session(std::move(platform), nodes, story, time, stop);
-    Interpreter interpreter(session);
+    Interpreter interpreter(session, false);
     RunCommands(script, stop, interpreter);
     session.End();
 } catch (InputError const& error) {

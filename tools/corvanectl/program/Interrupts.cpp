@@ -28,7 +28,7 @@ sigset_t Signals()
 {
     sigset_t signals;
     sigemptyset(&signals);
-    for (int const number : {SIGINT, SIGTERM, SIGHUP}) {
+    for (int const number : {SIGINT, SIGQUIT, SIGTERM, SIGHUP}) {
         if (!IsIgnored(number)) {
             sigaddset(&signals, number);
         }

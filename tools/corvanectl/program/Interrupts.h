@@ -8,9 +8,9 @@
 #include <thread>
 
 /**
- * Takes SIGINT, SIGTERM and SIGHUP for the process while it lives, in a thread of its own, where anything may be done.
- * The first one asks the session to come to its end; the second one, if that hangs, ends the process after the last
- * resort. Made before any other thread is started, so that none of them is interrupted.
+ * Takes SIGINT, SIGQUIT, SIGTERM and SIGHUP for the process while it lives, in a thread of its own, where anything may
+ * be done. The first one asks the session to come to its end; the second one, if that hangs, ends the process after the
+ * last resort. Made before any other thread is started, so that none of them is interrupted.
  */
 class Interrupts {
 public:

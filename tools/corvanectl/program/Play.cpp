@@ -131,7 +131,8 @@ private:
 
 CommandSource SourceOf(std::string const& name, std::shared_ptr<std::istream> const& script)
 {
-    return {name, false, [script](std::string& line, StopSignal const& /* stop */, Completer const& /* complete */) {
+    return {name, false, true,
+            [script](std::string& line, StopSignal const& /* stop */, Completer const& /* complete */) {
                 return static_cast<bool>(std::getline(*script, line));
             }};
 }
@@ -196,14 +197,15 @@ CommandSource StandardInput()
 #ifdef CORVANECTL_EDITS_LINES
     if (Terminal::IsThere()) {
         auto const terminal = std::make_shared<Terminal>();
-        return {name, isTerminal, [terminal](std::string& line, StopSignal const& stop, Completer const& complete) {
+        return {name, isTerminal, false,
+                [terminal](std::string& line, StopSignal const& stop, Completer const& complete) {
                     return terminal->Next(line, stop, complete);
                 }};
     }
 #endif
     bool const prompts = isTerminal && isatty(STDOUT_FILENO) == 1;
     auto const lines = std::make_shared<LineReader>(STDIN_FILENO);
-    return {name, isTerminal,
+    return {name, isTerminal, false,
             [lines, prompts](std::string& line, StopSignal const& stop, Completer const& /* complete */) {
                 std::cout << (prompts ? "> " : "") << std::flush;
                 return lines->Next(line, stop);
@@ -248,7 +250,7 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
     }
     LastResort const lastResort(interrupts, *nodes);
     Session session(std::move(platform), *nodes, story, time, stop);
-    Interpreter interpreter(session);
+    Interpreter interpreter(session, source.isScript);
     RunCommands(source, stop, interpreter);
     bool const isLeftWell = session.End();
     bool const isMet = !expectation || expectation->IsMet(options.json ? std::cerr : std::cout);

@@ -33,6 +33,7 @@ using Completer = std::function<std::vector<std::string>(std::string const& line
 struct CommandSource {
     std::string name;
     bool isTerminal;
+    bool isScript; ///< and what fails in it without being meant to is a failure of the run
     /** Fetches the next line. @return false if there is none, or the signal has been raised meanwhile. */
     std::function<bool(std::string& line, StopSignal const& stop, Completer const& complete)> next;
     /** Takes a command, by its place, that names what the platform lacks. @return whether to go on without it. */

@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
@@ -15,6 +16,7 @@
 
 #include <histedit.h>
 #include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -22,6 +24,8 @@ namespace {
 constexpr char const* PROMPT = "> ";
 constexpr std::size_t PROMPT_WIDTH = 2;
 constexpr int LINES_KEPT = 1000;
+constexpr char CONTROL_C = 3;
+constexpr char CONTROL_U = 21;
 
 std::string Environment(char const* name)
 {
@@ -89,6 +93,16 @@ std::string InColumns(std::vector<std::string> const& words)
     return text;
 }
 
+/** Lets the keys come as a letter, not as a signal, until the editor resets the terminal. */
+void TakeControlC()
+{
+    termios modes{};
+    if (tcgetattr(STDIN_FILENO, &modes) == 0) {
+        modes.c_cc[VINTR] = _POSIX_VDISABLE;
+        tcsetattr(STDIN_FILENO, TCSANOW, &modes);
+    }
+}
+
 } // namespace
 
 Terminal::Terminal() : historyFile(PrepareHistoryFile()), editor(StartEditor()), past(history_init())
@@ -127,6 +141,7 @@ bool Terminal::Next(std::string& line, StopSignal const& stop, Completer const& 
     completing = &complete;
     el_resize(editor);
     el_set(editor, EL_PREP_TERM, 1); // before the prompt: whoever sees it may type
+    TakeControlC();
     speech.HoldBack();
     int length = 0;
     char const* const typed = el_gets(editor, &length);
@@ -185,6 +200,13 @@ int Terminal::DecodeLetter(wchar_t& letter)
         ssize_t const count = read(STDIN_FILENO, &byte, 1);
         if (count <= 0) {
             return static_cast<int>(count);
+        }
+        if (byte == CONTROL_C) {
+            LineInfo const* const typed = el_line(editor);
+            if (typed->lastchar == typed->buffer) {
+                kill(getpid(), SIGINT);
+            }
+            byte = CONTROL_U; // which takes the line away
         }
         std::size_t const length = std::mbrtowc(&letter, &byte, 1, &state); // NOLINT(concurrency-mt-unsafe): own state
         if (length == static_cast<std::size_t>(-1)) {                       // no letter of this locale: as it is

@@ -4,7 +4,7 @@ void BoundThreads::Hear(StoryRecord const& record)
 {
     record.Match([this](Wrote const& wrote) {
         std::string const& line = wrote.write.bytes;
-        if (node.empty() || wrote.write.node != node) {
+        if (node.empty() || wrote.write.node != node || line.empty()) {
             return;
         }
         std::size_t const bar = line.rfind('|');

@@ -64,6 +64,8 @@ public:
     /** The same; until the deadline a real node is read again where that does not fit. */
     std::optional<std::string> HeldBy(std::string const& node, PerfTimePoint deadline,
                                       std::function<bool(std::string const& content)> const& fits) const;
+    /** @return how many writes have failed since the last call. */
+    std::size_t TakeFailedWrites() { return readBack.TakeFailedWrites(); }
     /** What each node holds while nobody asks for anything, by its name. */
     std::vector<BaseNode> Base() const;
 

@@ -66,6 +66,9 @@ std::string ReadableBytes(std::string const& bytes)
 
 std::string TextOf(NodeWrite const& write)
 {
+    if (write.result < 0 && write.bytes.empty()) {
+        return write.node + " cannot be opened: " + ErrorName(write.error);
+    }
     std::string text = write.node + " <- " + ReadableBytes(write.bytes);
     if (write.result < 0) {
         return text + ": " + ErrorName(write.error);
@@ -100,8 +103,8 @@ std::string SettingOf(std::string const& content)
 
 std::optional<long long> NumberAt(std::string const& content)
 {
-    auto const raw = NumberOf(content);
-    return raw ? raw : NumberOf(SettingOf(content));
+    auto const number = NumberOf(SettingOf(content)); // "500" and a line end are four bytes, too
+    return number ? number : NumberOf(content);
 }
 
 bool Holds(std::string const& content, std::string const& written)
