@@ -38,7 +38,7 @@ public:
     void Settle()
     {
         std::ostringstream ignored;
-        manager->Dump(ignored, {"--task"});
+        static_cast<void>(manager->Dump(ignored, {"--task"}));
     }
 
     static std::vector<PerfRequestInfo> Boost(unsigned int resources, int value)

@@ -21,7 +21,7 @@ void BM_RequestAndRelease(benchmark::State& state)
     for (auto _ : state) {
         unsigned long long handle = 0;
         benchmark::DoNotOptimize(platform.Manager().PerfRequest(100, 0, infos, handle));
-        platform.Manager().PerfRelease(100, handle);
+        static_cast<void>(platform.Manager().PerfRelease(100, handle));
     }
     platform.Settle();
 }
@@ -34,12 +34,12 @@ void BM_RequestAmongOutstanding(benchmark::State& state)
     auto const infos = BenchPlatform::Boost(1, 1500);
     unsigned long long handle = 0;
     for (int i = 0; i < state.range(0); ++i) {
-        platform.Manager().PerfRequest(1000 + i % 500, 0, infos, handle);
+        static_cast<void>(platform.Manager().PerfRequest(1000 + i % 500, 0, infos, handle));
     }
     platform.Settle();
     for (auto _ : state) {
         benchmark::DoNotOptimize(platform.Manager().PerfRequest(100, 0, infos, handle));
-        platform.Manager().PerfRelease(100, handle);
+        static_cast<void>(platform.Manager().PerfRelease(100, handle));
     }
     platform.Settle();
 }
@@ -68,7 +68,7 @@ void BM_ConcurrentClients(benchmark::State& state)
     for (auto _ : state) {
         unsigned long long handle = 0;
         benchmark::DoNotOptimize(g_shared->Manager().PerfRequest(pid, 0, infos, handle));
-        g_shared->Manager().PerfRelease(pid, handle);
+        static_cast<void>(g_shared->Manager().PerfRelease(pid, handle));
     }
     if (state.thread_index() == 0) {
         g_shared.reset();

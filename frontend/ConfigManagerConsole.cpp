@@ -29,7 +29,7 @@ void DebugDisable(ConfigManager& manager, int pid, std::ostringstream& out, unsi
     if (slot == NO_HANDLE) {
         out << "release scenario " << scenarioId << ", fail, handle invalid." << std::endl;
     }
-    manager.PerfRelease(pid, slot); // also with an empty slot: an unknown handle is no error
+    static_cast<void>(manager.PerfRelease(pid, slot)); // also with an empty slot: an unknown handle is no error
     slot = NO_HANDLE;
 }
 
@@ -92,13 +92,13 @@ bool ConfigManager::DumpInfo(std::ostringstream& out, std::string const& option)
         members.scenarioManager.Dump(out);
     } else if (option == "--base_info") {
         PF_LOGD("[%s:%d] before base_info Dump");
-        TaskDump(true, out);
+        static_cast<void>(TaskDump(true, out));   // what fails is logged, and an answer all the same
         PF_LOGD("[%s:%d] before base_info Dump"); // after it, in the same words
     } else if (option == "--workMode") {
         members.workModeManager.Dump(out);
     } else if (option == "--task") {
         PF_LOGD("[%s:%d] before task Dump");
-        TaskDump(false, out);
+        static_cast<void>(TaskDump(false, out));
         PF_LOGD("[%s:%d] after task Dump");
     } else if (option == "--limit_history") {
         DumpFreqLimitHistory(out);

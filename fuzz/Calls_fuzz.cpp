@@ -93,7 +93,7 @@ private:
             Release();
             break;
         case 6:
-            library.Manager().PerfReleaseAll(bytes.Pick(PIDS));
+            static_cast<void>(library.Manager().PerfReleaseAll(bytes.Pick(PIDS)));
             break;
         case 7:
             Hold([this](int pid, auto& handle) {
@@ -104,19 +104,19 @@ private:
             Hold([this](int pid, auto& handle) { return library.Manager().PerfSetMode(pid, bytes.Below(4), handle); });
             break;
         case 9:
-            library.Manager().PerfSetSuspend(SuspendParams());
+            static_cast<void>(library.Manager().PerfSetSuspend(SuspendParams()));
             break;
         case 10:
             PerfEvent();
             break;
         case 11:
-            library.Manager().StartEvent(bytes.Below(4), bytes.Pick(SOME_MS));
+            static_cast<void>(library.Manager().StartEvent(bytes.Below(4), bytes.Pick(SOME_MS)));
             break;
         case 12:
             library.Manager().StopEvent(bytes.Below(4));
             break;
         case 13:
-            library.Manager().StartProbe(bytes.Pick(THREADS));
+            static_cast<void>(library.Manager().StartProbe(bytes.Pick(THREADS)));
             break;
         case 14:
             library.Manager().StopProbe(bytes.Pick(THREADS));
@@ -198,12 +198,13 @@ private:
     void Release()
     {
         if (held.empty()) {
-            library.Manager().PerfRelease(bytes.Pick(PIDS), bytes.Below(64));
+            static_cast<void>(library.Manager().PerfRelease(bytes.Pick(PIDS), bytes.Below(64)));
             return;
         }
         auto const [pid, handle] =
             held[bytes.Below(static_cast<unsigned int>(std::min<std::size_t>(held.size(), 256)))];
-        library.Manager().PerfRelease(bytes.Chance(16) ? bytes.Pick(PIDS) : pid, handle); // perhaps again
+        static_cast<void>(
+            library.Manager().PerfRelease(bytes.Chance(16) ? bytes.Pick(PIDS) : pid, handle)); // perhaps again
     }
 
     std::vector<unsigned int> SuspendParams()
@@ -219,18 +220,18 @@ private:
     {
         switch (bytes.Below(3)) {
         case 0:
-            library.Manager().PerfEvent(PROBE_EVENT_ID,
-                                        {bytes.Below(3), 0, static_cast<unsigned int>(bytes.Pick(THREADS))}, "");
+            static_cast<void>(library.Manager().PerfEvent(
+                PROBE_EVENT_ID, {bytes.Below(3), 0, static_cast<unsigned int>(bytes.Pick(THREADS))}, ""));
             break;
         case 1:
-            library.Manager().PerfEvent(SUSPEND_EVENT_ID, SuspendParams(), "by event");
+            static_cast<void>(library.Manager().PerfEvent(SUSPEND_EVENT_ID, SuspendParams(), "by event"));
             break;
         default: {
             std::vector<unsigned int> params;
             for (unsigned int i = bytes.Below(4); i > 0; --i) {
                 params.push_back(i == 1 ? bytes.Pick(SOME_MS) : bytes.Below(3));
             }
-            library.Manager().PerfEvent(bytes.Below(18), params, "event");
+            static_cast<void>(library.Manager().PerfEvent(bytes.Below(18), params, "event"));
         }
         }
     }
@@ -286,7 +287,7 @@ private:
     void ReleaseOneByOne()
     {
         for (auto const& [pid, handle] : held) {
-            library.Manager().PerfRelease(pid, handle);
+            static_cast<void>(library.Manager().PerfRelease(pid, handle));
         }
         for (char const* const mode : CONSOLE) {
             Console(mode, false);
@@ -316,7 +317,7 @@ private:
         for (QosEntry const& entry : platform.qos) {
             params.push_back(entry.id);
         }
-        library.Manager().PerfSetSuspend(params);
+        static_cast<void>(library.Manager().PerfSetSuspend(params));
     }
 
     void ExpectEveryHandleFree()

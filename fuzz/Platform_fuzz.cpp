@@ -44,7 +44,7 @@ void UseCatalogues(ConfigManager& manager, Platform const& platform)
         Expect(manager.PerfSetScenario(1, scenario.scenarioId, handle) == 0, "a scenario cannot be set");
     }
     for (ConfigurableEvent const& event : platform.events) {
-        manager.StartEvent(event.eventId, 0); // fails where the platform has none of its resources
+        static_cast<void>(manager.StartEvent(event.eventId, 0)); // fails where the platform has none of its resources
     }
     if (platform.hasProbe) {
         Expect(manager.StartProbe(7) == 0, "a probe cannot be started");

@@ -53,18 +53,18 @@ public:
     unsigned long long Request(unsigned int resource, Level level, int pid, unsigned int duration) override
     {
         unsigned long long handle = INVALID_HANDLE;
-        manager.PerfRequest(pid, duration, infos[2 * resource + level], handle);
+        static_cast<void>(manager.PerfRequest(pid, duration, infos[2 * resource + level], handle));
         return handle;
     }
 
-    void Release(int pid, unsigned long long handle) override { manager.PerfRelease(pid, handle); }
+    void Release(int pid, unsigned long long handle) override { static_cast<void>(manager.PerfRelease(pid, handle)); }
 
-    void ReleaseAll(int pid) override { manager.PerfReleaseAll(pid); }
+    void ReleaseAll(int pid) override { static_cast<void>(manager.PerfReleaseAll(pid)); }
 
     unsigned long long RaiseMode(int pid) override
     {
         unsigned long long handle = INVALID_HANDLE;
-        manager.PerfSetMode(pid, PERF_WORK_MODE_BOOST_FIRST, handle);
+        static_cast<void>(manager.PerfSetMode(pid, PERF_WORK_MODE_BOOST_FIRST, handle));
         return handle;
     }
 

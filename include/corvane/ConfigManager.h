@@ -58,8 +58,9 @@ public:
      * either. Nothing that was done before a failure is undone.
      * @param config the configurations in it must live as long as this object.
      */
-    CORVANE_EXPORT int Init(PerfDefaultConfig const& config, std::vector<ConfigurableEvent> const& events,
-                            std::vector<ConfigurableScenario> const& scenarios, ProbeEvent const& probe) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int Init(PerfDefaultConfig const& config, std::vector<ConfigurableEvent> const& events,
+                                          std::vector<ConfigurableScenario> const& scenarios,
+                                          ProbeEvent const& probe) noexcept;
 
     /** Releases everything that anybody holds; configuration and catalogues stay. */
     CORVANE_EXPORT void Reset() noexcept;
@@ -73,61 +74,64 @@ public:
      *     are left out.
      * @param handle set to the handle to release, or to NO_HANDLE for EAS base values, which are not released.
      */
-    CORVANE_EXPORT int PerfRequest(int pid, unsigned int duration, std::vector<PerfRequestInfo> const& infos,
-                                   unsigned long long& handle) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int PerfRequest(int pid, unsigned int duration,
+                                                 std::vector<PerfRequestInfo> const& infos,
+                                                 unsigned long long& handle) noexcept;
     /** A handle that is unknown, has expired or is another process's is no failure: 0 after a debug line. */
-    CORVANE_EXPORT int PerfRelease(int pid, unsigned long long handle) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int PerfRelease(int pid, unsigned long long handle) noexcept;
     /**
      * Releases all that a process holds. After -1 (some of it could not be sent, as where a request named no resource
      * of this platform) the process holds nothing any more all the same: what could be sent was sent first.
      */
-    CORVANE_EXPORT int PerfReleaseAll(int pid) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int PerfReleaseAll(int pid) noexcept;
 
     /** Holds a configured scenario until its handle is released. */
-    CORVANE_EXPORT int PerfSetScenario(int pid, unsigned int scenarioId, unsigned long long& handle) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int PerfSetScenario(int pid, unsigned int scenarioId,
+                                                     unsigned long long& handle) noexcept;
     /** Asks for a work mode until its handle is released; the highest mode asked for is in force. */
-    CORVANE_EXPORT int PerfSetMode(int pid, unsigned int modeId, unsigned long long& handle) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int PerfSetMode(int pid, unsigned int modeId, unsigned long long& handle) noexcept;
     /** @param params 0 resumes, anything else suspends; then the resources' ids. Memory-latency ones are left out. */
-    CORVANE_EXPORT int PerfSetSuspend(std::vector<unsigned int> const& params) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int PerfSetSuspend(std::vector<unsigned int> const& params) noexcept;
     /**
      * The numbered door to events ({}: start, {1}: start, {1, ms}: start its first phases for that long, {0}: stop),
      * the probe ({1 or 0, unused, thread id}) and suspend (as PerfSetSuspend).
      * @param message only logged.
      */
-    CORVANE_EXPORT int PerfEvent(unsigned int eventId, std::vector<unsigned int> const& params,
-                                 std::string const& message) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int PerfEvent(unsigned int eventId, std::vector<unsigned int> const& params,
+                                               std::string const& message) noexcept;
     /** @param duration ms, or 0 for the event's own timing. An unknown event is not an error. */
-    CORVANE_EXPORT int StartEvent(PerfEventId eventId, unsigned int duration) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int StartEvent(PerfEventId eventId, unsigned int duration) noexcept;
     CORVANE_EXPORT void StopEvent(PerfEventId eventId) noexcept;
     /** Boosts for a thread and binds it, for the configured time. A second probe of a thread is ignored. */
-    CORVANE_EXPORT int StartProbe(int tid) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int StartProbe(int tid) noexcept;
     CORVANE_EXPORT void StopProbe(int tid) noexcept;
 
     /** Switches a debug scenario. @return 1 if the option was one of the console's, whatever came of it; else 0. */
-    CORVANE_EXPORT int DebugSet(std::ostringstream& out, std::string const& option) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int DebugSet(std::ostringstream& out, std::string const& option) noexcept;
     /** Prints what the first argument names. */
-    CORVANE_EXPORT int Dump(std::ostringstream& out, std::vector<std::string> const& args) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int Dump(std::ostringstream& out, std::vector<std::string> const& args) noexcept;
     CORVANE_EXPORT void DumpCoreVersion(std::ostringstream& out) noexcept;
 
     // The steps that the calls above are made of, each to be called by itself.
-    CORVANE_EXPORT int EventValidate(PerfEventTable& events) noexcept;
-    CORVANE_EXPORT int ScenarioValidate(PerfScenarioTable& scenarios) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int EventValidate(PerfEventTable& events) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int ScenarioValidate(PerfScenarioTable& scenarios) noexcept;
     /** Folds a request into one entry per resource, by ascending id. */
     CORVANE_EXPORT std::vector<QosInfoInt> RequestFilter(std::vector<PerfRequestInfo> const& infos) const noexcept;
     /**
      * Drops entries without a resource (and reports the last such id); corrects values where configured. After -1 the
      * request is as it was.
      */
-    CORVANE_EXPORT int RequestValidate(PerfCommandType type, std::vector<QosInfoInt>& request,
-                                       PerfQosId& invalidQosId) noexcept;
-    CORVANE_EXPORT int PreHandleEasBaseCommand(unsigned int duration, PerfCommandType& type,
-                                               std::vector<PerfRequestInfo> const& infos) const noexcept;
+    [[nodiscard]] CORVANE_EXPORT int RequestValidate(PerfCommandType type, std::vector<QosInfoInt>& request,
+                                                     PerfQosId& invalidQosId) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int PreHandleEasBaseCommand(unsigned int duration, PerfCommandType& type,
+                                                             std::vector<PerfRequestInfo> const& infos) const noexcept;
     CORVANE_EXPORT void AddSysTraceName(std::vector<PerfRequestInfo> const& infos) const noexcept;
     CORVANE_EXPORT PerfGroupTable BuildGroupInfo(std::vector<GroupInfo> const& groupInfos) const noexcept;
     CORVANE_EXPORT PerfGroupTable MergeGroupInfo(PerfGroupTable const& first, PerfGroupTable const& second) noexcept;
-    CORVANE_EXPORT int ReleaseCommand(int pid, unsigned long long handle, CommandWrapper& wrapper) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int ReleaseCommand(int pid, unsigned long long handle,
+                                                    CommandWrapper& wrapper) noexcept;
     CORVANE_EXPORT bool DumpInfo(std::ostringstream& out, std::string const& option) noexcept;
-    CORVANE_EXPORT int TaskDump(bool baseInfo, std::ostringstream& out) noexcept;
+    [[nodiscard]] CORVANE_EXPORT int TaskDump(bool baseInfo, std::ostringstream& out) noexcept;
     CORVANE_EXPORT void DumpFreqLimitHistory(std::ostringstream& out) noexcept;
     CORVANE_EXPORT void BuildGetLogCmd(unsigned long long handle, std::vector<PerfQosId>& ids,
                                        CommandWrapper& wrapper) const noexcept;

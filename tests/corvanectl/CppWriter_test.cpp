@@ -26,7 +26,7 @@ std::string Dumps(PerfDefaultConfig const& config, std::vector<ConfigurableEvent
     EXPECT_EQ(manager.Init(config, events, scenarios, probe), 0);
     std::ostringstream out;
     for (char const* const what : {"--base_info", "--event", "--scenario", "--workMode"}) {
-        manager.Dump(out, {what});
+        static_cast<void>(manager.Dump(out, {what}));
     }
     return out.str();
 }

@@ -47,7 +47,7 @@ TEST(Reasons, ForeseeEveryRefusalOfARequestAndEveryValueThatIsMoved)
             auto const before = session.Manager().RequestFilter(asked.infos);
             auto after = before;
             PerfQosId left = 0;
-            session.Manager().RequestValidate(PERF_COMMAND_LONG_START, after, left);
+            static_cast<void>(session.Manager().RequestValidate(PERF_COMMAND_LONG_START, after, left));
             bool const isAsAsked = std::equal(
                 before.begin(), before.end(), after.begin(), [](QosInfoInt const& one, QosInfoInt const& other) {
                     return one.qosId == PERF_QOS_EAS || one.groupInfo == other.groupInfo; // its switch is added

@@ -37,7 +37,7 @@ TEST_F(ConfigManagerConsoleTest, CataloguesAndModesAreDumpedAsTheyStand)
                                   "  qosId[2] groupNum(1) <type, value>:\n"
                                   "    grpId[0] valueNum(1): <1, 4000> \n");
     unsigned long long handle = 0;
-    manager->PerfSetMode(PID, PERF_WORK_MODE_BOOST_FIRST, handle);
+    static_cast<void>(manager->PerfSetMode(PID, PERF_WORK_MODE_BOOST_FIRST, handle));
     EXPECT_EQ(Dump("--workMode"), "\ncurrent mode = 1, modeNum(2) <value, handle>:\n<1025, 1> <0,*>\n");
 
     std::ostringstream version;

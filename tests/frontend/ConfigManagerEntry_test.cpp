@@ -126,9 +126,10 @@ TEST_F(ConfigManagerEntryTest, AStartThatCannotBeSentSaysSoAndThenLooksWhetherIt
 {
     std::string const empty = "E PF_RES_MGR SendCmdToResources: empty command wrapper";
     std::tuple<std::function<int()>, std::function<void()>, std::string> const rows[] = {
-        {[this] { return TryRequest(LONG, {Boost(0, 1)}); }, [this] { manager->PerfReleaseAll(PID); },
+        {[this] { return TryRequest(LONG, {Boost(0, 1)}); },
+         [this] { static_cast<void>(manager->PerfReleaseAll(PID)); },
          "E PF_CFG_MGR PerfRequest: SendCmdToResources failed for pid 100"},
-        {[this] { return manager->StartProbe(TID); }, [this] { manager->PerfReleaseAll(TID); },
+        {[this] { return manager->StartProbe(TID); }, [this] { static_cast<void>(manager->PerfReleaseAll(TID)); },
          "E PF_CFG_MGR StartProbe: SendCmdToResources failed"},
     };
     probe.cpuM = probe.gpu = 0; // asks for nothing, as the request asks for what the platform lacks

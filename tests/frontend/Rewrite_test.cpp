@@ -54,9 +54,9 @@ TEST_F(RewriteTest, WaitsForAResume)
     Start();
     sandbox.FailNode("gpu/floor", Fault::Error(EBUSY));
     Request(LONG, {Boost(GPU, 50)});
-    manager->PerfSetSuspend({1, GPU});
+    EXPECT_EQ(manager->PerfSetSuspend({1, GPU}), 0);
     EXPECT_EQ(Offers(milliseconds(10'000)), Times{0});
-    manager->PerfSetSuspend({0, GPU});
+    EXPECT_EQ(manager->PerfSetSuspend({0, GPU}), 0);
     EXPECT_EQ(Offers(milliseconds(350)), (Times{0, 100, 300}));
 }
 

@@ -69,7 +69,7 @@ protected:
     std::string Nodes()
     {
         std::ostringstream settled;
-        manager.Dump(settled, {"--task"});
+        static_cast<void>(manager.Dump(settled, {"--task"}));
         return Read(MSGMAX) + "~" + Read(MSGMNB) + " " + Read(SHMMNI) + " " + Read(MTU) + "/" + Read(SOMAXCONN);
     }
 

@@ -184,7 +184,7 @@ protected:
     std::string Tasks()
     {
         std::ostringstream tasks;
-        manager->Dump(tasks, {"--task"});
+        static_cast<void>(manager->Dump(tasks, {"--task"}));
         return tasks.str();
     }
 
@@ -309,7 +309,7 @@ private:
             asked[write.node] = write.bytes;
         }
         std::ostringstream settled;
-        manager->Dump(settled, {"--task"});
+        static_cast<void>(manager->Dump(settled, {"--task"}));
         auto const held = [this](std::string const& node, std::string const& base) {
             auto const found = asked.find(node);
             return found == asked.end() ? base : found->second;

@@ -69,7 +69,7 @@ TEST_F(HangingNode, HoldsUpNobodyButTheDumpsAndForTheBinderTheProbeCalls)
     for (std::string const option : {"--task", "--base_info"}) {
         calls.push_back(InBackground([this, option] { Dump(option); }));
     }
-    calls.push_back(InBackground([this] { manager->StartProbe(8); }));
+    calls.push_back(InBackground([this] { static_cast<void>(manager->StartProbe(8)); }));
     calls.push_back(InBackground([this] { manager->StopProbe(7); }));
 
     // Each of these returns, whatever it asks of cpu_m, and its other half reaches the GPU.

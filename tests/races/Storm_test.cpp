@@ -147,7 +147,7 @@ protected:
         for (int i = random.Below(4); i >= 0; --i) {
             infos.push_back(AnyValue(random));
         }
-        manager->PerfRequest(pid, random.Pick(DURATIONS), infos, handle);
+        static_cast<void>(manager->PerfRequest(pid, random.Pick(DURATIONS), infos, handle));
     }
 
     /** Any public operation, at random, for one process. */
@@ -159,28 +159,28 @@ protected:
         auto const any = AnyValue(random);
         switch (random.Below(24)) {
         case 0:
-            manager->PerfReleaseAll(PID + random.Below(CLIENTS)); // a process has died
+            static_cast<void>(manager->PerfReleaseAll(PID + random.Below(CLIENTS))); // a process has died
             break;
         case 1:
-            manager->PerfSetScenario(pid, static_cast<unsigned int>(random.Below(7)), handle);
+            static_cast<void>(manager->PerfSetScenario(pid, static_cast<unsigned int>(random.Below(7)), handle));
             break;
         case 2:
-            manager->PerfSetMode(pid, static_cast<unsigned int>(random.Below(4)), handle);
+            static_cast<void>(manager->PerfSetMode(pid, static_cast<unsigned int>(random.Below(4)), handle));
             break;
         case 3:
-            manager->PerfSetSuspend({static_cast<unsigned int>(random.Below(2)), any.qosId, CPU_M});
+            static_cast<void>(manager->PerfSetSuspend({static_cast<unsigned int>(random.Below(2)), any.qosId, CPU_M}));
             break;
         case 4:
-            manager->PerfEvent(event, {static_cast<unsigned int>(random.Below(3))}, "storm");
+            static_cast<void>(manager->PerfEvent(event, {static_cast<unsigned int>(random.Below(3))}, "storm"));
             break;
         case 5:
-            manager->StartEvent(event, random.Chance(2) ? 0 : PERF_DURATION_MIN_MS);
+            static_cast<void>(manager->StartEvent(event, random.Chance(2) ? 0 : PERF_DURATION_MIN_MS));
             break;
         case 6:
             manager->StopEvent(event);
             break;
         case 7:
-            manager->StartProbe(thread);
+            static_cast<void>(manager->StartProbe(thread));
             break;
         case 8:
             manager->StopProbe(thread);
@@ -192,7 +192,8 @@ protected:
             CallAStep(random, any);
             break;
         case 11:
-            manager->PerfRequest(pid, LONG, {{PERF_QOS_EAS_BASE, Boost(PERF_QOS_EAS, 2).groupInfos}}, handle);
+            static_cast<void>(
+                manager->PerfRequest(pid, LONG, {{PERF_QOS_EAS_BASE, Boost(PERF_QOS_EAS, 2).groupInfos}}, handle));
             break;
         case 12:
             if (random.Chance(16)) {
@@ -203,7 +204,7 @@ protected:
         case 14:
         case 15:
         case 16:
-            manager->PerfRelease(pid, handle);
+            static_cast<void>(manager->PerfRelease(pid, handle));
             break;
         default:
             Request(random, pid, handle);
@@ -217,7 +218,8 @@ protected:
         static std::string const DUMPS[] = {"--event",    "--scenario", "--base_info",
                                             "--workMode", "--task",     "--limit_history"};
         std::ostringstream out;
-        manager->DebugSet(out, "--" + random.Pick(MODES) + (random.Chance(2) ? "_enable" : "_disable"));
+        static_cast<void>(
+            manager->DebugSet(out, "--" + random.Pick(MODES) + (random.Chance(2) ? "_enable" : "_disable")));
         manager->DumpCoreVersion(out);
         EXPECT_EQ(manager->Dump(out, {random.Pick(DUMPS)}), 0);
     }
@@ -229,7 +231,7 @@ protected:
         manager->AddSysTraceName(infos);
         auto request = manager->RequestFilter(infos);
         PerfQosId invalid = PERF_QOS_ID_COUNT;
-        manager->RequestValidate(PERF_COMMAND_LONG_START, request, invalid);
+        static_cast<void>(manager->RequestValidate(PERF_COMMAND_LONG_START, request, invalid));
         manager->MergeGroupInfo(manager->BuildGroupInfo(any.groupInfos), {});
     }
 

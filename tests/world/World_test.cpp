@@ -275,7 +275,7 @@ private:
         return Make("Dump " + option, [=](auto& facade) {
             facade.AdvanceBy(milliseconds(0));
             std::ostringstream out;
-            facade.Dump(out, {option});
+            static_cast<void>(facade.Dump(out, {option}));
             return out.str();
         });
     }

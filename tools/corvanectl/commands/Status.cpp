@@ -97,7 +97,7 @@ std::string ModeOf(Session& session)
     static std::array<char const*, PERF_WORK_MODE_COUNT> const words = {"default", "boost first", "limit first"};
     static std::string const lead = "current mode = ";
     std::ostringstream dump;
-    session.Manager().Dump(dump, {"--workMode"});
+    static_cast<void>(session.Manager().Dump(dump, {"--workMode"}));
     std::string const text = dump.str();
     std::size_t const at = text.find(lead);
     std::string const mode = at == std::string::npos ? "" : text.substr(at + lead.size(), 1);
