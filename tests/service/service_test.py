@@ -93,6 +93,7 @@ class Clients(WithService):
         self.assertTrue(wait_until(lambda: self.nodes() == BASE))
 
     def test_a_process_gets_a_bounded_number_of_connections_and_handles(self):
+        self.settled(self.count)  # those of this process that tried whether it listens have gone
         connections = [connect(self.path) for _ in range(30)]
         served = 0
         for connection in connections:
