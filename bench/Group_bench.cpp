@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Arbitration alone: what a worker computes between a command and the write.
 
 #include "group/PerfGroup.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // The request path as a client sees it: what a touch or a scroll pays in the calling thread.
 
 #include "bench/BenchPlatform.h"

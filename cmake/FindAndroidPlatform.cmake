@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Finds the platform libraries that the core is built on: liblog, libcutils and libbase.
 #
 # On a Linux host the distribution keeps them apart from its own: headers in include/android, libraries in android/ under

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # install, find_package(corvane) and pkg-config corvane
 
 set(CORVANE_INSTALL_HEADERS "${CMAKE_INSTALL_INCLUDEDIR}/libcorvane")

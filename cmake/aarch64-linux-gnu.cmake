@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Debian's cross compiler for the device's processor; what it builds runs in user-mode emulation.
 #
 # The libraries are the distribution's own for arm64, found under the multiarch folder like the host's.

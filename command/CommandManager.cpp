@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #define LOG_TAG "PF_CMD_MGR"
 
 #include "command/CommandManager.h"

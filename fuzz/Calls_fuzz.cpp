@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "fuzz/DrawnPlatform.h"
 #include "fuzz/FuzzBytes.h"
 #include "fuzz/FuzzChecks.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "fuzz/FuzzChecks.h"
 #include "fuzz/FuzzedLibrary.h"
 #include "tools/corvanectl/platform/JsonPlaces.h"

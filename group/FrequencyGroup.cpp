@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #define LOG_TAG "PF_FREQ_GRP"
 
 #include "group/FrequencyGroup.h"

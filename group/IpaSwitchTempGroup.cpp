@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "group/IpaSwitchTempGroup.h"
 
 IpaSwitchTempGroup::IpaSwitchTempGroup(PerfGroupConfig const& config, PerfWorkMode mode, bool enable)

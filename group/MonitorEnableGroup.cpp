@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #define LOG_TAG "PF_MONITOR_ENABLE_GRP"
 
 #include "group/MonitorEnableGroup.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #define LOG_TAG "PF_SINGLE_NODE_VALUE_GRP"
 
 #include "group/SingleNodeValueGroup.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "group/TargetRatioGroup.h"
 
 TargetRatioGroup::TargetRatioGroup(PerfGroupConfig const& config, PerfWorkMode mode) : LevelMapGroup(config, mode) {}

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #define LOG_TAG "PF_EAS_RES"
 
 #include "resource/EasResource.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #define LOG_TAG "PF_MEM_LAT_TARGET_RATIO_RES"
 
 #include "resource/MemLatTargetRatioResource.h"

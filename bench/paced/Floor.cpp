@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "bench/paced/Floor.h"
 
 #include "bench/paced/Clock.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #pragma once
 
 /** What operator new has handed out, over all threads and modules, while counting is on. */

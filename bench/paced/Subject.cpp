@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A build of the library as a contender: a module, so that two builds can be measured in one run.
 
 #include "bench/paced/Contender.h"

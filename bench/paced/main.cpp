@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Drives builds of the library and the floor side by side; scripts/bench makes a table of what it prints.
 //
 // usage: corvane_paced [--check | --only=FIGURES] NAME=MODULE...     --check: only what noise does not touch

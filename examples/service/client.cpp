@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Asks the service, and may become another program, for which what was asked for lasts: the process stays the same.
 
 #include <sys/socket.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A small tuning service: one process that owns the nodes, and clients that ask it. See docs/integrating.md.
 
 #include "Commands.h"

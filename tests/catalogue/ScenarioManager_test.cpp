@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "catalogue/ScenarioManager.h"
 
 #include "tests/support/LogCapture.h"

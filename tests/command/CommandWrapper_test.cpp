@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "command/CommandWrapper.h"
 
 #include "tests/support/LogCapture.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "sandbox/Sandbox.h"
 #include "tools/corvanectl/nodes/DeviceCheck.h"
 #include "tools/corvanectl/nodes/SandboxNodes.h"

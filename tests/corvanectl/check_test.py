@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """What is legal in a platform file and hardly meant, and how long it takes to say so: usage as of corvanectl_test.py."""
 
 import os

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """Runs corvanectl as a person would and looks at what it prints, writes and returns.
 
 usage: corvanectl_test.py CORVANECTL [--record] [TestCase...]

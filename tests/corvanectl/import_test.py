@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """What becomes of a power-hint file: usage as of corvanectl_test.py."""
 
 import json

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """How the tool deals with the person at the terminal: usage as of corvanectl_test.py."""
 
 import codecs

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "frontend/ConfigManagerMembers.h"
 #include "resource/EasResource.h"
 #include "resource/SingleNodeValueResource.h"

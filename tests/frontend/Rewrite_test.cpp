@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "tests/frontend/PlatformFixture.h"
 
 /** What a node refuses, with a rewrite delay; which nodes each kind writes then, the world model knows. */

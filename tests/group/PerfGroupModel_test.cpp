@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "tests/group/GroupFixture.h"
 #include "tests/group/NaiveGroup.h"
 #include "tests/support/Random.h"

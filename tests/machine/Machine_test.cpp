@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "tests/support/Random.h"
 #include "tests/support/Wait.h"
 #include "tests/world/NaiveFacade.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // What the firmware of an emulated machine says of its four processors: two clusters, each a frequency policy, with five
 // and with six steps, and thermal zones. Nobody listens on the ports, so a frequency is only ever the kernel's own word.
 DefinitionBlock ("", "SSDT", 2, "CORVAN", "MACHINE", 1)

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "resource/PerfCommandQueue.h"
 
 #include "tests/group/GroupFixture.h"

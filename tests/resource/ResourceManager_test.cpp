@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "resource/ResourceManager.h"
 
 #include "resource/DdrResource.h"

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """Attacks on the example service: what each tries did succeed once."""
 
 import ctypes

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """How long a client waits for an answer beside others that flood the service. The tests assert none of it.
 
 usage: floods.py SERVICE CLIENT

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """The example service on a folder of plain files, and processes that are its clients."""
 
 import os

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 """Lets all kinds of clients loose on the example service."""
 
 import os

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Installs the library into an empty FOLDER, so that nothing of an earlier installation can help.
 
 file(REMOVE_RECURSE "${FOLDER}")

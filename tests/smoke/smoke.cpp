@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // A service in one page: it knows the installed headers and the shared object, and nothing else. What it calls its own
 // may bear the names of the library's inside.
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "tools/corvanectl/platform/Findings.h"
 #include "tools/corvanectl/platform/Suggestion.h"
 #include "tools/corvanectl/program/Files.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "tools/corvanectl/platform/JsonObject.h"
 
 #include "tools/corvanectl/platform/Suggestion.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "tools/corvanectl/platform/PlatformConfigs.h"
 
 #include "tools/corvanectl/platform/Findings.h"

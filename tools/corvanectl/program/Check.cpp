@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "tools/corvanectl/nodes/DeviceCheck.h"
 #include "tools/corvanectl/platform/Summary.h"
 #include "tools/corvanectl/program/Files.h"

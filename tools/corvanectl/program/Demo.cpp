@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "tools/corvanectl/nodes/SandboxNodes.h"
 #include "tools/corvanectl/program/EmbeddedFiles.h"
 #include "tools/corvanectl/program/Play.h"

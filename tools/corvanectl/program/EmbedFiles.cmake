@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: Apache-2.0
+
 # Writes a source file that holds the demo's platform and script as text:
 #   cmake -D PLATFORM=... -D SCRIPT=... -D OUTPUT=... -P EmbedFiles.cmake
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/Program.h"
 #include "tools/corvanectl/render/SvgWriter.h"
