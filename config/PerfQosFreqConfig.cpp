@@ -8,8 +8,10 @@
 
 #include <android-base/properties.h>
 
+#include <cerrno>
 #include <fstream>
 #include <set>
+#include <system_error>
 #include <utility>
 
 PerfQosFreqConfig::PerfQosFreqConfig(std::string const& name, std::vector<PerfGroupConfig> groups, std::string listNode,
@@ -45,8 +47,17 @@ int PerfQosFreqConfig::GetAvlFreqs(std::string const& path, std::vector<int>& fr
         return -1;
     }
     std::set<int> found;
-    for (int freq = 0; node >> freq;) {
+    int freq = 0;
+    errno = 0;
+    for (; node >> freq; freq = 0) {
         found.insert(freq);
+    }
+    int const error = errno;
+    if (error != 0) {
+        PF_LOGE("[%s:%d] [%s] freq list node %s read fail, errno=%d (%s)", qosName.c_str(), path.c_str(), error,
+                std::generic_category().message(error).c_str());
+    } else if (freq != 0) { // where a number does not fit, it is the nearest that does
+        PF_LOGE("[%s:%d] [%s] freq list node %s ends at a number too large", qosName.c_str(), path.c_str());
     }
     if (found.empty()) {
         PF_LOGE("[%s:%d] [%s] freqList read empty", qosName.c_str());

@@ -31,8 +31,9 @@ public:
     static int SysOpenAndWriteUint(std::string const& name, std::string const& path, int value, int& fd);
 
     /**
-     * Writes the text, without terminator or newline, in one write. ENODEV (a node created anew under the descriptor,
-     * as after a CPU came back) is retried once on a fresh descriptor; every other error is final.
+     * Writes the text, without terminator or newline, in one write. ENODEV (a node created anew under the descriptor)
+     * is retried once on a fresh descriptor; every other error is final. Among them is the EBUSY with which cpufreq
+     * answers while the CPUs of a policy are offline.
      * @param name who writes; appears in messages only.
      * @return 0, or -1 after one warning or error line.
      */

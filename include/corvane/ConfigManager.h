@@ -36,7 +36,9 @@ struct ConfigManagerOptions {
  * served. Everything else may be called from any thread, at once. No call waits for a node write, except the task dumps
  * (which wait for every worker) and the probe calls (which wait for a pass of the thread binder). Destroying the object
  * waits for a dump in progress and for the command in progress on each worker, and drops the rest; nodes stay as they
- * are, and threads bound. No other call may be in progress then.
+ * are, and threads bound. No other call may be in progress then. The shared object stays mapped after dlclose, because
+ * workers may still be running in it. After a fork the child has the object without its threads: it may only exec or
+ * _exit.
  *
  * Values are in the unit of the node; durations are milliseconds. Operations return 0, or -1 after a log line under
  * "PF_CFG_MGR" or the module concerned (what can happen in normal running, such as an empty request, is a debug line
@@ -108,9 +110,16 @@ public:
     [[nodiscard]] CORVANE_EXPORT int StartProbe(int tid) noexcept;
     CORVANE_EXPORT void StopProbe(int tid) noexcept;
 
-    /** Switches a debug scenario. @return 1 if the option was one of the console's, whatever came of it; else 0. */
+    /**
+     * Switches a debug scenario: "--NAME_enable" or "--NAME_disable" with NAME game_mode, benchmark_mode, game_mode_2,
+     * onfire_mode, game_start_mode or power_saving_mode.
+     * @return 1 if the option was one of the console's, whatever came of it; else 0.
+     */
     [[nodiscard]] CORVANE_EXPORT int DebugSet(std::ostringstream& out, std::string const& option) noexcept;
-    /** Prints what the first argument names. */
+    /**
+     * Prints what the first argument names: "--event", "--scenario", "--base_info", "--workMode", "--task" or
+     * "--limit_history".
+     */
     [[nodiscard]] CORVANE_EXPORT int Dump(std::ostringstream& out, std::vector<std::string> const& args) noexcept;
     CORVANE_EXPORT void DumpCoreVersion(std::ostringstream& out) noexcept;
 

@@ -3,6 +3,7 @@
 #include <corvane/PerfConfig.h>
 
 #include "sandbox/Sandbox.h"
+#include "tests/support/LogCapture.h"
 
 #include <android-base/properties.h>
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 namespace {
 
 constexpr auto CHIP_2 = static_cast<ChipTypeAvailableValue>(2);
+using Strings = std::vector<std::string>;
 std::string const QOS = "cpu_b";
 LevelToValueMap const LEVELS = {{3, {"c"}}, {1, {"a"}}, {7, {"g"}}};
 
@@ -76,6 +78,20 @@ TEST(PerfQosFreqConfig, FrequenciesAreReadAscendingUpToTheFirstOddToken)
         EXPECT_EQ(config.GetAvlFreqs(sandbox.AddFile("freqs", text), freqs), expected == untouched ? -1 : 0);
         EXPECT_EQ(freqs, expected) << text;
     }
+
+    LogCapture log;
+    std::vector<int> freqs;
+    std::string const large = sandbox.AddFile("large", "2147483647 2147483648 5");
+    EXPECT_EQ(config.GetAvlFreqs(sandbox.AddFile("largest", "300 2147483647"), freqs), 0);
+    EXPECT_EQ(log.Lines(), Strings{});
+    EXPECT_EQ(config.GetAvlFreqs(large, freqs), 0);
+    EXPECT_EQ(freqs, std::vector<int>{2147483647});
+    EXPECT_EQ(config.GetAvlFreqs(sandbox.Root(), freqs), -1);
+    std::string const prefix = "E PF_CONFIG GetAvlFreqs: [" + QOS + "] ";
+    EXPECT_EQ(log.Lines(),
+              (Strings{prefix + "freq list node " + large + " ends at a number too large",
+                       prefix + "freq list node " + sandbox.Root() + " read fail, errno=21 (Is a directory)",
+                       prefix + "freqList read empty"}));
 }
 
 TEST(PerfQosFreqConfig, RangesArePulledInsideTheFrequencies)
