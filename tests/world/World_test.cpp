@@ -490,7 +490,7 @@ TEST(World, AnHourOfTouchesBelowABoostThatIsRenewedLeavesNoTrace)
         if (touch % 1000 == 0) {
             add([](auto& facade) {
                 std::ostringstream out;
-                facade.Dump(out, {"--task"});
+                static_cast<void>(facade.Dump(out, {"--task"}));
                 EXPECT_LT(out.str().size(), 10'000U);
                 return out.str();
             });
