@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "bench/paced/Figures.h"
+#include "bench/paced/Placement.h"
 
 #include <algorithm>
 #include <array>
@@ -94,6 +95,8 @@ void MeasurePaced(Entries const& entries, Report& report, unsigned int rounds, u
         add("long.crowd", entry, 1, 0)->Crowd(CROWD, 0);
         timedCrowds.push_back(add("timed.crowd", entry, 1, LONGEST));
     }
+
+    Placement::GoFirst();
 
     std::vector<std::size_t> order(cases.size());
     std::iota(order.begin(), order.end(), std::size_t{0});

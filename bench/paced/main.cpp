@@ -2,10 +2,15 @@
 
 // Drives builds of the library and the floor side by side; scripts/bench makes a table of what it prints.
 //
-// usage: corvane_paced [--check | --only=FIGURES] NAME=MODULE...     --check: only what noise does not touch
+// usage: corvane_paced [--check | --only=FIGURES] [--one-core] NAME=MODULE...
+//
+//   --check      only what noise does not touch
+//   --one-core   everybody on one processor, and the client goes before the workers: a call is not held up by what it
+//                wakes. Without it they go where the scheduler puts them.
 
 #include "bench/paced/Figures.h"
 #include "bench/paced/Floor.h"
+#include "bench/paced/Placement.h"
 
 #include <cstdio>
 #include <cstring>
@@ -20,7 +25,7 @@ bool AddModule(std::string const& argument, Entries& entries)
 {
     auto const equals = argument.find('=');
     if (equals == std::string::npos) {
-        std::fprintf(stderr, "usage: corvane_paced [--check | --only=FIGURES] NAME=MODULE...\n");
+        std::fprintf(stderr, "usage: corvane_paced [--check | --only=FIGURES] [--one-core] NAME=MODULE...\n");
         return false;
     }
     void* const module = dlopen(argument.c_str() + equals + 1, RTLD_NOW | RTLD_LOCAL);
@@ -66,6 +71,8 @@ int main(int argc, char** argv)
             check = true;
         } else if (std::strncmp(argv[i], "--only=", 7) == 0) {
             only = argv[i] + 7;
+        } else if (std::strcmp(argv[i], "--one-core") == 0) {
+            Placement::StayOnOneCore();
         } else if (!AddModule(argv[i], entries)) {
             return 2;
         }
