@@ -88,9 +88,9 @@ std::vector<PerfCommand> PerfResource::CompactIfDue(PerfTimePoint const& now)
     leftOut += left.size();
     if (leftOut > 2 * reported) {
         reported = leftOut;
-        PF_LOGW_AS("SendCommandToFifoQ",
-                   "[%s:%d] [%s] worker is behind, %zu waiting commands that come to nothing left out", name.c_str(),
-                   leftOut);
+        char const* const method = "SendCommandToFifoQ";
+        PF_LOGW_AS(method, "[%s:%d] [%s] worker is behind, %zu waiting commands that come to nothing left out",
+                   name.c_str(), leftOut);
     }
     return left;
 }
