@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 // Requests and releases, long and timed in turns, for scripts/count-lines to see what code they run through.
 //
 // usage: corvane_counted PAIRS
