@@ -34,7 +34,9 @@ int main(int argc, char** argv)
             return EXIT_FAILURE;
         }
         nanosleep(&pause, nullptr);
-        manager.PerfRelease(100, handle);
+        if (manager.PerfRelease(100, handle) != 0) {
+            return EXIT_FAILURE;
+        }
         nanosleep(&pause, nullptr);
     }
     return EXIT_SUCCESS;
