@@ -3,12 +3,12 @@
 #pragma once
 
 #include "command/CommandWrapper.h"
+#include "sys/PerfCounter.h"
 #include "sys/PerfMutex.h"
 
 #include <corvane/PerfRequest.h>
 #include <corvane/PerfTypes.h>
 
-#include <atomic>
 #include <map>
 #include <unordered_map>
 #include <vector>
@@ -60,7 +60,7 @@ public:
     int BuildReleaseAllCommand(int pid, HandleWrapperMap& out);
 
     /** Taken before a start is recorded, to find out later whether anything was released since. */
-    StartTicket TakeTicket() const { return StartTicket{releaseCount.load(std::memory_order_acquire)}; }
+    StartTicket TakeTicket() const { return StartTicket{releaseCount.Read()}; }
     /**
      * @param pid the process that the handle stands under (eventPid for events, the thread for probes).
      * @return whether the handle is gone. Without any release since the ticket was taken that costs no look-up.
@@ -126,10 +126,10 @@ private:
     /** @return whether there was one. */
     bool ForgetFirst(ExpiredRecords& out) CORVANE_REQUIRES(mutex);
     void ForgetExpired(char const* method, ShortCmdInfo const& info, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
-    void NoteRelease() { releaseCount.fetch_add(1, std::memory_order_release); }
+    void NoteRelease() { releaseCount.Increment(); }
 
     CommandLimits const limits; // constant after construction
-    std::atomic<unsigned long long> releaseCount{0};
+    PerfCounter releaseCount;
 
     PerfTimePoint expiredUntil CORVANE_GUARDED_BY(mutex){}; ///< what ends by then has expired, even if not freed yet
     unsigned int totalHandleNum CORVANE_GUARDED_BY(mutex) = 0;

@@ -2,6 +2,7 @@
 
 #include "sandbox/NodeTable.h"
 
+#include "sandbox/VirtualTime.h"
 #include "sys/DeviceNodeIo.h"
 #include "sys/NodeIo.h"
 
@@ -38,10 +39,11 @@ int OpenLocked(NodeTable& table, std::shared_ptr<SandboxNode> const& node, std::
     return fd;
 }
 
-std::optional<SandboxDescriptor> Find(int fd)
+std::optional<SandboxDescriptor> Find(int fd, std::optional<Undivided>& step)
 {
     NodeTable& table = NodeTable::Get();
     PerfMutexLock const lock(table.mutex);
+    step.emplace(); // here, so that another thread may go first
     auto const found = table.descriptors.find(fd);
     return found != table.descriptors.end() ? std::optional(found->second) : std::nullopt;
 }
@@ -156,6 +158,7 @@ void NodeTable::Retire(std::shared_ptr<SandboxJournal> const& journal)
 
 int NodeIo::Open(std::string const& path)
 {
+    Undivided const step;
     NodeTable& table = NodeTable::Get();
     NodeWrite failure;
     std::shared_ptr<Sandbox::Observer const> observer;
@@ -182,7 +185,8 @@ int NodeIo::Open(std::string const& path)
 
 ssize_t NodeIo::Write(int fd, void const* data, std::size_t size)
 {
-    auto const descriptor = Find(fd);
+    std::optional<Undivided> step;
+    auto const descriptor = Find(fd, step);
     if (!descriptor) {
         return DeviceNodeIo::Write(fd, data, size);
     }
@@ -199,6 +203,7 @@ ssize_t NodeIo::Write(int fd, void const* data, std::size_t size)
 
 void NodeIo::Close(int fd)
 {
+    Undivided const step;
     NodeTable& table = NodeTable::Get();
     {
         PerfMutexLock const lock(table.mutex);

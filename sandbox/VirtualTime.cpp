@@ -3,6 +3,7 @@
 #include "sandbox/VirtualTime.h"
 
 #include "sys/DeviceTime.h"
+#include "sys/PerfCounter.h"
 #include "sys/PerfMutex.h"
 #include "sys/PerfTime.h"
 
@@ -30,7 +31,7 @@ constexpr PerfTimePoint START{1h};
 constexpr std::chrono::system_clock::time_point WALL_START{std::chrono::seconds{1704067200}};
 constexpr PerfTimePoint NEVER = PerfTimePoint::max();
 
-/** For a lock that a client holds, in whom only real time goes on. */
+/** For a lock that a thread of somebody else's holds, in whom only real time goes on. */
 constexpr auto MOMENT = 1ms;
 
 CORVANE_NO_THREAD_SAFETY_ANALYSIS bool HadInAMoment(std::mutex& wanted)
@@ -45,11 +46,10 @@ CORVANE_NO_THREAD_SAFETY_ANALYSIS bool HadInAMoment(std::mutex& wanted)
     return true;
 }
 
-/** Somebody who runs or waits: a thread of the library's, which takes turns, or a client. */
-struct Participant {
-    explicit Participant(bool isThread) : takesTurns(isThread) {}
+/** Somebody who runs or waits: a thread that takes turns, or, with the number 0, one that does not. */
+struct Participant : Runner {
+    bool TakesTurns() const { return number != 0; }
 
-    bool const takesTurns;
     bool ended = false;
 
     // while it waits
@@ -94,7 +94,7 @@ private:
 } // namespace
 
 struct VirtualTime::Turns {
-    explicit Turns(std::uint64_t seed) : random(seed) {}
+    Turns(std::uint64_t seed, Schedule* decider) : schedule(decider), random(seed) {}
 
     void AdvanceTo(PerfTimePoint const& time);
 
@@ -102,18 +102,26 @@ struct VirtualTime::Turns {
     bool Notify(void const* awaited);
     /** Gives the guard up until it is notified or the deadline is reached. */
     void Wait(void const* awaited, std::mutex& guard, PerfTimePoint const& deadline) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
-    void LockContended(std::mutex& wanted) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
+    void Take(std::mutex& wanted) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
+    void GiveUp(std::mutex& held) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
+    /** Others may go on here. */
+    void Point(char const* where);
 
-    std::thread Start(std::string const& name, std::function<void()> body);
+    std::thread Start(std::string const& name, std::function<void()> body, bool isClient = false);
     void Join(std::thread& thread);
+    void Play();
 
     Clock now{START};
 
     // Every operation below is called under the mutex, which is given up while somebody else runs.
     bool Step(Lock& lock, PerfTimePoint const& limit);
     bool MoveTime(PerfTimePoint const& limit);
-    void TakeFreedLocks();
-    Participant* TakeReady();
+    void WakeDue();
+    void NoteFree(std::mutex& lock);
+    void GiveTurn();
+    void TurnTo(std::size_t position);
+    std::size_t Choose(Participant const* goesOn, char const* where);
+    void EndStuck();
     using Position = std::list<Participant*>::iterator;
     Position Wake(Position position);
     void WakeAll(void const* awaited);
@@ -125,6 +133,7 @@ struct VirtualTime::Turns {
     // constant after construction
     std::thread::id const owner = std::this_thread::get_id();
     FixedZone const zone{};
+    Schedule* const schedule; ///< or null
 
     // guarded by the mutex
     std::mutex mutex;
@@ -132,8 +141,13 @@ struct VirtualTime::Turns {
     std::deque<Participant*> ready;
     std::list<std::pair<Participant*, std::mutex*>> locking;
     Participant* running = nullptr;
-    std::condition_variable ownerCalled; ///< at the end of a turn, and when a client has changed something
+    bool handsOn = false;                ///< at the end of a turn to who is ready, not to the owner
+    bool ownerLocks = false;             ///< he waits for a lock
+    std::condition_variable ownerCalled; ///< at the end of a turn, and when somebody else has changed something
     std::map<std::thread::id, std::shared_ptr<Participant>> threads;
+    std::vector<std::thread> clients;
+    std::size_t started = 0;
+    std::size_t liveClients = 0;
     std::uint64_t random; ///< 0: in order
 };
 
@@ -152,22 +166,23 @@ void VirtualTime::Turns::AdvanceTo(PerfTimePoint const& time)
 {
     Lock lock(mutex);
     PerfTimePoint const limit = std::max(time, now.load());
-    while (Step(lock, limit)) {
+    if (self == nullptr) {
+        handsOn = true;
+        while (Step(lock, std::max(limit, now.load()))) { // a client may have moved it further
+        }
+        handsOn = false;
     }
-    now = limit;
+    now = std::max(limit, now.load());
+    WakeDue();
 }
 
 bool VirtualTime::Turns::Step(Lock& lock, PerfTimePoint const& limit)
 {
-    if (ready.empty()) {
-        TakeFreedLocks();
-    }
     if (ready.empty() && !MoveTime(limit)) {
         return false;
     }
-    if (!ready.empty()) { // otherwise it was a client's deadline
-        running = TakeReady();
-        running->called.notify_one();
+    if (!ready.empty()) { // otherwise it was the deadline of one who takes no turns
+        GiveTurn();
         ownerCalled.wait(lock, [this] { return running == nullptr; });
     }
     return true;
@@ -183,38 +198,73 @@ bool VirtualTime::Turns::MoveTime(PerfTimePoint const& limit)
         return false;
     }
     now = std::max(next, now.load());
-    for (auto position = waiting.begin(); position != waiting.end();) {
-        position = (*position)->deadline <= next ? Wake(position) : std::next(position);
-    }
+    WakeDue();
     return true;
 }
 
-/** Nobody says when a lock is free, so that locking stays cheap: it is tried when nobody else can run. */
-void VirtualTime::Turns::TakeFreedLocks()
+void VirtualTime::Turns::WakeDue()
 {
-    for (auto position = locking.begin(); position != locking.end();) {
-        auto const [participant, wanted] = *position;
-        if (!wanted->try_lock()) {
-            ++position;
-            continue;
-        }
-        wanted->unlock();
-        ready.push_back(participant);
-        position = locking.erase(position);
+    for (auto position = waiting.begin(); position != waiting.end();) {
+        position = (*position)->deadline <= now.load() ? Wake(position) : std::next(position);
     }
 }
 
-Participant* VirtualTime::Turns::TakeReady()
+void VirtualTime::Turns::NoteFree(std::mutex& lock)
 {
-    std::size_t chosen = 0;
+    for (auto position = locking.begin(); position != locking.end();) {
+        if (position->second != &lock) {
+            ++position;
+            continue;
+        }
+        ready.push_back(position->first);
+        position = locking.erase(position);
+    }
+    if (ownerLocks) {
+        ownerCalled.notify_one();
+    }
+}
+
+/** @param goesOn who runs, if he can go on; else null. @return 0 for him, and those who are ready behind him. */
+std::size_t VirtualTime::Turns::Choose(Participant const* goesOn, char const* where)
+{
+    std::vector<Runner const*> able(ready.begin(), ready.end());
+    if (goesOn != nullptr) {
+        able.insert(able.begin(), goesOn);
+    }
+    bool const decides = schedule != nullptr && liveClients > 0 && able.size() > 1;
+    return decides ? schedule->Choose(able, goesOn != nullptr, where) : 0;
+}
+
+void VirtualTime::Turns::GiveTurn()
+{
+    std::size_t chosen = Choose(nullptr, "wait");
     if (random != 0 && ready.size() > 1) {
         random = random * 6364136223846793005U + 1442695040888963407U;
         chosen = static_cast<std::size_t>((random >> 33) % ready.size());
     }
-    auto const position = ready.begin() + static_cast<std::ptrdiff_t>(chosen);
-    Participant* const participant = *position;
-    ready.erase(position);
-    return participant;
+    TurnTo(chosen);
+}
+
+void VirtualTime::Turns::TurnTo(std::size_t position)
+{
+    running = ready[position];
+    ready.erase(ready.begin() + static_cast<std::ptrdiff_t>(position));
+    running->called.notify_one();
+}
+
+void VirtualTime::Turns::Point(char const* where)
+{
+    if (self == nullptr || schedule == nullptr || Undivided::depth > 0) {
+        return;
+    }
+    Lock lock(mutex);
+    std::size_t const chosen = Choose(self, where);
+    if (chosen == 0) {
+        return;
+    }
+    ready.push_back(self);
+    TurnTo(chosen - 1);
+    self->called.wait(lock, [this] { return running == self; });
 }
 
 VirtualTime::Turns::Position VirtualTime::Turns::Wake(Position position)
@@ -222,7 +272,7 @@ VirtualTime::Turns::Position VirtualTime::Turns::Wake(Position position)
     Participant& participant = **position;
     auto const next = waiting.erase(position);
     participant.woken = true;
-    if (participant.takesTurns) {
+    if (participant.TakesTurns()) {
         ready.push_back(&participant);
     }
     participant.called.notify_one();
@@ -252,12 +302,16 @@ bool VirtualTime::Turns::Notify(void const* awaited)
 void VirtualTime::Turns::EndTurn()
 {
     running = nullptr;
-    ownerCalled.notify_one();
+    if (handsOn && !ready.empty()) {
+        GiveTurn();
+    } else {
+        ownerCalled.notify_one();
+    }
 }
 
 void VirtualTime::Turns::LetOthersRun(Lock& lock, Participant& me)
 {
-    if (me.takesTurns) {
+    if (me.TakesTurns()) {
         EndTurn();
         me.called.wait(lock, [this, &me] { return running == &me; });
     } else if (!IsOwner()) {
@@ -273,8 +327,8 @@ void VirtualTime::Turns::LetOthersRun(Lock& lock, Participant& me)
 
 void VirtualTime::Turns::WaitFor(Lock& lock, void const* awaited, PerfTimePoint const& deadline)
 {
-    Participant client(false);
-    Participant& me = self != nullptr ? *self : client;
+    Participant other{};
+    Participant& me = self != nullptr ? *self : other;
     me.awaited = awaited;
     me.deadline = deadline;
     me.woken = false;
@@ -284,23 +338,34 @@ void VirtualTime::Turns::WaitFor(Lock& lock, void const* awaited, PerfTimePoint 
 
 void VirtualTime::Turns::Wait(void const* awaited, std::mutex& guard, PerfTimePoint const& deadline)
 {
+    Point("wait");
     {
         Lock lock(mutex);
         guard.unlock();
+        NoteFree(guard);
         WaitFor(lock, awaited, deadline);
     }
-    if (!guard.try_lock()) {
-        LockContended(guard);
-    }
+    Take(guard);
 }
 
-void VirtualTime::Turns::LockContended(std::mutex& wanted)
+void VirtualTime::Turns::GiveUp(std::mutex& held)
+{
+    held.unlock();
+    {
+        Lock const lock(mutex);
+        NoteFree(held);
+    }
+    Point("unlock");
+}
+
+void VirtualTime::Turns::Take(std::mutex& wanted)
 {
     if (self == nullptr && !IsOwner()) {
         wanted.lock();
         return;
     }
-    if (HadInAMoment(wanted)) {
+    Point("lock");
+    if (wanted.try_lock() || (schedule == nullptr && HadInAMoment(wanted))) {
         return;
     }
     Lock lock(mutex);
@@ -309,17 +374,22 @@ void VirtualTime::Turns::LockContended(std::mutex& wanted)
             locking.emplace_back(self, &wanted);
             LetOthersRun(lock, *self);
         } else if (!Step(lock, NEVER)) {
-            ownerCalled.wait_for(lock, MOMENT);
+            ownerLocks = true;
+            ownerCalled.wait(lock);
+            ownerLocks = false;
         }
     }
 }
 
-std::thread VirtualTime::Turns::Start(std::string const& name, std::function<void()> body)
+std::thread VirtualTime::Turns::Start(std::string const& name, std::function<void()> body, bool isClient)
 {
-    auto const participant = std::make_shared<Participant>(true);
+    auto const participant = std::make_shared<Participant>();
+    participant->name = name;
     Lock const lock(mutex);
+    participant->number = ++started;
+    liveClients += isClient ? 1 : 0;
     ready.push_back(participant.get());
-    std::thread thread = DeviceTime::StartThread(name, [this, participant, run = std::move(body)] {
+    std::thread thread = DeviceTime::StartThread(name, [this, participant, isClient, run = std::move(body)] {
         self = participant.get();
         {
             Lock turn(mutex);
@@ -328,6 +398,7 @@ std::thread VirtualTime::Turns::Start(std::string const& name, std::function<voi
         run();
         Lock const turn(mutex);
         self->ended = true;
+        liveClients -= isClient ? 1 : 0;
         WakeAll(self);
         EndTurn();
     });
@@ -352,7 +423,34 @@ void VirtualTime::Turns::Join(std::thread& thread)
     thread.join();
 }
 
-VirtualTime::VirtualTime(std::uint64_t seed) : turns(std::make_unique<Turns>(seed))
+void VirtualTime::Turns::Play()
+{
+    AdvanceTo(now);
+    if (liveClients > 0) {
+        EndStuck();
+    }
+    for (std::thread& client : clients) {
+        Join(client);
+    }
+    clients.clear();
+}
+
+void VirtualTime::Turns::EndStuck()
+{
+    std::string who;
+    for (auto const& thread : threads) {
+        who += thread.second->ended ? "" : " " + thread.second->name;
+    }
+    std::string const line = schedule != nullptr ? schedule->Line() : "";
+    std::fprintf(stderr, "nobody can go on:%s; CORVANE_SCHEDULE='%s'\n", who.c_str(), line.c_str());
+    std::abort();
+}
+
+VirtualTime::VirtualTime(std::uint64_t seed) : VirtualTime(std::make_unique<Turns>(seed, nullptr)) {}
+
+VirtualTime::VirtualTime(Schedule& schedule) : VirtualTime(std::make_unique<Turns>(0, &schedule)) {}
+
+VirtualTime::VirtualTime(std::unique_ptr<Turns> made) : turns(std::move(made))
 {
     Turns* none = nullptr;
     if (!current.compare_exchange_strong(none, turns.get())) {
@@ -389,12 +487,26 @@ void VirtualTime::AdvanceBy(PerfTimePoint::duration duration)
     turns->AdvanceTo(Now() + duration);
 }
 
+void VirtualTime::Start(std::string const& name, std::function<void()> body)
+{
+    turns->clients.push_back(turns->Start(name, std::move(body), true));
+}
+
+void VirtualTime::Play()
+{
+    turns->Play();
+}
+
 // What sys/ declares: in virtual time while there is one, else the device's way.
 
 PerfTimePoint PerfTime::Now()
 {
-    auto const* const turns = Current();
-    return turns != nullptr ? turns->now.load() : DeviceTime::Now();
+    auto* const turns = Current();
+    if (turns == nullptr) {
+        return DeviceTime::Now();
+    }
+    turns->Point("clock");
+    return turns->now;
 }
 
 std::chrono::system_clock::time_point PerfTime::WallNow()
@@ -425,13 +537,30 @@ void PerfThread::Join()
     }
 }
 
-void PerfMutexLock::LockContended(std::mutex& mutex)
+void PerfMutexLock::Lock(std::mutex& mutex)
 {
     if (auto* const turns = Current()) {
-        turns->LockContended(mutex);
+        turns->Take(mutex);
     } else {
         mutex.lock();
     }
+}
+
+void PerfMutexLock::Unlock(std::mutex& mutex)
+{
+    if (auto* const turns = Current()) {
+        turns->GiveUp(mutex);
+    } else {
+        mutex.unlock();
+    }
+}
+
+unsigned long long PerfCounter::Read() const
+{
+    if (auto* const turns = Current()) {
+        turns->Point("counter");
+    }
+    return count.load(std::memory_order_acquire);
 }
 
 PerfCondition::PerfCondition()
@@ -447,6 +576,9 @@ PerfCondition::~PerfCondition()
 void PerfCondition::NotifyOne()
 {
     auto* const turns = Current();
+    if (turns != nullptr) {
+        turns->Point("notification");
+    }
     if (turns == nullptr || !turns->Notify(this)) {
         pthread_cond_signal(&native); // also for one who began to wait before there was a virtual time
     }

@@ -4,9 +4,47 @@
 
 #include <corvane/PerfTypes.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
+
+/** A thread that takes turns. */
+struct Runner {
+    std::size_t number; ///< in the order of the starts, from 1
+    std::string name;
+};
+
+/** Decides who goes on where several can, while a client of VirtualTime::Start lives. */
+class Schedule {
+public:
+    Schedule() = default;
+    Schedule(Schedule const&) = delete;
+    Schedule& operator=(Schedule const&) = delete;
+    virtual ~Schedule() = default;
+
+    /**
+     * @param able two or more who can go on; first the one who runs, if he can.
+     * @param preempts whether he can: to choose another interrupts him.
+     * @param where what he is about to do.
+     * @return the position of the choice.
+     */
+    virtual std::size_t Choose(std::vector<Runner const*> const& able, bool preempts, char const* where) = 0;
+    /** @return what has been chosen so far, on one line. */
+    virtual std::string Line() const = 0;
+};
+
+/** While it lives, its thread is not interrupted in virtual time: nodes are one step for whoever writes them. */
+struct Undivided {
+    Undivided() { ++depth; }
+    Undivided(Undivided const&) = delete;
+    Undivided& operator=(Undivided const&) = delete;
+    ~Undivided() { --depth; }
+
+    static inline thread_local int depth = 0;
+};
 
 /**
  * Time that goes on only when its owner says so, for everything that reads clocks, waits and starts threads by way of
@@ -18,6 +56,10 @@
  * is ready, time moves to the earliest deadline that is still within the operation's limit; the owner's own waits have
  * none but their deadline. So the same script takes the same course each time, whatever the machine does.
  *
+ * Clients that are started here take turns like the library's threads. With a schedule a turn may end wherever another
+ * thread could come in between: before a lock is taken and after it is given up, at a notification, a wait, a reading
+ * of the clock or of a counter, and at the write of a node.
+ *
  * Other threads are clients too: they may call anything and are woken like everybody, but run when the system lets
  * them, and neither give turns nor move time.
  *
@@ -28,6 +70,7 @@ class VirtualTime {
 public:
     /** @param seed 0 lets the threads run in the order in which they became ready, others draw that order. */
     explicit VirtualTime(std::uint64_t seed = 0);
+    explicit VirtualTime(Schedule& schedule);
     VirtualTime(VirtualTime const&) = delete;
     VirtualTime& operator=(VirtualTime const&) = delete;
     ~VirtualTime();
@@ -40,8 +83,16 @@ public:
     void AdvanceTo(PerfTimePoint const& time);
     void AdvanceBy(PerfTimePoint::duration duration);
 
+    /** Starts a client. He may move time on, too, but lets nobody run by that. */
+    void Start(std::string const& name, std::function<void()> body);
+    /** Lets everybody run until every client has ended. If nobody can go on before, the process ends with the schedule.
+     */
+    void Play();
+
     struct Turns; ///< who waits and who runs, and the clock
 
 private:
+    explicit VirtualTime(std::unique_ptr<Turns> made);
+
     std::unique_ptr<Turns> turns;
 };

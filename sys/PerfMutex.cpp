@@ -4,9 +4,14 @@
 
 #include "sys/DeviceTime.h"
 
-void PerfMutexLock::LockContended(std::mutex& mutex)
+void PerfMutexLock::Lock(std::mutex& mutex)
 {
     mutex.lock();
+}
+
+void PerfMutexLock::Unlock(std::mutex& mutex)
+{
+    mutex.unlock();
 }
 
 PerfCondition::PerfCondition()

@@ -25,21 +25,18 @@ private:
 /** Holds a mutex for a scope. */
 class CORVANE_SCOPED_CAPABILITY PerfMutexLock {
 public:
-    explicit PerfMutexLock(PerfMutex& mutex) CORVANE_ACQUIRE(mutex) : native(mutex.native)
-    {
-        if (!native.try_lock()) {
-            LockContended(native);
-        }
-    }
-    ~PerfMutexLock() CORVANE_RELEASE() { native.unlock(); }
+    explicit PerfMutexLock(PerfMutex& mutex) CORVANE_ACQUIRE(mutex) : native(mutex.native) { Lock(native); }
+    ~PerfMutexLock() CORVANE_RELEASE() { Unlock(native); }
     PerfMutexLock(PerfMutexLock const&) = delete;
     PerfMutexLock& operator=(PerfMutexLock const&) = delete;
 
 private:
     friend class PerfCondition;
 
-    /** A wait like any other: in a time that stands still, its holder may have to be let go on first. */
-    static void LockContended(std::mutex& mutex) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
+    // Replaced in virtual time, where blocking would deadlock (the holder must be scheduled first) and where another
+    // thread may go on before and after.
+    static void Lock(std::mutex& mutex) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
+    static void Unlock(std::mutex& mutex) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
 
     std::mutex& native;
 };

@@ -3,6 +3,7 @@
 #include "sys/SysWrapper.h"
 
 #include "sandbox/Sandbox.h"
+#include "sys/NodeIo.h"
 #include "tests/support/LogCapture.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -107,6 +109,39 @@ TEST(SysWrapper, WhatCannotSeekTakesValuesOneAfterTheOther)
     EXPECT_STREQ(taken, "0F|7AAAAFF|7");
     SysWrapper::SysClose(fd);
     close(reader);
+}
+
+/** Takes a text that is longer than what there is room for, with errno preset. @return "count errno". */
+std::string PutTooMuch(int fd)
+{
+    std::string const text(100'000, '1');
+    errno = ENODEV;
+    ssize_t const taken = NodeIo::Write(fd, text.data(), text.size());
+    return std::to_string(taken) + " " + std::to_string(errno);
+}
+
+TEST(SysWrapper, AShortCountOfTheDeviceIsNotTakenForAnEarlierError)
+{
+    Sandbox const folder;
+    std::string const path = folder.Path("fifo");
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    int const reader = open(path.c_str(), O_RDWR);
+    int const fifo = NodeIo::Open(path);
+    fcntl(fifo, F_SETFL, O_NONBLOCK);
+    EXPECT_EQ(PutTooMuch(fifo), "65536 0");
+    NodeIo::Close(fifo);
+    close(reader);
+
+    Sandbox plain;
+    int const file = NodeIo::Open(plain.AddFile("file"));
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    rlimit const small{3, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &small);
+    std::string const outcome = PutTooMuch(file);
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(outcome, "3 0");
+    NodeIo::Close(file);
 }
 
 TEST(SysWrapper, TimesCountMonthsFromZeroWithoutLeadingZeros)

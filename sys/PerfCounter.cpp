@@ -1,0 +1,8 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "sys/PerfCounter.h"
+
+unsigned long long PerfCounter::Read() const
+{
+    return count.load(std::memory_order_acquire);
+}

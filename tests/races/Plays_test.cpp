@@ -1,0 +1,422 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "sandbox/Exploration.h"
+#include "sandbox/Sandbox.h"
+#include "sys/PerfMutex.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/PlatformBuilder.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <sstream>
+
+namespace {
+
+using namespace std::chrono_literals;
+using Call = std::function<void()>;
+
+constexpr PerfQosId GPU = PERF_QOS_GPU;
+constexpr int PID = 100;
+constexpr int THREAD = 7;
+constexpr unsigned int LONG = 0;
+constexpr unsigned int SHORT = 50;
+
+/** Two or three clients of the whole library under every order of turns with at most two preemptions. */
+class Plays : public testing::Test, protected PlatformBuilder {
+protected:
+    Plays() : PlatformBuilder([this](std::string const& name) { return sandbox.AddNode(name); })
+    {
+        AddResource(GPU, "gpu", {Group(0, "gpu", {0, 100, 10, 100}, {"gpu"})});
+        AddScenario(0, {Boost(GPU, 60)});
+        AddEvent(0, GPU, {{SHORT, 70}});
+        probe = {0, 0, 30, 0, SHORT, "0F"};
+        options.threadBinderNode = sandbox.AddNode("binder");
+        options.commandLimits.maxTotalHandleNum = 4;
+    }
+
+    /** Plays act, which starts clients and ends with Play or Settle, on a library of its own each time. */
+    void Try(Call const& act, unsigned int preemptions = 2)
+    {
+        Exploration const found = Explore(
+            [&](VirtualTime& now) {
+                Perform(now, act);
+                return !HasFailure();
+            },
+            preemptions);
+        EXPECT_FALSE(found.failed) << "CORVANE_SCHEDULE='" << found.line << "'";
+        schedules += found.schedules;
+    }
+    void TearDown() override { std::cout << schedules << " schedules" << std::endl; }
+
+    void Perform(VirtualTime& now, Call const& act)
+    {
+        time = &now;
+        sandbox.AddNode("gpu", "");
+        sandbox.AddNode("binder", "");
+        sandbox.TakeWrites();
+        manager = std::make_unique<ConfigManager>(options);
+        bool const isRunning = Init(*manager) == 0;
+        now.Settle();
+        idle = isRunning ? Dump() : "";
+        act();
+        manager.reset();
+        EXPECT_EQ(sandbox.OpenDescriptors(), 0);
+    }
+
+    void Start(std::string const& name, Call const& body) { time->Start(name, body); }
+    /** Plays these clients, called a, b and so on. */
+    void Together(std::vector<Call> const& clients)
+    {
+        char name = 'a';
+        for (Call const& client : clients) {
+            Start(std::string(1, name++), client);
+        }
+        time->Play();
+    }
+
+    int Request(unsigned int ms, std::vector<PerfRequestInfo> const& infos, int pid = PID)
+    {
+        unsigned long long handle = 0;
+        return manager->PerfRequest(pid, ms, infos, handle);
+    }
+    void SetMode(int pid, PerfWorkMode mode)
+    {
+        unsigned long long handle = 0;
+        EXPECT_EQ(manager->PerfSetMode(pid, mode, handle), 0);
+    }
+    void Suspend(bool on) { EXPECT_EQ(manager->PerfSetSuspend({on ? 1U : 0U, GPU}), 0); }
+    Call TimeGoesOn(std::chrono::milliseconds by)
+    {
+        return [this, by] { time->AdvanceBy(by); };
+    }
+    std::string Dump(std::string const& option = "--task")
+    {
+        std::ostringstream out;
+        EXPECT_EQ(manager->Dump(out, {option}), 0);
+        return out.str();
+    }
+
+    /** Nothing is in force and nothing is held: no value, mode or handle, and nothing that only time would take away.
+     */
+    void ExpectNothingLeft()
+    {
+        EXPECT_EQ(Dump(), idle);
+        EXPECT_EQ(Dump("--workMode"), "\ncurrent mode = 0, modeNum(1) <value, handle>:\n<0,*>\n");
+        EXPECT_TRUE(sandbox.Read("gpu") == "10" || sandbox.WriteCount() == 0 || sandbox.Read("gpu").empty());
+        for (unsigned int i = 0; i < options.commandLimits.maxTotalHandleNum; ++i) {
+            EXPECT_EQ(Request(LONG, {Boost(GPU, 50)}), 0) << "handle " << i;
+        }
+        EXPECT_EQ(manager->PerfReleaseAll(PID), 0);
+    }
+    /** No thread stays bound, once every binding has come to its end. */
+    void ExpectNothingBound()
+    {
+        time->AdvanceBy(1min);
+        EXPECT_NE(sandbox.Read("binder").substr(0, 2), "0F");
+    }
+
+    Sandbox sandbox;
+    VirtualTime* time = nullptr;
+    std::unique_ptr<ConfigManager> manager;
+    std::string idle;
+    unsigned long schedules = 0;
+};
+
+/** A start that is on its way while it is released, in any of the ways that it can be. */
+class Releases : public Plays {
+protected:
+    void TryEach(Call const& start, std::vector<Call> const& releases)
+    {
+        for (Call const& release : releases) {
+            Try([&] {
+                Together({start, release});
+                release(); // if it came before
+                time->Settle();
+                ExpectNothingLeft();
+                ExpectNothingBound();
+            });
+        }
+    }
+
+    Call const reset = [this] { manager->Reset(); };
+    Call const releaseAll = [this] { static_cast<void>(manager->PerfReleaseAll(PID)); };
+    Call const releaseFirst = [this] {
+        static_cast<void>(manager->PerfRelease(PID, 1));
+    }; // a handle that can be guessed
+};
+
+TEST_F(Releases, LeaveNothingOfARequest)
+{
+    TryEach([this] { EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0); }, {releaseAll, releaseFirst, reset});
+}
+
+TEST_F(Releases, LeaveNothingOfATimedRequest)
+{
+    TryEach([this] { EXPECT_EQ(Request(SHORT, {Boost(GPU, 50)}), 0); }, {releaseAll, releaseFirst, reset});
+}
+
+TEST_F(Releases, LeaveNothingOfAScenario)
+{
+    auto const start = [this] {
+        unsigned long long handle = 0;
+        EXPECT_EQ(manager->PerfSetScenario(PID, 0, handle), 0);
+    };
+    TryEach(start, {releaseAll, reset});
+}
+
+TEST_F(Releases, LeaveNothingOfAnEvent)
+{
+    TryEach([this] { EXPECT_EQ(manager->StartEvent(0, 0), 0); }, {[this] { manager->StopEvent(0); }, reset});
+}
+
+TEST_F(Releases, LeaveNothingOfAProbe)
+{
+    TryEach([this] { EXPECT_EQ(manager->StartProbe(THREAD), 0); },
+            {[this] { manager->StopProbe(THREAD); }, [this] { static_cast<void>(manager->PerfReleaseAll(THREAD)); },
+             reset});
+}
+
+TEST_F(Plays, AnEndAndAReleaseAtOnceTakeTheValueAwayOnce)
+{
+    for (Call const& release :
+         std::vector<Call>{[this] { static_cast<void>(manager->PerfReleaseAll(PID)); }, [this] { manager->Reset(); },
+                           [this] { static_cast<void>(manager->PerfRelease(PID, 1)); }}) {
+        Try(
+            [&] {
+                EXPECT_EQ(Request(SHORT, {Boost(GPU, 50)}), 0);
+                time->Settle();
+                Together({TimeGoesOn(50ms), release, [this] { Request(SHORT, {Boost(GPU, 40)}, PID + 1); }});
+                EXPECT_EQ(manager->PerfReleaseAll(PID + 1), 0);
+                time->AdvanceBy(50ms); // what has expired is left to its worker
+                ExpectNothingLeft();
+            },
+            1);
+    }
+}
+
+TEST_F(Plays, AProcessThatHoldsWhatCannotBeSentIsReleasedAllTheSame)
+{
+    Try([this] {
+        EXPECT_EQ(Request(LONG, {Boost(40, 1)}), -1) << "recorded, but nobody takes it";
+        EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0);
+        time->Settle();
+        auto const release = [this] { static_cast<void>(manager->PerfReleaseAll(PID)); };
+        Together({release, [this] { Request(LONG, {Boost(GPU, 60)}); }});
+        release();
+        time->Settle();
+        ExpectNothingLeft();
+    });
+}
+
+TEST_F(Plays, AModeIsSetOnlyWhileItIsHeld)
+{
+    Try(
+        [this] {
+            Together({[this] { SetMode(PID, PERF_WORK_MODE_LIMIT_FIRST); },
+                      [this] { static_cast<void>(manager->PerfReleaseAll(PID)); },
+                      [this] { SetMode(PID + 1, PERF_WORK_MODE_BOOST_FIRST); }});
+            static_cast<void>(manager->PerfReleaseAll(PID));
+            static_cast<void>(manager->PerfReleaseAll(PID + 1));
+            ExpectNothingLeft();
+        },
+        1);
+}
+
+TEST_F(Plays, AModeReachesItsResourceAsItWasSent)
+{
+    Try([this] {
+        EXPECT_EQ(Request(LONG, {Boost(GPU, 60)}), 0);
+        EXPECT_EQ(Request(LONG, {Limit(GPU, 40)}), 0);
+        time->Settle();
+        sandbox.TakeWrites();
+        Together({[this] { SetMode(PID + 1, PERF_WORK_MODE_BOOST_FIRST); },
+                  [this] { static_cast<void>(manager->PerfReleaseAll(PID + 1)); }});
+        static_cast<void>(manager->PerfReleaseAll(PID + 1));
+        time->Settle();
+        EXPECT_EQ(Texts(sandbox.Writes()), (Strings{"60", "40"}));
+        static_cast<void>(manager->PerfReleaseAll(PID));
+        ExpectNothingLeft();
+    });
+}
+
+TEST_F(Plays, ASuspendedResourceFollowsOnceItIsResumed)
+{
+    Try(
+        [this] {
+            Together({[this] {
+                          Suspend(true);
+                          Suspend(false);
+                      },
+                      [this] { EXPECT_EQ(Request(SHORT, {Boost(GPU, 40)}), 0); }, TimeGoesOn(60ms)});
+            time->AdvanceBy(60ms);
+            ExpectNothingLeft();
+        },
+        1);
+}
+
+TEST_F(Plays, WhatIsWrittenAnewStaysAwayFromASuspendedResource)
+{
+    options.rewriteDelay = 20;
+    Try([this] {
+        EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0);
+        time->Settle();
+        sandbox.FailNode("gpu", Fault::Error(EBUSY, 1));
+        EXPECT_EQ(manager->PerfReleaseAll(PID), 0);
+        time->Settle();
+        Together({[this] { Suspend(true); }, TimeGoesOn(20ms)});
+        std::size_t const writes = sandbox.WriteCount();
+        time->AdvanceBy(1min);
+        EXPECT_EQ(sandbox.WriteCount(), writes);
+        Suspend(false);
+        time->Settle();
+        EXPECT_EQ(sandbox.Read("gpu"), "10");
+        ExpectNothingLeft();
+    });
+}
+
+TEST_F(Plays, ADumpIsOneStateThatWas)
+{
+    Try(
+        [this] {
+            std::string seen[2];
+            Together({[&] { seen[0] = Dump(); }, [&] { seen[1] = Dump(); },
+                      [this] { EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0); }});
+            std::string const boosted = Dump();
+            EXPECT_TRUE(seen[0] == idle || seen[0] == boosted) << seen[0];
+            EXPECT_TRUE(seen[1] == idle || seen[1] == boosted) << seen[1];
+        },
+        1);
+    Try([this] {
+        std::string const expected = Dump("--base_info");
+        std::string base;
+        std::string task;
+        Together({[&] { base = Dump("--base_info"); }, [&] { task = Dump(); }});
+        EXPECT_EQ(base, expected);
+        EXPECT_EQ(task, idle);
+    });
+}
+
+TEST_F(Plays, ADumpOfWhatDidNotStartPrintsNothing)
+{
+    control.workMode = PERF_WORK_MODE_LIMIT_FIRST;
+    AddResource(21, "faulty", {Group(1, "faulty", {0, 100, 10, 100}, {"faulty"})});
+    Try([this] {
+        std::string seen;
+        Together({[&] { seen = Dump(); }});
+        EXPECT_EQ(seen, "");
+    });
+}
+
+TEST_F(Plays, TheEndWaitsForADumpThatSomebodyWaitsFor)
+{
+    Try([this] {
+        NodeGate gate(sandbox, "gpu");
+        EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0);
+        std::string seen;
+        Start("dump", [&] { seen = Dump(); });
+        time->Settle();
+        Start("end", [this] { manager.reset(); });
+        Start("gate", [&gate] { gate.Release(); });
+        time->Play();
+        EXPECT_NE(seen, "");
+    });
+}
+
+TEST_F(Plays, EveryWorkerIsToldToEndBeforeOneIsWaitedFor)
+{
+    AddResource(21, "other", {Group(0, "other", {0, 100, 10, 100}, {"other"})});
+    Try([this] {
+        LogCapture const log;
+        NodeGate binder(sandbox, "binder");
+        NodeGate gate(sandbox, "gpu");
+        EXPECT_EQ(manager->StartProbe(THREAD), 0);
+        time->Settle();
+        Start("end", [this] { manager.reset(); });
+        time->Settle();
+        EXPECT_TRUE(log.Has(ANDROID_LOG_INFO, "PF_RES", "WorkThread", "[other] work thread exit"));
+        binder.Release();
+        gate.Release();
+        time->Play();
+    });
+}
+
+TEST_F(Plays, TheEndComesAfterTheLastCallWhateverTheWorkersDo)
+{
+    Try([this] {
+        PerfMutex mutex;
+        PerfCondition over;
+        bool isOver = false;
+        Together({[&] {
+                      EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0);
+                      PerfMutexLock const lock(mutex);
+                      isOver = true;
+                      over.NotifyOne();
+                  },
+                  [&] {
+                      {
+                          PerfMutexLock lock(mutex);
+                          while (!isOver) {
+                              over.Wait(lock);
+                          }
+                      }
+                      manager.reset();
+                  }});
+    });
+}
+
+TEST_F(Plays, AThreadIsBoundAsItsProbeWasStartedOrStoppedLast)
+{
+    auto const restart = [this] {
+        EXPECT_EQ(manager->StartProbe(THREAD), 0);
+        manager->StopProbe(THREAD);
+        EXPECT_EQ(manager->StartProbe(THREAD), 0);
+    };
+    Try([&] {
+        Together({[this] {
+            EXPECT_EQ(manager->StartProbe(THREAD), 0);
+            manager->StopProbe(THREAD);
+        }});
+        EXPECT_NE(sandbox.Read("binder"), "0F|7");
+    });
+    Try([&] {
+        Together({restart});
+        EXPECT_EQ(sandbox.Read("binder"), "0F|7");
+        manager->StopProbe(THREAD);
+        time->Settle();
+        EXPECT_EQ(sandbox.Read("binder"), "FF|7");
+        ExpectNothingLeft();
+    });
+    Try(
+        [&] {
+            Together({restart, [this] { EXPECT_EQ(manager->StartProbe(THREAD), 0); }});
+            EXPECT_EQ(sandbox.Read("binder"), "0F|7");
+        },
+        1);
+    Try([&] {
+        EXPECT_EQ(manager->StartProbe(THREAD), 0);
+        time->Settle();
+        Together({[this] { manager->StopProbe(THREAD); }, TimeGoesOn(50ms)});
+        time->Settle();
+        EXPECT_EQ(sandbox.Read("binder"), "FF|7");
+        ExpectNothingLeft();
+    });
+}
+
+TEST_F(Plays, AResetAndTheConsoleAgreeOnWhatIsSwitchedOn)
+{
+    Try([this] {
+        auto const console = [this](std::string const& option) {
+            std::ostringstream out;
+            EXPECT_EQ(manager->DebugSet(out, option), 1);
+        };
+        Together({[&] { console("--game_mode_enable"); }, [this] { manager->Reset(); }});
+        console("--game_mode_disable");
+        time->Settle();
+        ExpectNothingLeft();
+    });
+}
+
+} // namespace
