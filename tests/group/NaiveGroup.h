@@ -126,10 +126,10 @@ private:
         std::size_t shortest = 0;  ///< rest since the ended ones were last dropped
 
         std::size_t Waiting() const { return std::max<std::size_t>(items.size(), 1) - 1; }
-        void DropEnded(PerfTimePoint const& now)
+        void DropEnded(PerfTimePoint const& time)
         {
             if (Waiting() > 256 && Waiting() > 2 * shortest) {
-                auto const ended = [&](Item const& item) { return item.endTime <= now; };
+                auto const ended = [&](Item const& item) { return item.endTime <= time; };
                 items.erase(std::remove_if(items.begin() + 1, items.end(), ended), items.end());
                 shortest = Waiting();
             }
