@@ -165,17 +165,18 @@ private:
     void NoteFailedWrites(bool isTry);
 
     // worker thread only
-    bool suspend = false;
     PerfGroupCommand groupCommand; ///< the one in progress; kept, because what is assigned to it reuses its nodes
     RewriteBackoff rewrite;
     unsigned long long failedWrites = 0; ///< of all groups, when last looked at
     unsigned int failedPasses = 0;       ///< since every node last took its value
+    bool suspend = false;
+
+    bool exitFlag CORVANE_GUARDED_BY(queueMutex) = false;
 
     PerfThread worker; // constant from InitThread to the destructor
 
     PerfMutex queueMutex;
     PerfCondition queueCondition;
-    bool exitFlag CORVANE_GUARDED_BY(queueMutex) = false;
     PerfCommandQueue queue CORVANE_GUARDED_BY(queueMutex);
     std::size_t leftOut CORVANE_GUARDED_BY(queueMutex) = 0;  ///< since the queue was last empty
     std::size_t reported CORVANE_GUARDED_BY(queueMutex) = 0; ///< of them

@@ -19,7 +19,7 @@ public:
     /** @param delayMs 0: never. */
     explicit RewriteBackoff(unsigned int delayMs) : first(delayMs), delay(first) {}
 
-    bool IsEnabled() const { return first != first.zero(); }
+    bool IsEnabled() const { return first.count() != 0; }
     /** @return when the next try is due, or zero. */
     PerfTimePoint Due() const { return due; }
     bool IsDue(PerfTimePoint const& now) const { return due != PerfTimePoint{} && due <= now; }

@@ -242,7 +242,7 @@ std::string Service::StartDump(Connection const& connection, std::string_view li
     }
     try {
         dump = std::async(std::launch::async, [this, asker = connection.asker, request = std::string(line)] {
-            std::string const text = commands.Execute(asker, request) + "\n";
+            std::string text = commands.Execute(asker, request) + "\n";
             eventfd_write(dumpDone.Number(), 1);
             return text;
         });
