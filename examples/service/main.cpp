@@ -31,8 +31,7 @@ ConfigManagerOptions Options()
     // Clients may still have handles of a service before this one: none of them is given again.
     timespec now{};
     clock_gettime(CLOCK_BOOTTIME, &now);
-    limits.firstHandle =
-        1000000000ULL * static_cast<unsigned int>(now.tv_sec) + static_cast<unsigned int>(now.tv_nsec);
+    limits.firstHandle = 1000000000ULL * static_cast<unsigned int>(now.tv_sec) + static_cast<unsigned int>(now.tv_nsec);
     return options;
 }
 
