@@ -114,7 +114,7 @@ std::shared_ptr<Sandbox::Observer const> Perform(int fd, SandboxDescriptor const
         return nullptr;
     }
     PerformLocked(fd, descriptor, write);
-    auto const observer = NoteLocked(node, write);
+    auto observer = NoteLocked(node, write);
     node.journal->writes.push_back(write);
     table.changed.NotifyAll();
     return observer;

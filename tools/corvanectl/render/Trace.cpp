@@ -50,7 +50,7 @@ Trace::Trace(std::ostream& stream) : out(stream)
     out << R"({"displayTimeUnit":"ms","traceEvents":[)";
     nlohmann::json process = Event("M", "process_name");
     process["args"] = {{"name", "corvanectl"}};
-    Put(std::move(process));
+    Put(process);
 }
 
 void Trace::Hear(StoryRecord const& record)
@@ -80,7 +80,7 @@ nlohmann::json Trace::Event(char const* phase, std::string const& name)
         {"ph", phase}, {"name", name}, {"pid", PROCESS}, {"tid", NumberOfThread()}, {"ts", Microseconds(now - start)}};
 }
 
-void Trace::Put(nlohmann::json event)
+void Trace::Put(nlohmann::json const& event)
 {
     out << std::exchange(separator, ",\n") << event.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
@@ -89,14 +89,14 @@ void Trace::AddInstant(std::string const& name, char const* scope)
 {
     nlohmann::json event = Event("i", name);
     event["s"] = scope;
-    Put(std::move(event));
+    Put(event);
 }
 
 void Trace::AddCounter(std::string const& name, long long value)
 {
     nlohmann::json event = Event("C", name);
     event["args"] = {{"value", value}};
-    Put(std::move(event));
+    Put(event);
 }
 
 void Trace::Begin(Began const& began)
@@ -135,7 +135,7 @@ template <typename Matches> void Trace::EndSlices(Matches const& matches)
     for (auto slice = slices.begin(); slice != slices.end();) {
         if (matches(slice->second)) {
             slice->second.end["ts"] = Microseconds(now - start);
-            Put(std::move(slice->second.end));
+            Put(slice->second.end);
             slice = slices.erase(slice);
         } else {
             ++slice;
@@ -150,7 +150,7 @@ void Trace::EndSlicesUntil(PerfTimePoint time)
         now = std::max(now, slices.begin()->first);
         auto& end = slices.begin()->second.end;
         end["ts"] = Microseconds(now - start);
-        Put(std::move(end));
+        Put(end);
         slices.erase(slices.begin());
     }
 }
@@ -190,7 +190,7 @@ int Trace::NumberOfThread()
         pthread_getname_np(pthread_self(), name, sizeof(name));
         nlohmann::json event = Event("M", "thread_name");
         event["args"] = {{"name", name}};
-        Put(std::move(event));
+        Put(event);
     }
     return position->second;
 }

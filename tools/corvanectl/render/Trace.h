@@ -34,7 +34,7 @@ private:
     nlohmann::json Event(char const* phase, std::string const& name);
     void AddInstant(std::string const& name, char const* scope);
     void AddCounter(std::string const& name, long long value);
-    void Put(nlohmann::json event);
+    void Put(nlohmann::json const& event);
     int NumberOfThread();
     void Begin(Began const& began);
     void AddWrite(NodeWrite const& write);

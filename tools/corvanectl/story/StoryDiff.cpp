@@ -66,7 +66,7 @@ void ComparedItems::TakeHeld()
         Node& node = nodes[name];
         std::string const now = ReadableBytes(node.held);
         if (compared == Compared::HELD && node.told != now) {
-            items.push_back({written - start, name + " is at " + now, command});
+            items.push_back({written - start, std::string(name).append(" is at ").append(now), command});
             node.told = now;
         }
     }
