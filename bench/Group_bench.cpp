@@ -11,12 +11,17 @@
 #include <string>
 #include <vector>
 
+#include <malloc.h>
+
 namespace {
 
 /** A group that writes nowhere: the arbitration alone. */
 class NullGroup : public PerfGroup {
 public:
-    using PerfGroup::PerfGroup;
+    NullGroup() : PerfGroup({0U, "bench", 0, 100000, 0, 100000, {"/dev/null"}, CHIP_TYPE_ANY}, PERF_WORK_MODE_DEFAULT)
+    {
+        UpdateCurrTimePoint(PerfTimePoint(std::chrono::hours(1)));
+    }
     void DumpBaseValueAfterMapping(std::vector<SpecifiedGroupDumpInfo>&) const override {}
     void DoConfig(int boost, int limit) override { benchmark::DoNotOptimize(boost + limit); }
 };
@@ -33,12 +38,8 @@ int ValueOf(long i, long n, long crowd)
  */
 void BM_GroupStartStop(benchmark::State& state)
 {
-    std::string const name = "bench";
-    PerfGroupConfig const config(0u, name, 0, 100000, 0, 100000, {"/dev/null"}, CHIP_TYPE_ANY);
-    NullGroup group(config, PERF_WORK_MODE_DEFAULT);
-    PerfTimePoint const now = std::chrono::steady_clock::now();
-    group.UpdateCurrTimePoint(now);
-    PerfGroupCommand command{0, {}, now + std::chrono::hours(1), {{PERF_OPERATION_BOOST, 0}}};
+    NullGroup group;
+    PerfGroupCommand command{0, {}, PerfTimePoint(std::chrono::hours(2)), {{PERF_OPERATION_BOOST, 0}}};
     for (; command.handle < static_cast<unsigned long long>(state.range(0)); ++command.handle) {
         command.operationValueMap[PERF_OPERATION_BOOST] =
             ValueOf(static_cast<long>(command.handle), state.range(0), state.range(1));
@@ -66,5 +67,41 @@ void BM_MultisetStartStop(benchmark::State& state)
     }
 }
 BENCHMARK(BM_MultisetStartStop)->ArgNames({"n", "distinct"})->ArgsProduct({{1, 100, 10000}, {EQUAL, DISTINCT}});
+
+/** Touches of 80 ms, ten a second, below a boost that is renewed every half minute: the bytes that they leave. */
+void BM_Touches(benchmark::State& state)
+{
+    NullGroup group;
+    PerfTimePoint now(std::chrono::hours(1));
+    unsigned long long touch = 0;
+    std::size_t const before = mallinfo2().uordblks;
+    for (auto _ : state) {
+        now += std::chrono::milliseconds(100);
+        group.UpdateCurrTimePoint(now);
+        group.ShortTermTimeOut(now);
+        if (touch % 300 == 0) {
+            group.ShortTermStart(
+                {2000000 + touch, now, now + std::chrono::seconds(31), {{PERF_OPERATION_BOOST, 2000}}});
+        }
+        group.ShortTermStart({++touch, now, now + std::chrono::milliseconds(80), {{PERF_OPERATION_BOOST, 1000}}});
+    }
+    state.counters["bytes"] = static_cast<double>(mallinfo2().uordblks - before);
+}
+BENCHMARK(BM_Touches)->Iterations(1000000);
+
+/** All phases of an event carry its handle: range(0) of them start, one after the other, and are stopped by one. */
+void BM_Phases(benchmark::State& state)
+{
+    for (auto _ : state) {
+        NullGroup group;
+        for (auto const operation : {&PerfGroup::ShortTermStart, &PerfGroup::ShortTermStop}) {
+            PerfTimePoint begin(std::chrono::hours(1));
+            for (long i = 0; i < state.range(0); ++i, begin += std::chrono::milliseconds(20)) {
+                (group.*operation)({1, begin, begin + std::chrono::milliseconds(20), {{PERF_OPERATION_BOOST, 1000}}});
+            }
+        }
+    }
+}
+BENCHMARK(BM_Phases)->Arg(64000)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 } // namespace

@@ -155,6 +155,5 @@ void ConfigManager::DumpFreqLimitHistory(std::ostringstream& out) noexcept
 
 void ConfigManager::DumpCoreVersion(std::ostringstream& out) noexcept
 {
-    out << "core version: "
-        << "5.1.0" << std::endl;
+    out << "core version: " << CORVANE_VERSION << std::endl;
 }

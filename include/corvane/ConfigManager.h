@@ -60,7 +60,7 @@ public:
      * Builds the resources, loads and cross-checks the catalogues, and starts the threads. An event's item for a
      * resource that the platform lacks is dropped; a scenario's is a failure. Without events the probe is not loaded
      * either. Nothing that was done before a failure is undone.
-     * @param config the configurations in it must live as long as this object.
+     * What is handed in is copied: nothing of it is read or changed any more after this has returned.
      */
     [[nodiscard]] CORVANE_EXPORT int Init(PerfDefaultConfig const& config, std::vector<ConfigurableEvent> const& events,
                                           std::vector<ConfigurableScenario> const& scenarios,

@@ -84,8 +84,8 @@ public:
 /**
  * The description of one resource.
  *
- * The creator calls GetGroupConfigByChipType, then ReviseGroupConfigValue, then hands it to ConfigManager::Init, and
- * keeps it and the name string alive while the library runs. Not locked: one thread, before Init.
+ * The creator calls GetGroupConfigByChipType, then ReviseGroupConfigValue, then hands it to ConfigManager::Init, which
+ * copies what it needs. The name string must outlive it. Not locked: one thread.
  */
 class CORVANE_EXPORT PerfQosConfig {
 public:
@@ -200,8 +200,8 @@ struct PerfConfigControlInfo {
 };
 
 /**
- * The whole platform. The client owns the map and the configurations while the library runs; the map must be a variable
- * that outlives this record, too.
+ * The whole platform. The client owns the map and the configurations; the map must be a variable that outlives this
+ * record.
  */
 struct PerfDefaultConfig {
     unsigned int reserved = 0; ///< not read

@@ -22,10 +22,13 @@ std::string const MSGMNB = "/proc/sys/kernel/msgmnb";
 std::string const SHMMNI = "/proc/sys/kernel/shmmni";
 std::string const MTU = "/sys/class/net/lo/mtu";
 std::string const SOMAXCONN = "/proc/sys/net/core/somaxconn";
+std::string const FIRST_PORT = "/proc/sys/net/ipv4/ip_unprivileged_port_start";
+std::string const LOCAL_PORTS = "/proc/sys/net/ipv4/ip_local_port_range";
 
 constexpr PerfQosId QUEUE = 0;     ///< a frequency pair: messages of 1024..1048576 bytes, at its base 8192..16384
 constexpr PerfQosId SEGMENTS = 20; ///< a single node: 1..40000, of which the kernel takes 32768; at its base 4096
 constexpr PerfQosId LOOPBACK = 21; ///< levels over two nodes; the kernel refuses the mtu of level 3
+constexpr PerfQosId PORTS = 22;    ///< a single node: the kernel refuses what reaches into the range of local ports
 
 /** Nobody's nodes but our own are written. */
 class OwnNamespaces : public testing::Environment {
@@ -42,8 +45,12 @@ class KernelNodes : public testing::Test {
 protected:
     void SetUp() override
     {
-        for (auto const& [node, text] : std::map<std::string, char const*>{
-                 {MSGMAX, "8192"}, {MSGMNB, "16384"}, {SHMMNI, "4096"}, {MTU, "65536"}, {SOMAXCONN, "4096"}}) {
+        for (auto const& [node, text] : std::map<std::string, char const*>{{MSGMAX, "8192"},
+                                                                           {MSGMNB, "16384"},
+                                                                           {SHMMNI, "4096"},
+                                                                           {MTU, "65536"},
+                                                                           {SOMAXCONN, "4096"},
+                                                                           {LOCAL_PORTS, "32768 60999"}}) {
             ASSERT_TRUE(std::ofstream(node) << text << std::flush) << node;
         }
         ASSERT_EQ(manager.Init(PerfDefaultConfig{0, platform, {}}, {}, {}, {}), 0);
@@ -78,9 +85,15 @@ protected:
     static constexpr int PID = 100;
     static constexpr char const* BASE = "8192~16384 4096 65536/4096";
 
-    ConfigManager manager; // its threads end before the platform that they use
+    static ConfigManagerOptions Options()
+    {
+        ConfigManagerOptions options;
+        options.rewriteDelay = 20;
+        return options;
+    }
 
-private:
+    ConfigManager manager{Options()};
+
     static std::string Read(std::string const& node)
     {
         std::string text;
@@ -88,7 +101,9 @@ private:
         return text;
     }
 
-    static inline std::string const queueName = "QUEUE", segmentsName = "SEGMENTS", loopbackName = "LOOPBACK";
+private:
+    static inline std::string const queueName = "QUEUE", segmentsName = "SEGMENTS", loopbackName = "LOOPBACK",
+                                    portsName = "PORTS";
     static inline PerfQosConfig queue{queueName,
                                       {{0U, queueName, 1024, 1048576, 8192, 16384, {MSGMAX, MSGMNB}, CHIP_TYPE_ANY}}};
     static inline PerfQosConfig segments{segmentsName,
@@ -101,8 +116,10 @@ private:
           {MTU, SOMAXCONN},
           {{0, {"65536", "4096"}}, {1, {"16384", "512"}}, {2, {"1500", "64"}}, {3, {"-1", "8"}}},
           CHIP_TYPE_ANY}}};
+    static inline PerfQosConfig ports{portsName,
+                                      {{0U, portsName, 1024, 65535, 1024, 65535, {FIRST_PORT}, CHIP_TYPE_ANY}}};
     static inline std::map<PerfQosId, PerfQosConfig*> const platform{
-        {QUEUE, &queue}, {SEGMENTS, &segments}, {LOOPBACK, &loopback}};
+        {QUEUE, &queue}, {SEGMENTS, &segments}, {LOOPBACK, &loopback}, {PORTS, &ports}};
 };
 
 TEST_F(KernelNodes, HoldEachValueInItsTurn)
@@ -187,6 +204,17 @@ TEST_F(KernelNodes, TakeAGoodValueAfterOneThatTheyRefused)
     Release(held);
     EXPECT_EQ(manager.PerfReleaseAll(PID), 0);
     EXPECT_EQ(Nodes(), BASE);
+}
+
+TEST_F(KernelNodes, TakeWhatTheyHaveRefusedOnceTheyCan)
+{
+    auto const held = Boost(PORTS, 40000);
+    Nodes();
+    EXPECT_EQ(Read(FIRST_PORT), "1024") << "the range of local ports begins at 32768";
+    ASSERT_TRUE(std::ofstream(LOCAL_PORTS) << "50000 60999" << std::flush);
+    EXPECT_TRUE(WaitUntil([&] { return Read(FIRST_PORT) == "40000"; }));
+    Release(held);
+    EXPECT_TRUE(WaitUntil([&] { return Read(FIRST_PORT) == "1024"; }));
 }
 
 } // namespace

@@ -31,8 +31,8 @@ inline PerfRequestInfo Limit(PerfQosId qosId, int value, unsigned int group = 0)
 }
 
 /**
- * A platform with its catalogues and options, put together piece by piece. It owns what a facade refers to and must
- * outlive the facade. Every piece may be changed until Init.
+ * A platform with its catalogues and options, put together piece by piece. Every piece may be changed until Init, which
+ * copies what it needs.
  *
  * Whoever builds says what a node is: a function is called with each node's name, such as "cpu_m/min", and returns the
  * path that the library opens.
