@@ -7,8 +7,8 @@
 #include "resource/ResourceManager.h"
 
 /**
- * One start on its way: made before it is recorded, and asked to send what was. Closes the gap in between: what is
- * released meanwhile is sent its stop. A second stop, or one for a handle that has only expired, finds nothing in the
+ * One start on its way: made before it is recorded, and asked to send what was. Covers a release between recording and
+ * queueing: queues the stop itself. A second stop, or one for a handle that has only expired, finds nothing in the
  * groups and does no harm.
  */
 class CommandStart {

@@ -135,6 +135,14 @@ TEST(PerfQosFreqConfig, RangesArePulledInsideTheFrequencies)
     android::base::SetProperty("persist.vendor.cpub_min_freq_skip", "");
 }
 
+TEST(PerfQosIpaPowerConfig, HasExactlyOneGroup)
+{
+    for (std::size_t groups = 0; groups < 3; ++groups) {
+        PerfQosIpaPowerConfig config(QOS, {groups, Group(0, 9, 0, 9)}, 3, 5);
+        EXPECT_EQ(config.ReviseGroupConfigValue(2), groups == 1 ? 0 : -1);
+    }
+}
+
 TEST(PerfQosEasConfig, LevelsBecomeTextsRangesAndSwitches)
 {
     // the levels, and the switches that they leave behind, beside one of an earlier revision

@@ -49,6 +49,29 @@ TEST_F(KindTest, OnlyTheRemainderSkipsANodeThatCannotBeOpened)
     EXPECT_EQ(sandbox.OpenDescriptors("b"), 2) << "one each, however often it is written";
 }
 
+TEST_F(KindTest, TheBaseOfIpaPowerSaysWhatItMeansForBothSwitches)
+{
+    std::tuple<int, bool, Strings> const rows[] = {
+        {499, true, {"499 a", "enabled b", "enabled c"}},
+        {500, true, {"500 a", "disabled b", "enabled c"}},
+        {501, true, {"501 a", "disabled b", "disabled c"}},
+        {399, false, {"enabled c"}},
+        {400, false, {"disabled c"}},
+    };
+    for (auto const& [base, boardSwitching, expected] : rows) {
+        PerfGroupConfig config = Config({"a", "b", "c"});
+        config.boostBase = base;
+        std::vector<SpecifiedGroupDumpInfo> entries;
+        IpaSustainablePowerGroup(config, MODE, boardSwitching, 400, 500).DumpBaseValueAfterMapping(entries);
+        Strings shown;
+        for (SpecifiedGroupDumpInfo const& entry : entries) {
+            EXPECT_EQ(entry.secondValue + entry.secondNode, "");
+            shown.push_back(entry.value + " " + entry.node.substr(sandbox.Root().size() + 1));
+        }
+        EXPECT_EQ(shown, expected);
+    }
+}
+
 TEST_F(KindTest, EveryKindChecksItsConfiguration)
 {
     LevelToValueMap const ragged = {{1, {"x", "y"}}, {2, {"z"}}};

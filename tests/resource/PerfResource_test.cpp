@@ -65,6 +65,14 @@ TEST_F(PerfResourceTest, AFloodBehindAHangingNodeComesDownToWhatIsOutstanding)
     EXPECT_LT(sandbox.WriteCount(), PerfCommandQueue::BOUND + 3);
 }
 
+TEST_F(PerfResourceTest, ACommandWithoutAnItemIsRefused)
+{
+    auto const resource = Build(1);
+    for (unsigned int type = 0; type < 16; ++type) {
+        EXPECT_EQ(resource->CommandDispath({static_cast<PerfCommandType>(type), nullptr}), -1);
+    }
+}
+
 TEST_F(PerfResourceTest, BehindAFloodTheNextOneIsOnASlowNodeInTime)
 {
     auto const resource = Build(1);

@@ -476,6 +476,15 @@ void NaiveFacade::Refuse(std::string const& node, bool on)
     on ? void(refusing.insert(node)) : void(refusing.erase(node));
 }
 
+std::size_t NaiveFacade::OpenNodes() const
+{
+    std::size_t nodes = 0;
+    for (auto const& resource : resources) {
+        nodes += resource.second.OpenNodes();
+    }
+    return nodes;
+}
+
 void NaiveFacade::Settle()
 {
     for (auto& resource : resources) {

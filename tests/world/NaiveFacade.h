@@ -53,6 +53,7 @@ public:
     void AdvanceBy(std::chrono::milliseconds duration);
     /** Lets a node refuse every write, or take them again. */
     void Refuse(std::string const& node, bool on);
+    std::size_t OpenNodes() const;
 
     std::map<unsigned long long, Held> held;
     std::vector<Write> writes;

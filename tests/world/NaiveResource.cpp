@@ -160,8 +160,10 @@ void NaiveResource::WriteAnew(unsigned int group)
 void NaiveResource::Offer(std::string const& node, std::string const& bytes)
 {
     if (put(node, bytes)) {
+        opened.insert(node);
         refused.erase(node);
     } else {
+        opened.erase(node);
         refused.insert(node);
         refusedNow = true;
     }
@@ -231,6 +233,11 @@ void NaiveResource::Write(unsigned int group)
     for (std::string const& action : std::exchange(groups[group].actions, {})) {
         if (action != "close") {
             Write(group, std::stoi(action), std::stoi(action.substr(action.find('~') + 1)));
+            continue;
+        }
+        auto const& nodes = configs[group].nodePathVec;
+        for (std::size_t i = power != nullptr ? 1 : 0; i < nodes.size(); ++i) { // power itself stays open
+            opened.erase(nodes[i]);
         }
     }
 }

@@ -31,6 +31,7 @@ public:
     /** Does what is queued, then what is due. @param start when time began. */
     void Work(PerfTimePoint const& time);
     PerfTimePoint NextWakeUp() const;
+    std::size_t OpenNodes() const { return opened.size(); }
 
     void Dump(std::ostream& out) const;
     void DumpHistory(std::ostream& out, PerfTimePoint const& midnight) const;
@@ -87,6 +88,7 @@ private:
     std::deque<Limited> history;
 
     std::map<unsigned int, int> levels; ///< last written
+    std::set<std::string> opened;       ///< the nodes that are open
     std::set<std::string> refused;      ///< the nodes that did not take what they were last offered
     bool refusedNow = false;            ///< since the last look
     std::chrono::milliseconds distance{};

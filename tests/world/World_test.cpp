@@ -253,7 +253,7 @@ private:
 
     Call Suspend()
     {
-        std::vector<unsigned int> params{random.Chance(3) ? 1U : 0U};
+        std::vector<unsigned int> params{Among({0, 0, 0, 0, 1, 2})};
         while (!random.Chance(3)) {
             params.push_back(Among({1, 2, 3, 4, 6, 9, 15, 20, 33, 44, 44}));
         }
@@ -407,6 +407,10 @@ Difference Play(std::uint64_t seed, Calls const& script)
         Course const foreseen = ByResource(std::exchange(naive.writes, {}), begin);
         if (course != foreseen) {
             return {step, "real: " + testing::PrintToString(course) + "\nnaive: " + testing::PrintToString(foreseen)};
+        }
+        int const open = sandbox.OpenDescriptors() - sandbox.OpenDescriptors("binder");
+        if (open != static_cast<int>(naive.OpenNodes())) {
+            return {step, "real: " + std::to_string(open) + " open\nnaive: " + std::to_string(naive.OpenNodes())};
         }
     }
     return {script.size(), "", writes};
