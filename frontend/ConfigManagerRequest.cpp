@@ -34,10 +34,12 @@ void Fold(std::vector<GroupInfo> const& infos, PerfGroupTable& groups)
         if (info.operations.empty()) {
             continue;
         }
-        auto& operations = groups[info.groupId];
-        operations.clear();
+        auto const [group, isNew] = groups.emplace(info.groupId, PerfGroupTable::mapped_type());
+        if (!isNew) {
+            group->second.clear();
+        }
         for (auto const& [operation, value] : info.operations) {
-            operations[operation] = value;
+            group->second.insert_or_assign(operation, value);
         }
     }
 }

@@ -109,7 +109,7 @@ private:
 
 void PerfCommandQueue::Push(PerfCommand&& command, PerfTimePoint const& now)
 {
-    commands.push_back({std::move(command), NeedsTime() ? now : PerfTimePoint{}});
+    commands.push_back({std::move(command), now});
 }
 
 PerfCommand PerfCommandQueue::Pop()

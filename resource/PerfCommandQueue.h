@@ -38,9 +38,9 @@ public:
     bool IsEmpty() const { return commands.empty(); }
     std::size_t Size() const { return commands.size(); }
 
-    /** @return whether the time matters: only what waits behind LATE_BOUND others is stamped with it. */
+    /** @return whether the time matters: only what waits behind LATE_BOUND others is stamped with it, or compacted. */
     bool NeedsTime() const { return commands.size() >= LATE_BOUND; }
-    /** @param now anything where the time does not matter. */
+    /** @param now zero where the time does not matter. */
     void Push(PerfCommand&& command, PerfTimePoint const& now = {});
     /** Takes the oldest out; there must be one. */
     PerfCommand Pop();

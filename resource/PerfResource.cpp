@@ -66,17 +66,16 @@ int PerfResource::MoveToFifoQ(PerfCommand&& command)
     std::vector<PerfCommand> left; // freed without the lock
     {
         PerfMutexLock lock(queueMutex);
-        PerfTimePoint const now = QueueTime();
-        queue.Push(std::move(command), now);
-        left = CompactIfDue(now);
+        if (queue.NeedsTime()) {
+            PerfTimePoint const now = PerfTime::Now();
+            queue.Push(std::move(command), now);
+            left = CompactIfDue(now);
+        } else {
+            queue.Push(std::move(command));
+        }
     }
     queueCondition.NotifyOne(); // after the lock, so that the worker does not wake up to wait for it
     return 0;
-}
-
-PerfTimePoint PerfResource::QueueTime() const
-{
-    return queue.NeedsTime() ? PerfTime::Now() : PerfTimePoint{};
 }
 
 std::vector<PerfCommand> PerfResource::CompactIfDue(PerfTimePoint const& now)
@@ -213,7 +212,9 @@ int PerfResource::HandleNewCommand()
     PerfCommand command;
     {
         PerfMutexLock lock(queueMutex);
-        left = CompactIfDue(QueueTime()); // the last sender may have gone before the queue was late
+        if (queue.NeedsTime()) {
+            left = CompactIfDue(PerfTime::Now()); // the last sender may have gone before the queue was late
+        }
         if (queue.IsEmpty()) {
             PF_LOGE("[%s:%d] [%s] empty command que", name.c_str());
             return -1;

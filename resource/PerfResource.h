@@ -148,10 +148,8 @@ protected:
     PerfWorkMode workMode;                          // worker thread only, after InitResource
 
 private:
-    /** @return the time, where the queue needs it. */
-    PerfTimePoint QueueTime() const CORVANE_REQUIRES(queueMutex);
     /** @return what has been left out, to be freed without the mutex. */
-    std::vector<PerfCommand> CompactIfDue(PerfTimePoint const& now) CORVANE_REQUIRES(queueMutex);
+    [[gnu::cold]] std::vector<PerfCommand> CompactIfDue(PerfTimePoint const& now) CORVANE_REQUIRES(queueMutex);
     StatusEnum WaitForStatusLocked(PerfMutexLock& lock, PerfTimePoint const& wakeUp) CORVANE_REQUIRES(queueMutex);
 
     PerfCondition logCondition;
