@@ -136,8 +136,7 @@ int ConfigManager::TaskDump(bool baseInfo, std::ostringstream& out) noexcept
 void ConfigManager::BuildGetLogCmd(unsigned long long handle, std::vector<PerfQosId>& ids,
                                    CommandWrapper& wrapper) const noexcept
 {
-    members.resourceManager.GetResourceIds(handle,
-                                           ids); // the handle is taken as a mask of resources: all bits, all of them
+    members.resourceManager.GetResourceIds(handle, ids); // a mask of resources: all bits, all of them
     for (PerfQosId const id : ids) {
         wrapper.InsertDebugCommand(id);
     }
