@@ -376,8 +376,7 @@ Difference Play(std::uint64_t seed, Calls const& script)
     VirtualTime time(seed);
     PerfTimePoint const begin = time.Now();
     Sandbox sandbox;
-    auto platform =
-        std::make_unique<PlatformBuilder>([&](std::string const& name) { return sandbox.AddNode(name); });
+    auto platform = std::make_unique<PlatformBuilder>([&](std::string const& name) { return sandbox.AddNode(name); });
     PlatformBuilder naivePlatform([](std::string const& name) { return name; });
     Furnish(*platform, seed);
     Furnish(naivePlatform, seed);
