@@ -129,6 +129,19 @@ testing::AssertionResult Become(std::string const& expected)
     return testing::AssertionFailure() << "the nodes hold " << nodes << ", not " << expected;
 }
 
+/** The pairs that a facade says it has handed to the nodes, once its workers have done what was asked of them. */
+template <typename Facade> std::string PairsOf(Facade& facade)
+{
+    std::ostringstream tasks;
+    static_cast<void>(facade.Dump(tasks, {"--task"}));
+    std::istringstream lines(tasks.str());
+    std::string pairs;
+    for (std::string line; std::getline(lines, line);) {
+        pairs += line.substr(std::min(line.rfind("final: "), line.size()));
+    }
+    return pairs;
+}
+
 std::string PathOf(std::string const& node)
 {
     static std::map<std::string, std::string> const paths{
@@ -182,7 +195,6 @@ protected:
     }
     void Release(unsigned long long handle) { EXPECT_EQ(manager->PerfRelease(PID, handle), 0); }
 
-    /** Once the workers have done what was asked of them. */
     std::string Tasks()
     {
         std::ostringstream tasks;
@@ -195,7 +207,10 @@ protected:
     std::unique_ptr<ConfigManager> manager;
 };
 
-/** Random calls on the library, on the naive one, and on the firmware; what nodes hold is foreseen by the naive one. */
+/**
+ * Random calls on the library, on the naive one, and on the firmware. After each the library's dump says the same pairs
+ * as the naive one's, and the nodes hold what the kernel makes of them.
+ */
 class RandomCalls {
 public:
     RandomCalls(std::uint64_t seed, PlatformBuilder& built) : random(seed), platform(built)
@@ -310,8 +325,11 @@ private:
         for (auto const& write : std::exchange(naive->writes, {})) {
             asked[write.node] = write.bytes;
         }
-        std::ostringstream settled;
-        static_cast<void>(manager->Dump(settled, {"--task"}));
+        // What has ended leaves when its worker looks.
+        std::string said;
+        if (!WaitUntil([&] { return (said = PairsOf(*manager)) == PairsOf(*naive); }, milliseconds(1000))) {
+            return testing::AssertionFailure() << "the library says " << said << ", not " << PairsOf(*naive);
+        }
         auto const held = [this](std::string const& node, std::string const& base) {
             auto const found = asked.find(node);
             return found == asked.end() ? base : found->second;
@@ -342,7 +360,7 @@ private:
 TEST_F(Machine, HoldsWhatIsForeseenThroughRandomCalls)
 {
     int comparisons = 0, rounded = 0;
-    for (std::uint64_t seed = 1; seed <= 8 && !HasFailure(); ++seed) {
+    for (std::uint64_t seed = 1; seed <= 4 && !HasFailure(); ++seed) {
         SCOPED_TRACE(seed);
         RandomCalls calls(seed, *this);
         calls.Play(40);

@@ -257,6 +257,7 @@ void NaiveResource::Write(unsigned int group, int boost, int limit)
         WriteLevel(group, boost);
     } else if (nodes.size() == 2) {
         NoteLimit(limit);
+        // Only what is played in the sandbox notices this order: a kernel comes to the same pair by any other, too.
         Offer(nodes[1], std::to_string(limit));
         Offer(nodes[0], std::to_string(boost));
         if (refused.count(nodes[0]) == 0) {
