@@ -3,6 +3,7 @@
 #include "Commands.h"
 
 #include <charconv>
+#include <iterator>
 #include <sstream>
 #include <utility>
 
@@ -33,13 +34,6 @@ template <typename Words> std::vector<unsigned int> ParseIds(Words const& words)
     return ids;
 }
 
-template <typename Map, typename Condition> void EraseIf(Map& map, Condition const& condition)
-{
-    for (auto next = map.begin(); next != map.end();) {
-        next = condition(*next) ? map.erase(next) : std::next(next);
-    }
-}
-
 } // namespace
 
 Commands::Commands(ConfigManager& configManager, std::vector<ConfigurableEvent> const& events) : manager(configManager)
@@ -57,13 +51,8 @@ Commands::Commands(ConfigManager& configManager, std::vector<ConfigurableEvent> 
 
 Commands::Words Commands::Split(std::string_view line)
 {
-    Words words;
-    for (size_t begin = line.find_first_not_of(' '); begin != std::string_view::npos;) {
-        size_t const end = line.find(' ', begin);
-        words.push_back(line.substr(begin, end - begin));
-        begin = line.find_first_not_of(' ', end);
-    }
-    return words;
+    std::istringstream words{std::string(line)};
+    return {std::istream_iterator<std::string>(words), {}};
 }
 
 std::string Commands::Execute(Asker const& asker, std::string_view line)
@@ -120,9 +109,7 @@ std::string Commands::Request(Asker const& asker, Words const& words)
 bool Commands::HasRoomFor(Asker const& asker)
 {
     SettleEvents(); // what has ended makes room
-    auto const isOwn = [&](auto const& other) { return other.second.asker.owner == asker.owner; };
-    auto const own = static_cast<size_t>(std::count_if(held.begin(), held.end(), isOwn));
-    return own < MAX_HANDLES_OF_ONE && HasRoom(HANDLES, held, asker);
+    return HasRoom(HANDLES, held, asker);
 }
 
 std::string Commands::Keep(Asker const& asker, Milliseconds duration, PerfHold hold, std::optional<PerfEventId> event)
@@ -201,20 +188,17 @@ void Commands::Unwant(int owner, std::optional<PerfEventId> id)
 bool Commands::SettleEvents()
 {
     EraseIf(held, [now = Clock::now()](auto const& entry) { return entry.second.end <= now; });
-    std::set<PerfEventId> wanted;
-    std::set<PerfEventId> unwanted;
+    std::map<PerfEventId, bool> running; // and whether somebody wants it
     for (auto [run, end] = held.equal_range(NO_HANDLE); run != end; ++run) {
-        (run->second.wanted ? wanted : unwanted).insert(*run->second.event);
+        running[*run->second.event] |= run->second.wanted;
     }
-    for (auto next = unwanted.begin(); next != unwanted.end();) {
-        PerfEventId const id = *next++;
-        if (wanted.count(id) == 0) {
+    for (auto const& [id, isWanted] : running) {
+        if (!isWanted) {
             manager.StopEvent(id);
-            EraseIf(held, [id](auto const& entry) { return entry.second.event == id; });
-            unwanted.erase(id);
+            EraseIf(held, [id = id](auto const& entry) { return entry.second.event == id; });
         }
     }
-    return !unwanted.empty();
+    return std::any_of(held.begin(), held.end(), [](auto const& entry) { return !entry.second.wanted; });
 }
 
 std::string Commands::Suspend(Asker const& asker, Words const& words)
@@ -247,15 +231,14 @@ std::string Commands::Dump(Asker const&, Words const& words)
     if (words.size() != 2) {
         return {};
     }
-    bool const known = manager.Dump(text, {std::string(words[1])}) == 0;
+    bool const known = manager.Dump(text, {words[1]}) == 0;
     return text.str() + (known ? OK : REFUSED);
 }
 
 bool Commands::WaitsForWorkers(Asker const& asker, std::string_view line)
 {
     Words const words = Split(line);
-    return asker.trusted && words.size() == 2 && words[0] == "dump" &&
-           (words[1] == "--task" || words[1] == "--base_info");
+    return asker.trusted && (words == Words{"dump", "--task"} || words == Words{"dump", "--base_info"});
 }
 
 void Commands::Forget(int owner)

@@ -35,8 +35,7 @@
  */
 class Commands {
 public:
-    static constexpr Quota HANDLES{1024, 256, 128};
-    static constexpr size_t MAX_HANDLES_OF_ONE = 64;
+    static constexpr Quota HANDLES{1024, 256, 128, 64};
 
     Commands(ConfigManager& configManager, std::vector<ConfigurableEvent> const& events);
 
@@ -52,7 +51,7 @@ public:
     bool SettleEvents();
 
 private:
-    using Words = std::vector<std::string_view>;
+    using Words = std::vector<std::string>;
     using Clock = std::chrono::steady_clock;
     using Milliseconds = std::chrono::milliseconds;
 

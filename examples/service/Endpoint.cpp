@@ -33,22 +33,18 @@ bool Endpoint::Claim()
     // A socket that nobody answers has been left by a service before this one.
     struct stat found {};
     bool const none = lstat(address.sun_path, &found) != 0 && errno == ENOENT;
-    bool const left =
-        S_ISSOCK(found.st_mode) && Fails(connect) && errno == ECONNREFUSED && unlink(address.sun_path) == 0;
+    auto const* const place = reinterpret_cast<sockaddr const*>(&address);
+    bool const left = S_ISSOCK(found.st_mode) && connect(Number(), place, sizeof(address)) != 0 &&
+                      errno == ECONNREFUSED && unlink(address.sun_path) == 0;
     if (!none && !left) {
         std::fprintf(stderr, "%s: in use, or not a socket of ours\n", address.sun_path);
     }
     return none || left;
 }
 
-bool Endpoint::Fails(int (*call)(int, sockaddr const*, socklen_t)) const
-{
-    return call(Number(), reinterpret_cast<sockaddr const*>(&address), sizeof(address)) != 0;
-}
-
 bool Endpoint::Listen()
 {
-    bound = !Fails(bind);
+    bound = bind(Number(), reinterpret_cast<sockaddr const*>(&address), sizeof(address)) == 0;
     if (!bound || listen(Number(), WAITING) != 0) {
         std::perror(address.sun_path);
         return false;

@@ -16,8 +16,6 @@
 class Endpoint {
 public:
     explicit Endpoint(std::string const& path);
-    Endpoint(Endpoint const&) = delete;
-    Endpoint& operator=(Endpoint const&) = delete;
     ~Endpoint() { Close(); }
 
     /** @return false, after a line, if another service runs, or what stands there is not ours to remove. */
@@ -32,8 +30,6 @@ public:
 
 private:
     static constexpr int WAITING = 64; ///< more of them wait in connect
-
-    bool Fails(int (*call)(int, sockaddr const*, socklen_t)) const;
 
     sockaddr_un address{};
     Descriptor lock; ///< its file stays: whoever removed it could remove another's

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <map>
 
 /** Who asks, as the kernel says of the connection: nothing that a client says itself is believed. */
@@ -15,19 +16,32 @@ struct Asker {
     bool trusted = false; ///< may do what concerns everybody
 };
 
-/** How much there is of one thing. The trusted take until nothing is left. */
+/** How much there is of one thing. The trusted are bounded by owner only, and take until nothing is left. */
 struct Quota {
     size_t all;
     size_t ofUser; ///< what one user gets, whatever its processes are
     size_t kept;   ///< for the trusted
+    size_t ofOwner;
 };
 
 /** @param taken a map, each of whose records has an asker. @return whether this one may have one more. */
 template <typename Taken> bool HasRoom(Quota const& quota, Taken const& taken, Asker const& asker)
 {
-    auto const isOwn = [&](auto const& entry) { return entry.second.asker.uid == asker.uid; };
-    auto const own = static_cast<size_t>(std::count_if(taken.begin(), taken.end(), isOwn));
-    return asker.trusted ? taken.size() < quota.all : taken.size() + quota.kept < quota.all && own < quota.ofUser;
+    size_t ofUser = 0;
+    size_t ofOwner = 0;
+    for (auto const& [key, entry] : taken) {
+        ofUser += entry.asker.uid == asker.uid ? 1 : 0;
+        ofOwner += entry.asker.owner == asker.owner ? 1 : 0;
+    }
+    size_t const kept = asker.trusted ? 0 : quota.kept;
+    return taken.size() + kept < quota.all && ofOwner < quota.ofOwner && (asker.trusted || ofUser < quota.ofUser);
+}
+
+template <typename Map, typename Condition> void EraseIf(Map& map, Condition const& condition)
+{
+    for (auto next = map.begin(); next != map.end();) {
+        next = condition(*next) ? map.erase(next) : std::next(next);
+    }
 }
 
 /** How fast each user's lines are carried out: a token bucket, kept as the time until which they are paid for. */

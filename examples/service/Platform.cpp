@@ -47,10 +47,8 @@ bool Platform::Start(ConfigManager& manager)
         std::fputs("nothing to tune here\n", stderr);
         return false;
     }
-    if (manager.Init(PerfDefaultConfig{0, present, {}}, Events(), Scenarios(), {}) != 0) {
-        return false;
-    }
-    return Renew(manager); // Init writes nothing: what a service before this one has left behind ends here
+    // Init writes nothing: what a service before this one has left behind ends with what is written anew.
+    return manager.Init(PerfDefaultConfig{0, present, {}}, Events(), Scenarios(), {}) == 0 && Renew(manager);
 }
 
 bool Platform::Renew(ConfigManager& manager) const

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <iterator>
 #include <system_error>
 #include <utility>
 
@@ -22,10 +21,10 @@ constexpr int OWNERS = 2000000000;
 constexpr int TICK_MS = 10;
 constexpr int PEER_PIDFD = 77; // SO_PEERPIDFD, which older headers lack
 
-bool Is(Descriptor const& descriptor, short condition)
+bool HasEnded(Descriptor const& process)
 {
-    pollfd now{descriptor.Number(), condition, 0};
-    return poll(&now, 1, 0) == 1 && (now.revents & condition) != 0;
+    pollfd now{process.Number(), POLLIN, 0};
+    return poll(&now, 1, 0) == 1;
 }
 
 /** The process that connected, whoever has its number or its socket by now. */
@@ -90,7 +89,7 @@ void Service::Handle(int fd)
 {
     auto const isProcess = [fd](auto const& entry) { return entry.second.process.Number() == fd; };
     if (fd == endpoint.Number()) {
-        Accept();
+        Admit(endpoint.Accept()); // one of them, and then others have their turn
     } else if (fd == dumpDone.Number()) {
         FinishDump();
     } else if (auto const connection = connections.find(fd); connection != connections.end()) {
@@ -100,65 +99,55 @@ void Service::Handle(int fd)
     }
 }
 
-void Service::Accept()
-{
-    for (int count = 0; count < TURN; ++count) {
-        Descriptor socket = endpoint.Accept();
-        if (!socket.IsOpen()) {
-            return;
-        }
-        Admit(std::move(socket)); // or closes it
-    }
-}
-
 void Service::Admit(Descriptor socket)
 {
+    int const fd = socket.Number();
     ucred peer{}; // as it was when it connected
     socklen_t size = sizeof(peer);
-    if (getsockopt(socket.Number(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || peer.pid <= 0 ||
-        !Watch(socket.Number(), EPOLLIN)) {
-        return; // 0: a process that this pid namespace does not show
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || peer.pid <= 0 || !Watch(fd, EPOLLIN)) {
+        return; // nobody waits any more, or 0: a process that this pid namespace does not show
     }
-    int const fd = socket.Number();
+    int const yes = 1; // a byte out of band would else wake us for ever, and never be read
+    setsockopt(fd, SOL_SOCKET, SO_OOBINLINE, &yes, sizeof(yes));
     ++lastSerial;
     bool const trusted = peer.uid == 0 || peer.uid == geteuid();
     int const owner = knowsProcesses ? peer.pid : NO_PROCESS + static_cast<int>(lastSerial % OWNERS);
     Asker const asker{owner, peer.uid, trusted};
-    auto const client = HasRoom(CONNECTIONS, connections, asker) ? ClientOf(fd, asker) : clients.end();
-    if (client != clients.end() && client->second.connections < MAX_CONNECTIONS_OF_ONE) {
-        ++client->second.connections;
-        connections.emplace(fd, Connection{std::move(socket), asker, lastSerial, true, {}});
+    if (!Know(fd, asker)) {
+        return;
+    }
+    bool const hasRoom = HasRoom(CONNECTIONS, connections, asker);
+    auto const connection = connections.emplace(fd, Connection{std::move(socket), asker, lastSerial, true, {}}).first;
+    if (!hasRoom) {
+        Close(connection);
     }
 }
 
-Service::Clients::iterator Service::ClientOf(int socket, Asker const& asker)
+bool Service::Know(int socket, Asker const& asker)
 {
-    Client client{asker, Descriptor(), 0};
-    auto const known = clients.find(asker.owner);
+    Client client{asker, knowsProcesses ? PeerProcess(socket) : Descriptor()};
     if (knowsProcesses) {
-        client.process = PeerProcess(socket);
-        if (!client.process.IsOpen() || Is(client.process, POLLIN)) {
-            return clients.end(); // it has died meanwhile
+        if (!client.process.IsOpen() || HasEnded(client.process)) {
+            return false; // it has died meanwhile
         }
-        if (known != clients.end() && !Is(known->second.process, POLLIN)) {
-            return known;
+        auto const known = clients.find(asker.owner);
+        if (known != clients.end() && !HasEnded(known->second.process)) {
+            return true;
         }
         if (known != clients.end()) {
             Bury(known); // its end is only not handled yet: another process has its number now
         }
     }
     if (!HasRoom(CLIENTS, clients, asker) || (knowsProcesses && !Watch(client.process.Number(), EPOLLIN))) {
-        return clients.end();
+        return false;
     }
-    return clients.emplace(asker.owner, std::move(client)).first;
+    return clients.emplace(asker.owner, std::move(client)).second;
 }
 
 void Service::Bury(Clients::iterator client)
 {
     // A connection can outlive its process, in a child that has inherited it.
-    for (auto next = connections.begin(); next != connections.end();) {
-        next = next->second.asker.owner == client->first ? connections.erase(next) : std::next(next);
-    }
+    EraseIf(connections, [&](auto const& entry) { return entry.second.asker.owner == client->first; });
     commands.Forget(client->first);
     clients.erase(client);
     ticking = ticking || commands.SettleEvents();
@@ -186,13 +175,12 @@ void Service::Receive(Connections::iterator connection)
     }
     recv(connection->first, buffer, taken, 0);
     connection->second.input.append(buffer, taken);
-    CarryOut(connection);
+    CarryOut(connection, "");
 }
 
-void Service::CarryOut(Connections::iterator connection)
+void Service::CarryOut(Connections::iterator connection, std::string answers)
 {
     auto& [socket, asker, serial, listening, input] = connection->second;
-    std::string answers;
     size_t lines = 0;
     size_t begin = 0;
     for (size_t end = 0; serial != dumpFor; begin = end + 1, ++lines) {
@@ -217,10 +205,10 @@ void Service::CarryOut(Connections::iterator connection)
 
 void Service::Close(Connections::iterator connection)
 {
-    auto const client = clients.find(connection->second.asker.owner);
-    connections.erase(connection);
-    if (--client->second.connections == 0 && !client->second.process.IsOpen()) {
-        Bury(client);
+    if (knowsProcesses) {
+        connections.erase(connection);
+    } else {
+        Bury(clients.find(connection->second.asker.owner));
     }
 }
 
@@ -258,24 +246,17 @@ void Service::FinishDump()
     eventfd_t ignored = 0;
     eventfd_read(dumpDone.Number(), &ignored);
     std::string const text = dump.get();
-    auto const asked = [serial = std::exchange(dumpFor, 0)](auto const& entry) {
-        return entry.second.serial == serial;
-    };
+    auto const asked = [this](auto const& entry) { return entry.second.serial == dumpFor; };
     auto const connection = std::find_if(connections.begin(), connections.end(), asked);
-    if (connection == connections.end()) {
-        return;
-    }
-    if (Send(connection->second.socket, text)) {
-        CarryOut(connection); // what it has sent behind the dump
-    } else {
-        Close(connection);
+    dumpFor = 0;
+    if (connection != connections.end()) {
+        CarryOut(connection, text); // and what it has sent behind the dump
     }
 }
 
 bool Service::Watch(int fd, unsigned int events)
 {
-    epoll_event event{};
-    event.events = events;
+    epoll_event event{events, {}};
     event.data.fd = fd;
     return epoll_ctl(epoll.Number(), EPOLL_CTL_ADD, fd, &event) == 0 ||
            (errno == EEXIST && epoll_ctl(epoll.Number(), EPOLL_CTL_MOD, fd, &event) == 0);

@@ -26,8 +26,6 @@
 class Service {
 public:
     Service(Commands& clientCommands, Endpoint& socketPlace);
-    Service(Service const&) = delete;
-    Service& operator=(Service const&) = delete;
 
     bool Start();
 
@@ -36,17 +34,15 @@ public:
 
 private:
     // Bounds on what clients can make the service hold; together they stay below the usual 1,024 descriptors.
-    static constexpr Quota CLIENTS{256, 64, 32};
-    static constexpr Quota CONNECTIONS{512, 128, 64};
-    static constexpr size_t MAX_CONNECTIONS_OF_ONE = 8;
+    static constexpr Quota CLIENTS{256, 64, 32, 1};
+    static constexpr Quota CONNECTIONS{512, 128, 64, 8};
     static constexpr size_t MAX_LINE = 512;
-    static constexpr int TURN = 16; ///< connections to let in, or lines to carry out, before others have theirs
+    static constexpr size_t TURN = 16; ///< lines of one connection before others have theirs
 
     /** What ends what was asked for: a process, known until it dies, also without a connection; or one connection. */
     struct Client {
         Asker asker;        ///< who came first
         Descriptor process; ///< a pidfd, readable when it has ended; closed if this stands for a connection
-        size_t connections;
     };
     struct Connection {
         Descriptor socket;
@@ -60,12 +56,13 @@ private:
     using Clients = std::map<int, Client>;         // by owner
 
     void Handle(int fd);
-    void Accept();
     void Admit(Descriptor socket);
-    Clients::iterator ClientOf(int socket, Asker const& asker);
+    /** @return whether there is room for it, or it is known, and lives. */
+    bool Know(int socket, Asker const& asker);
     void Bury(Clients::iterator client);
     void Receive(Connections::iterator connection);
-    void CarryOut(Connections::iterator connection);
+    /** @param answers what is to be sent before. */
+    void CarryOut(Connections::iterator connection, std::string answers);
     void Close(Connections::iterator connection);
     /** Goes on reading, or stops while it waits for its dump, or its user has run ahead. */
     void Heed(Connection& connection);

@@ -15,15 +15,12 @@ namespace {
 /** Shows the answer up to its last line. @return whether that says "ok". */
 bool ShowAnswer(FILE* answers)
 {
-    char line[4096] = "";
-    while (std::strncmp(line, "ok", 2) != 0 && std::strncmp(line, "error", 5) != 0) {
-        if (std::fgets(line, sizeof(line), answers) == nullptr) {
-            return false;
+    for (char line[4096]; std::fgets(line, sizeof(line), answers) != nullptr && std::fputs(line, stdout) >= 0;) {
+        if (std::strncmp(line, "ok", 2) == 0 || std::strncmp(line, "error", 5) == 0) {
+            return std::fflush(stdout) == 0 && line[0] == 'o';
         }
-        std::fputs(line, stdout);
     }
-    std::fflush(stdout);
-    return line[0] == 'o';
+    return false;
 }
 
 } // namespace

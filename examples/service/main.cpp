@@ -15,9 +15,11 @@
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <future>
 #include <sstream>
 
 namespace {
@@ -42,9 +44,7 @@ void KeepLogFromBlocking()
     if (fstat(STDERR_FILENO, &log) == 0 && S_ISFIFO(log.st_mode)) {
         // Opened anew: the flag is ours alone, and not everybody's who writes to the pipe.
         Descriptor const own(open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_CLOEXEC));
-        if (own.IsOpen()) {
-            dup2(own.Number(), STDERR_FILENO);
-        }
+        dup2(own.Number(), STDERR_FILENO); // which stays as it is where that could not be opened
     }
 }
 
@@ -83,12 +83,17 @@ int main(int argc, char** argv)
     }
     service.RunUntilSignal(stop.Number()); // nor from here on
 
-    // Whatever anybody holds goes, and every base is written anew, also where the last write failed. This queues only:
-    // nodes that do not hang are done soon. A second signal ends the process at once, whatever the others wait for.
+    // Whatever anybody holds goes, and every base is written anew, also where the last write failed. This queues only,
+    // and the destructor drops what is queued. A dump returns when every worker has come to it, and so has done all
+    // before.
     manager.Reset();
     platform.Renew(manager);
-    pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-    // The destructor drops what is queued. A dump returns when every worker has come to it, and so has done all before.
     std::ostringstream unused;
-    return manager.Dump(unused, {"--task"}) == 0 ? 0 : 1;
+    auto dump = std::async([&] { return manager.Dump(unused, {"--task"}); });
+    // Nodes that do not hang are done within a second, whatever signals come. Then a further one ends the process at
+    // once.
+    if (dump.wait_for(std::chrono::seconds(1)) != std::future_status::ready) {
+        pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
+    }
+    return dump.get() == 0 ? 0 : 1;
 }

@@ -251,13 +251,23 @@ class Edges(WithService):
         self.start()
         self.assertGreater(int(self.observer.handle(BOOSTED)), int(old))
 
+    def test_a_byte_out_of_band_keeps_nobody_busy(self):
+        # Were it kept apart, epoll would report it, and recv would never have it.
+        client = self.client()
+        client.connection.send(b"release al")
+        client.connection.send(b"l", socket.MSG_OOB)
+        self.assertEqual(client.ask(""), "ok\n", "a byte like others")
+
     def test_a_line_that_is_too_long_ends_the_connection(self):
         self.assertTrue(self.client().ask_in_vain("scenario " + " " * 600 + "0"))
 
-    def test_a_hang_up_of_the_terminal_is_an_end_like_others(self):
+    def test_a_hang_up_of_the_terminal_is_an_end_like_others_and_may_come_with_one(self):
         self.observer.handle(BOOSTED)
         self.expect_nodes(**BOOSTED_NODES)
-        self.assertEqual(self.stop(signal.SIGHUP), 0)
+        self.service.send_signal(signal.SIGSTOP)
+        self.service.send_signal(signal.SIGTERM)
+        self.service.send_signal(signal.SIGHUP)
+        self.assertEqual(self.stop(signal.SIGCONT), 0)
         self.assertEqual(self.nodes(), BASE)
 
     def test_a_log_that_nobody_reads_or_that_is_closed_holds_nothing_up(self):

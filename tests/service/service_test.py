@@ -104,8 +104,9 @@ class Clients(WithService):
                 served += connection.recv(100) == b"ok\n"
             except (BrokenPipeError, ConnectionResetError):
                 pass
-            connection.close()
         self.assertEqual(served, 8)
+        for connection in connections:
+            connection.close()
         client = self.client()
         answers = [client.ask("mode 1") for _ in range(65)]
         self.assertEqual(sum(answer.startswith("ok") for answer in answers), 64)
