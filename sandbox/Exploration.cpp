@@ -9,6 +9,8 @@
 #include <random>
 #include <set>
 #include <sstream>
+#include <unordered_map>
+#include <utility>
 
 namespace {
 
@@ -74,19 +76,104 @@ private:
     std::map<std::size_t, std::size_t> choices;
 };
 
-/** Tries every choice, the last ones first. */
+/** Which steps of one run came in an order that could have been another, by vector clocks. */
+class Races {
+public:
+    /** Stands for a step that nobody could have come before. */
+    static constexpr std::size_t NO_CHOICE = static_cast<std::size_t>(-1);
+
+    /** @param choice by which the thread goes on with the step although others could. */
+    void Step(std::size_t thread, std::size_t choice)
+    {
+        Thread& steps = At(threads, thread);
+        ++At(steps.seen, thread);
+        steps.choice = choice;
+    }
+
+    /** What the one has done has happened before whatever the other does. */
+    void Order(std::size_t before, std::size_t after)
+    {
+        Clock const seen = At(threads, before).seen;
+        Join(At(threads, after).seen, seen);
+    }
+
+    /** @param found is called with the choice of each step of another that the touch could have come before. */
+    template <typename Found> void Touch(std::size_t thread, void const* touched, bool reads, Found const& found)
+    {
+        Thread& me = At(threads, thread);
+        Object& object = objects[touched];
+        auto const follow = [&](Touches const& touches) {
+            for (Touched const& before : touches.last) {
+                if (before.choice != NO_CHOICE && before.step > At(me.seen, before.thread)) {
+                    found(before.choice);
+                }
+            }
+            Join(me.seen, touches.seen);
+        };
+        follow(object.writing);
+        if (!reads) {
+            follow(object.reading);
+            object = {};
+        }
+        Touches& mine = reads ? object.reading : object.writing;
+        mine.last.push_back({thread, At(me.seen, thread), me.choice});
+        Join(mine.seen, me.seen);
+    }
+
+private:
+    using Clock = std::vector<std::size_t>; ///< of each thread, the last step that has happened before
+    struct Thread {
+        Clock seen;
+        std::size_t choice = NO_CHOICE; ///< of the step that it is in
+    };
+    struct Touched {
+        std::size_t thread, step, choice;
+    };
+    struct Touches {
+        std::vector<Touched> last; ///< without a conflicting one behind them
+        Clock seen;                ///< by all of them
+    };
+    struct Object {
+        Touches writing, reading;
+    };
+
+    template <typename Element> static Element& At(std::vector<Element>& elements, std::size_t position)
+    {
+        elements.resize(std::max(elements.size(), position + 1));
+        return elements[position];
+    }
+
+    static void Join(Clock& clock, Clock const& other)
+    {
+        for (std::size_t thread = 0; thread < other.size(); ++thread) {
+            At(clock, thread) = std::max(At(clock, thread), other[thread]);
+        }
+    }
+
+    std::vector<Thread> threads; ///< by number
+    std::unordered_map<void const*, Object> objects;
+};
+
+/**
+ * Tries every choice, the last ones first. Who runs is interrupted before a step only if, in a schedule in which he
+ * went on with it, another touched the same later, and nothing but this order kept him from doing so before: else all
+ * that the interruption leads to comes to the same as an interruption behind the step, which is as many of them, or
+ * fewer.
+ */
 class DepthFirst : public Course {
 public:
-    explicit DepthFirst(unsigned int preemptions) : bound(preemptions) {}
+    DepthFirst(unsigned int preemptions, bool triesAll) : bound(preemptions), triesAllSwitches(triesAll) {}
 
     /** Goes on to the next schedule. @return false if there is none. */
     bool Next()
     {
         taken.clear();
         preempted = 0;
+        races = {};
         while (!path.empty()) {
             Choice& last = path.back();
-            if (last.taken + 1 < last.count && (!last.preempts || last.preempted < bound)) {
+            bool const isOpen = !last.preempts || (last.preempted < bound && (last.raced || triesAllSwitches));
+            if (last.taken + 1 < last.count && isOpen) {
                 ++last.taken;
                 return true;
             }
@@ -95,31 +182,46 @@ public:
         return false;
     }
 
+    void Step(Runner const& who) override { races.Step(who.number, std::exchange(goesOn, Races::NO_CHOICE)); }
+    void Enable(Runner const& who, Runner const& whom) override { races.Order(who.number, whom.number); }
+    void Touch(Runner const& who, void const* object, bool reads) override
+    {
+        races.Touch(who.number, object, reads, [this](std::size_t choice) { path[choice].raced = true; });
+    }
+
 private:
     struct Choice {
         std::size_t taken;
         std::size_t count;
         bool preempts;
         unsigned int preempted; ///< before it
+        bool raced;             ///< the step of who went on with the first possible choice, in any schedule so far
     };
 
     std::size_t Decide(std::vector<Runner const*> const& able, bool preempts) override
     {
-        if (taken.size() == path.size()) {
-            path.push_back({0, able.size(), preempts, preempted});
+        std::size_t const position = taken.size();
+        if (position == path.size()) {
+            path.push_back({0, able.size(), preempts, preempted, false});
         }
-        Choice const& choice = path[taken.size()];
+        Choice const& choice = path[position];
         if (choice.count != able.size() || choice.preempts != preempts) {
             std::fprintf(stderr, "the same choices took another course; CORVANE_SCHEDULE='%s'\n", Line().c_str());
             std::abort();
         }
         preempted += preempts && choice.taken != 0 ? 1 : 0;
+        goesOn = preempts && choice.taken == 0 ? position : Races::NO_CHOICE;
         return choice.taken;
     }
 
     unsigned int const bound;
-    unsigned int preempted = 0;
+    bool const triesAllSwitches;
     std::vector<Choice> path;
+
+    // of the run
+    unsigned int preempted = 0;
+    std::size_t goesOn = Races::NO_CHOICE; ///< the last choice, if who ran goes on by it
+    Races races;
 };
 
 class Priorities : public Course {
@@ -172,15 +274,16 @@ bool PerformDictated(Performance const& perform, Exploration& found)
 
 } // namespace
 
-Exploration Explore(Performance const& perform, unsigned int preemptions)
+Exploration Explore(Performance const& perform, unsigned int preemptions, bool everySwitch)
 {
     Exploration found;
     if (PerformDictated(perform, found)) {
         return found;
     }
     char const* const fewer = std::getenv("CORVANE_PREEMPTIONS"); // NOLINT(concurrency-mt-unsafe)
-    DepthFirst schedule(fewer != nullptr ? std::min(preemptions, static_cast<unsigned int>(std::atoi(fewer)))
-                                         : preemptions);
+    unsigned int const bound =
+        fewer != nullptr ? std::min(preemptions, static_cast<unsigned int>(std::atoi(fewer))) : preemptions;
+    DepthFirst schedule(bound, everySwitch);
     do {
         Perform(perform, schedule, found);
     } while (!found.failed && schedule.Next());

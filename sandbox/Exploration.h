@@ -25,11 +25,15 @@ using Performance = std::function<bool(VirtualTime&)>;
  * tried or one has failed: depth first, by making the first choices again. Choices where a thread waits anyway are
  * free.
  *
+ * Of schedules that differ only in the order of steps which touch nothing in common, one is enough (partial-order
+ * reduction). What clients share must be behind locks and counters for that, or each switch tried: who reads and writes
+ * it without them does not say so.
+ *
  * CORVANE_SCHEDULE=LINE in the environment plays just that one and tells each choice on the standard error;
  * CORVANE_PREEMPTIONS=N allows fewer. A schedule under which nobody can go on, or which does not end, ends the process
  * with its line.
  */
-Exploration Explore(Performance const& perform, unsigned int preemptions);
+Exploration Explore(Performance const& perform, unsigned int preemptions, bool everySwitch = false);
 
 /**
  * The same with schedules drawn at random, for what has too many: each thread has a priority, the highest goes on, and

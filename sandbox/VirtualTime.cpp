@@ -104,8 +104,10 @@ struct VirtualTime::Turns {
     void Wait(void const* awaited, std::mutex& guard, PerfTimePoint const& deadline) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
     void Take(std::mutex& wanted) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
     void GiveUp(std::mutex& held) CORVANE_NO_THREAD_SAFETY_ANALYSIS;
-    /** Others may go on here. */
-    void Point(char const* where);
+    /** Others may go on here, before this is touched, if anything is. */
+    void Point(char const* where, void const* object = nullptr, bool reads = false);
+    /** What runs touches this, without anybody coming in between before. */
+    void Touch(void const* object, bool reads = false);
 
     std::thread Start(std::string const& name, std::function<void()> body, bool isClient = false);
     void Join(std::thread& thread);
@@ -118,6 +120,7 @@ struct VirtualTime::Turns {
     bool MoveTime(PerfTimePoint const& limit);
     void WakeDue();
     void NoteFree(std::mutex& lock);
+    void MakeReady(Participant& participant);
     void GiveTurn();
     void TurnTo(std::size_t position);
     std::size_t Choose(Participant const* goesOn, char const* where);
@@ -216,7 +219,7 @@ void VirtualTime::Turns::NoteFree(std::mutex& lock)
             ++position;
             continue;
         }
-        ready.push_back(position->first);
+        MakeReady(*position->first);
         position = locking.erase(position);
     }
     if (ownerLocks) {
@@ -252,19 +255,36 @@ void VirtualTime::Turns::TurnTo(std::size_t position)
     running->called.notify_one();
 }
 
-void VirtualTime::Turns::Point(char const* where)
+void VirtualTime::Turns::Point(char const* where, void const* object, bool reads)
 {
-    if (self == nullptr || schedule == nullptr || Undivided::depth > 0) {
+    if (self == nullptr || schedule == nullptr) {
         return;
     }
-    Lock lock(mutex);
-    std::size_t const chosen = Choose(self, where);
-    if (chosen == 0) {
-        return;
+    if (Undivided::depth == 0) {
+        Lock lock(mutex);
+        if (std::size_t const chosen = Choose(self, where)) {
+            ready.push_back(self);
+            TurnTo(chosen - 1);
+            self->called.wait(lock, [this] { return running == self; });
+        }
+        schedule->Step(*self);
     }
-    ready.push_back(self);
-    TurnTo(chosen - 1);
-    self->called.wait(lock, [this] { return running == self; });
+    Touch(object, reads);
+}
+
+void VirtualTime::Turns::Touch(void const* object, bool reads)
+{
+    if (self != nullptr && schedule != nullptr && object != nullptr) {
+        schedule->Touch(*self, object, reads); // nobody else runs
+    }
+}
+
+void VirtualTime::Turns::MakeReady(Participant& participant)
+{
+    ready.push_back(&participant);
+    if (self != nullptr && schedule != nullptr) {
+        schedule->Enable(*self, participant);
+    }
 }
 
 VirtualTime::Turns::Position VirtualTime::Turns::Wake(Position position)
@@ -273,7 +293,7 @@ VirtualTime::Turns::Position VirtualTime::Turns::Wake(Position position)
     auto const next = waiting.erase(position);
     participant.woken = true;
     if (participant.TakesTurns()) {
-        ready.push_back(&participant);
+        MakeReady(participant);
     }
     participant.called.notify_one();
     ownerCalled.notify_one();
@@ -314,6 +334,9 @@ void VirtualTime::Turns::LetOthersRun(Lock& lock, Participant& me)
     if (me.TakesTurns()) {
         EndTurn();
         me.called.wait(lock, [this, &me] { return running == &me; });
+        if (schedule != nullptr) {
+            schedule->Step(me);
+        }
     } else if (!IsOwner()) {
         me.called.wait(lock, [&me] { return me.woken; });
     } else {
@@ -338,7 +361,11 @@ void VirtualTime::Turns::WaitFor(Lock& lock, void const* awaited, PerfTimePoint 
 
 void VirtualTime::Turns::Wait(void const* awaited, std::mutex& guard, PerfTimePoint const& deadline)
 {
-    Point("wait");
+    Point("wait", awaited);
+    Touch(&guard);
+    if (deadline != NEVER) {
+        Touch(&now, true);
+    }
     {
         Lock lock(mutex);
         guard.unlock();
@@ -350,6 +377,7 @@ void VirtualTime::Turns::Wait(void const* awaited, std::mutex& guard, PerfTimePo
 
 void VirtualTime::Turns::GiveUp(std::mutex& held)
 {
+    Touch(&held);
     held.unlock();
     {
         Lock const lock(mutex);
@@ -364,7 +392,7 @@ void VirtualTime::Turns::Take(std::mutex& wanted)
         wanted.lock();
         return;
     }
-    Point("lock");
+    Point("lock", &wanted);
     if (wanted.try_lock() || (schedule == nullptr && HadInAMoment(wanted))) {
         return;
     }
@@ -373,6 +401,7 @@ void VirtualTime::Turns::Take(std::mutex& wanted)
         if (self != nullptr) {
             locking.emplace_back(self, &wanted);
             LetOthersRun(lock, *self);
+            Touch(&wanted);
         } else if (!Step(lock, NEVER)) {
             ownerLocks = true;
             ownerCalled.wait(lock);
@@ -388,7 +417,7 @@ std::thread VirtualTime::Turns::Start(std::string const& name, std::function<voi
     Lock const lock(mutex);
     participant->number = ++started;
     liveClients += isClient ? 1 : 0;
-    ready.push_back(participant.get());
+    MakeReady(*participant);
     std::thread thread = DeviceTime::StartThread(name, [this, participant, isClient, run = std::move(body)] {
         self = participant.get();
         {
@@ -397,6 +426,7 @@ std::thread VirtualTime::Turns::Start(std::string const& name, std::function<voi
         }
         run();
         Lock const turn(mutex);
+        Touch(self);
         self->ended = true;
         liveClients -= isClient ? 1 : 0;
         WakeAll(self);
@@ -414,6 +444,7 @@ void VirtualTime::Turns::Join(std::thread& thread)
         auto const found = threads.find(thread.get_id());
         if (found != threads.end()) {
             auto const participant = found->second;
+            Touch(participant.get());
             while (!participant->ended) {
                 WaitFor(lock, participant.get(), NEVER);
             }
@@ -479,11 +510,13 @@ void VirtualTime::Settle()
 
 void VirtualTime::AdvanceTo(PerfTimePoint const& time)
 {
+    turns->Point("time", &turns->now);
     turns->AdvanceTo(time);
 }
 
 void VirtualTime::AdvanceBy(PerfTimePoint::duration duration)
 {
+    turns->Point("time", &turns->now);
     turns->AdvanceTo(Now() + duration);
 }
 
@@ -505,7 +538,7 @@ PerfTimePoint PerfTime::Now()
     if (turns == nullptr) {
         return DeviceTime::Now();
     }
-    turns->Point("clock");
+    turns->Point("clock", &turns->now, true);
     return turns->now;
 }
 
@@ -558,9 +591,17 @@ void PerfMutexLock::Unlock(std::mutex& mutex)
 unsigned long long PerfCounter::Read() const
 {
     if (auto* const turns = Current()) {
-        turns->Point("counter");
+        turns->Point("counter", this, true);
     }
     return count.load(std::memory_order_acquire);
+}
+
+void PerfCounter::Increment()
+{
+    if (auto* const turns = Current()) {
+        turns->Touch(this);
+    }
+    count.fetch_add(1, std::memory_order_release);
 }
 
 PerfCondition::PerfCondition()
@@ -577,7 +618,7 @@ void PerfCondition::NotifyOne()
 {
     auto* const turns = Current();
     if (turns != nullptr) {
-        turns->Point("notification");
+        turns->Point("notification", this);
     }
     if (turns == nullptr || !turns->Notify(this)) {
         pthread_cond_signal(&native); // also for one who began to wait before there was a virtual time

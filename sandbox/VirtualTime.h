@@ -32,6 +32,12 @@ public:
      * @return the position of the choice.
      */
     virtual std::size_t Choose(std::vector<Runner const*> const& able, bool preempts, char const* where) = 0;
+    /** He begins a step: from here on nobody comes in between until he has another one before him, or waits. */
+    virtual void Step(Runner const& /* who */) {}
+    /** His step touches this lock, condition, counter, clock or thread; reading commutes with other reading. */
+    virtual void Touch(Runner const& /* who */, void const* /* object */, bool /* reads */) {}
+    /** He lets another go on, who could not before. */
+    virtual void Enable(Runner const& /* who */, Runner const& /* whom */) {}
     /** @return what has been chosen so far, on one line. */
     virtual std::string Line() const = 0;
 };

@@ -6,3 +6,8 @@ unsigned long long PerfCounter::Read() const
 {
     return count.load(std::memory_order_acquire);
 }
+
+void PerfCounter::Increment()
+{
+    count.fetch_add(1, std::memory_order_release);
+}

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include "resource/PerfCommandQueue.h"
 #include "sandbox/Exploration.h"
 #include "sandbox/Sandbox.h"
 #include "sys/PerfMutex.h"
@@ -184,16 +185,14 @@ TEST_F(Plays, AnEndAndAReleaseAtOnceTakeTheValueAwayOnce)
     for (Call const& release :
          std::vector<Call>{[this] { static_cast<void>(manager->PerfReleaseAll(PID)); }, [this] { manager->Reset(); },
                            [this] { static_cast<void>(manager->PerfRelease(PID, 1)); }}) {
-        Try(
-            [&] {
-                EXPECT_EQ(Request(SHORT, {Boost(GPU, 50)}), 0);
-                time->Settle();
-                Together({TimeGoesOn(50ms), release, [this] { Request(SHORT, {Boost(GPU, 40)}, PID + 1); }});
-                EXPECT_EQ(manager->PerfReleaseAll(PID + 1), 0);
-                time->AdvanceBy(50ms); // what has expired is left to its worker
-                ExpectNothingLeft();
-            },
-            1);
+        Try([&] {
+            EXPECT_EQ(Request(SHORT, {Boost(GPU, 50)}), 0);
+            time->Settle();
+            Together({TimeGoesOn(50ms), release, [this] { Request(SHORT, {Boost(GPU, 40)}, PID + 1); }});
+            EXPECT_EQ(manager->PerfReleaseAll(PID + 1), 0);
+            time->AdvanceBy(50ms); // what has expired is left to its worker
+            ExpectNothingLeft();
+        });
     }
 }
 
@@ -213,16 +212,14 @@ TEST_F(Plays, AProcessThatHoldsWhatCannotBeSentIsReleasedAllTheSame)
 
 TEST_F(Plays, AModeIsSetOnlyWhileItIsHeld)
 {
-    Try(
-        [this] {
-            Together({[this] { SetMode(PID, PERF_WORK_MODE_LIMIT_FIRST); },
-                      [this] { static_cast<void>(manager->PerfReleaseAll(PID)); },
-                      [this] { SetMode(PID + 1, PERF_WORK_MODE_BOOST_FIRST); }});
-            static_cast<void>(manager->PerfReleaseAll(PID));
-            static_cast<void>(manager->PerfReleaseAll(PID + 1));
-            ExpectNothingLeft();
-        },
-        1);
+    Try([this] {
+        Together({[this] { SetMode(PID, PERF_WORK_MODE_LIMIT_FIRST); },
+                  [this] { static_cast<void>(manager->PerfReleaseAll(PID)); },
+                  [this] { SetMode(PID + 1, PERF_WORK_MODE_BOOST_FIRST); }});
+        static_cast<void>(manager->PerfReleaseAll(PID));
+        static_cast<void>(manager->PerfReleaseAll(PID + 1));
+        ExpectNothingLeft();
+    });
 }
 
 TEST_F(Plays, AModeReachesItsResourceAsItWasSent)
@@ -244,17 +241,15 @@ TEST_F(Plays, AModeReachesItsResourceAsItWasSent)
 
 TEST_F(Plays, ASuspendedResourceFollowsOnceItIsResumed)
 {
-    Try(
-        [this] {
-            Together({[this] {
-                          Suspend(true);
-                          Suspend(false);
-                      },
-                      [this] { EXPECT_EQ(Request(SHORT, {Boost(GPU, 40)}), 0); }, TimeGoesOn(60ms)});
-            time->AdvanceBy(60ms);
-            ExpectNothingLeft();
-        },
-        1);
+    Try([this] {
+        Together({[this] {
+                      Suspend(true);
+                      Suspend(false);
+                  },
+                  [this] { EXPECT_EQ(Request(SHORT, {Boost(GPU, 40)}), 0); }, TimeGoesOn(60ms)});
+        time->AdvanceBy(60ms);
+        ExpectNothingLeft();
+    });
 }
 
 TEST_F(Plays, WhatIsWrittenAnewStaysAwayFromASuspendedResource)
@@ -267,6 +262,7 @@ TEST_F(Plays, WhatIsWrittenAnewStaysAwayFromASuspendedResource)
         EXPECT_EQ(manager->PerfReleaseAll(PID), 0);
         time->Settle();
         Together({[this] { Suspend(true); }, TimeGoesOn(20ms)});
+        EXPECT_EQ(sandbox.OpenDescriptors("gpu"), 0);
         std::size_t const writes = sandbox.WriteCount();
         time->AdvanceBy(1min);
         EXPECT_EQ(sandbox.WriteCount(), writes);
@@ -277,18 +273,39 @@ TEST_F(Plays, WhatIsWrittenAnewStaysAwayFromASuspendedResource)
     });
 }
 
+TEST_F(Plays, ABacklogIsCompactedBesideAWorkerThatTakesFromIt)
+{
+    Try([this] {
+        LogCapture const log;
+        NodeGate gate(sandbox, "gpu");
+        EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0);
+        time->Settle();
+        auto const release = [this] { EXPECT_EQ(manager->PerfReleaseAll(PID + 1), 0); };
+        for (std::size_t waiting = 0; waiting <= PerfCommandQueue::LATE_BOUND; waiting += 2) {
+            EXPECT_EQ(Request(LONG, {Boost(GPU, 50)}, PID + 1), 0);
+            release();
+        }
+        EXPECT_EQ(Request(LONG, {Boost(GPU, 60)}, PID + 1), 0);
+        time->AdvanceBy(2 * PerfCommandQueue::LATE);
+        Together({[&gate] { gate.Release(); }, release});
+        EXPECT_EQ(sandbox.Read("gpu"), "40");
+        EXPECT_EQ(log.Count(ANDROID_LOG_ERROR), 0U);
+        EXPECT_EQ(manager->PerfReleaseAll(PID), 0);
+        time->Settle();
+        ExpectNothingLeft();
+    });
+}
+
 TEST_F(Plays, ADumpIsOneStateThatWas)
 {
-    Try(
-        [this] {
-            std::string seen[2];
-            Together({[&] { seen[0] = Dump(); }, [&] { seen[1] = Dump(); },
-                      [this] { EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0); }});
-            std::string const boosted = Dump();
-            EXPECT_TRUE(seen[0] == idle || seen[0] == boosted) << seen[0];
-            EXPECT_TRUE(seen[1] == idle || seen[1] == boosted) << seen[1];
-        },
-        1);
+    Try([this] {
+        std::string seen[2];
+        Together({[&] { seen[0] = Dump(); }, [&] { seen[1] = Dump(); },
+                  [this] { EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0); }});
+        std::string const boosted = Dump();
+        EXPECT_TRUE(seen[0] == idle || seen[0] == boosted) << seen[0];
+        EXPECT_TRUE(seen[1] == idle || seen[1] == boosted) << seen[1];
+    });
     Try([this] {
         std::string const expected = Dump("--base_info");
         std::string base;
