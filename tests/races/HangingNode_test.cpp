@@ -24,7 +24,7 @@ protected:
         AddScenario(0, {Boost(CPU_M, 1400), Boost(GPU, 60)});
         AddEvent(1, CPU_M, {{MINUTE, 1500}});
         AddEvent(1, GPU, {{MINUTE, 70}});
-        probe = {0, 0, 30, 0, MINUTE, "0F"};
+        probe = {1600, 0, 0, 0, MINUTE, "0F"};
     }
 
     void StartHanging()
@@ -106,6 +106,7 @@ TEST_F(HangingNode, HoldsUpNobodyButTheDumpsAndForTheBinderTheProbeCalls)
     for (auto& call : calls) {
         call.get();
     }
+    manager->StopProbe(8); // which may have started behind the reset
     Settle();
     EXPECT_EQ((std::tuple{sandbox.Read("cpu_m/min"), sandbox.Read("cpu_m/max")}), (std::tuple{"300", "2500"}));
 }
