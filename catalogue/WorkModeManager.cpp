@@ -71,13 +71,19 @@ PerfWorkMode WorkModeManager::GetCurrWorkMode()
     return currentMode;
 }
 
-int WorkModeManager::Dump(std::ostringstream& out) const
+WorkModeState WorkModeManager::State() const
 {
     PerfMutexLock lock(mutex);
+    return {currentMode, {modeSet.begin(), modeSet.end()}};
+}
+
+int WorkModeManager::Dump(std::ostringstream& out) const
+{
+    WorkModeState const state = State();
     out << std::endl
-        << "current mode = " << static_cast<unsigned int>(currentMode) << ", modeNum(" << modeSet.size()
+        << "current mode = " << static_cast<unsigned int>(state.mode) << ", modeNum(" << state.requests.size()
         << ") <value, handle>:" << std::endl;
-    for (WorkModeInfo const& info : modeSet) {
+    for (WorkModeInfo const& info : state.requests) {
         out << "<";
         if (info.handle == NO_HANDLE) {
             out << static_cast<unsigned int>(info.mode) << ",*>";

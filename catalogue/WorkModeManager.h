@@ -8,11 +8,18 @@
 
 #include <set>
 #include <sstream>
+#include <vector>
 
 /** A mode and who asked for it. */
 struct WorkModeInfo {
     unsigned long long handle = NO_HANDLE;
     PerfWorkMode mode = PERF_WORK_MODE_DEFAULT;
+};
+
+/** The mode in force and who asks for one, the highest first; NO_HANDLE is the default. */
+struct WorkModeState {
+    PerfWorkMode mode = PERF_WORK_MODE_DEFAULT;
+    std::vector<WorkModeInfo> requests;
 };
 
 /** Highest mode first; equal modes in the order of their arrival. */
@@ -39,7 +46,8 @@ public:
 
     bool IsValidWorkModeId(unsigned int modeId) const { return modeId < PERF_WORK_MODE_COUNT; }
     PerfWorkMode GetCurrWorkMode();
-
+    WorkModeState State() const;
+    /** Prints the state. */
     int Dump(std::ostringstream& out) const;
 
 private:

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "group/PerfGroupQue.h"
+#include "group/PerfGroupState.h"
 
 #include <corvane/PerfConfig.h>
 #include <corvane/PerfTypes.h>
@@ -147,6 +148,8 @@ public:
     PerfTimePoint GetNextWakeUpTimePointInWaitingQue() const;
 
     // Dumps.
+    PerfGroupState State() const;
+    /** Prints the state, of each handle the low bits. */
     void Dump(std::ostringstream& out) const;
     /** The current items and the effective values. */
     void DumpPart1(std::ostringstream& out) const;

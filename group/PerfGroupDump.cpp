@@ -19,16 +19,39 @@ std::ostream& operator<<(std::ostream& out, ShownHandle const& shown)
     return shown.handle == NO_HANDLE ? out << "*" : out << (shown.handle & shown.mask);
 }
 
-template <typename Que>
-void DumpQue(std::ostream& out, char const* label, Que const& que, unsigned long long handleMask)
+void DumpItems(std::ostream& out, char const* label, std::vector<PerfGroupQueItem> const& items,
+               unsigned long long handleMask)
 {
-    out << label << que.size() << ") ";
-    for (PerfGroupQueItem const& item : que) {
+    out << label << items.size() << ") ";
+    for (PerfGroupQueItem const& item : items) {
         out << item.value << ":" << ShownHandle{item.handle, handleMask} << " ";
     }
 }
 
+std::optional<PerfGroupQueItem> IfOccupied(PerfGroupQueItem const& slot)
+{
+    return QueSide::IsOccupied(slot) ? std::optional(slot) : std::nullopt;
+}
+
+template <typename Que> std::vector<PerfGroupQueItem> ItemsOf(Que const& que)
+{
+    return {que.begin(), que.end()};
+}
+
 } // namespace
+
+PerfGroupState PerfGroup::State() const
+{
+    PerfGroupState state{groupId, name, suspend, {}, {}, ItemsOf(waitingQue)};
+    state.boost = {currBoostBaseItem, ItemsOf(boostBaseQue), effectiveBoostBase, IfOccupied(currBoostItem),
+                   ItemsOf(boostQue), effectiveBoostValue,   finalBoostValue};
+    state.limit = {currLimitBaseItem, ItemsOf(limitBaseQue), effectiveLimitBase, IfOccupied(currLimitItem),
+                   ItemsOf(limitQue), effectiveLimitValue,   finalLimitValue};
+    if (QueSide::IsOccupied(curr_wait_item)) {
+        state.waiting.insert(state.waiting.begin(), curr_wait_item);
+    }
+    return state;
+}
 
 void PerfGroup::Dump(std::ostringstream& out) const
 {
@@ -38,29 +61,31 @@ void PerfGroup::Dump(std::ostringstream& out) const
 
 void PerfGroup::DumpPart1(std::ostringstream& out) const
 {
+    PerfGroupState const state = State();
     auto const dumpItem = [&](char const* label, PerfGroupQueItem const& item) {
         out << label << item.value << ", " << ShownHandle{item.handle, handleDumpMask} << ")";
     };
-    out << name << ": ";
-    dumpItem("boostBase(", currBoostBaseItem);
-    dumpItem("limitBase(", currLimitBaseItem);
-    out << "effectiveBase: " << effectiveBoostBase << "~" << effectiveLimitBase << " ";
-    if (QueSide::IsOccupied(currBoostItem)) {
-        dumpItem("boost(", currBoostItem);
+    out << state.name << ": ";
+    dumpItem("boostBase(", state.boost.base);
+    dumpItem("limitBase(", state.limit.base);
+    out << "effectiveBase: " << state.boost.effectiveBase << "~" << state.limit.effectiveBase << " ";
+    if (state.boost.timed) {
+        dumpItem("boost(", *state.boost.timed);
     }
-    if (QueSide::IsOccupied(currLimitItem)) {
-        dumpItem("limit(", currLimitItem);
+    if (state.limit.timed) {
+        dumpItem("limit(", *state.limit.timed);
     }
-    out << "effective: " << effectiveBoostValue << "~" << effectiveLimitValue << std::endl;
+    out << "effective: " << state.boost.effective << "~" << state.limit.effective << std::endl;
 }
 
 void PerfGroup::DumpPart2(std::ostringstream& out) const
 {
-    DumpQue(out, "boostBaseList(", boostBaseQue, handleDumpMask);
-    DumpQue(out, "limitBaseList(", limitBaseQue, handleDumpMask);
-    DumpQue(out, "boostList(", boostQue, handleDumpMask);
-    DumpQue(out, "limitList(", limitQue, handleDumpMask);
-    out << "final: " << finalBoostValue << "~" << finalLimitValue << std::endl;
+    PerfGroupState const state = State();
+    DumpItems(out, "boostBaseList(", state.boost.bases, handleDumpMask);
+    DumpItems(out, "limitBaseList(", state.limit.bases, handleDumpMask);
+    DumpItems(out, "boostList(", state.boost.timedBehind, handleDumpMask);
+    DumpItems(out, "limitList(", state.limit.timedBehind, handleDumpMask);
+    out << "final: " << state.boost.final << "~" << state.limit.final << std::endl;
 }
 
 void PerfGroup::DumpBase(GroupDumpInfo& info) const

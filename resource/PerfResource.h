@@ -33,13 +33,20 @@ struct ResourceDumpInfo {
     std::vector<GroupDumpInfo> groups;
 };
 
+/** A snapshot of a resource's groups, by their ids. */
+struct PerfResourceState {
+    PerfQosId qosId = 0;
+    std::string name;
+    std::vector<PerfGroupState> groups;
+};
+
 /**
  * One tunable quantity of the platform: its groups, a queue of commands, and the worker that applies them.
  *
- * Any thread may call SendCommandToFifoQ, RequestValidate, WaitLogFinish, DumpLimitHistoryLog and the accessors.
- * Everything else runs on the initialising thread before InitThread, and after it on the worker, which alone touches
- * the groups; it sleeps until a command comes or the earliest wake-up time of a group. No lock is held while a command
- * is applied, and the two mutexes are never held together.
+ * Any thread may call SendCommandToFifoQ, RequestValidate, WaitLogFinish, WaitState, DumpLimitHistoryLog and the
+ * accessors. Everything else runs on the initialising thread before InitThread, and after it on the worker, which alone
+ * touches the groups; it sleeps until a command comes or the earliest wake-up time of a group. No lock is held while a
+ * command is applied, and the two mutexes are never held together.
  *
  * A kind must stop its worker at the start of its own destructor (StopThread): the worker calls virtual operations.
  *
@@ -90,6 +97,8 @@ public:
      * @return false if nothing was printed, as when there is no worker.
      */
     bool WaitLogFinish(bool base, std::ostringstream& out);
+    /** The same for the snapshot that comes with the answer to a full dump; it is handed over once. */
+    bool WaitState(PerfResourceState& out);
 
     void DumpLimitHistoryLog(std::ostringstream& out);
 
@@ -115,6 +124,7 @@ public:
     bool HandlePrintInfoLocked(bool base, std::ostringstream& out) CORVANE_REQUIRES(logMutex);
     void PrintBaseInfo(std::ostringstream& out) CORVANE_REQUIRES(logMutex);
     void Dump(std::ostringstream& out) const;
+    PerfResourceState State() const;
 
     /** Guards the hand-over of a dump; public so that its steps can be called one by one. */
     PerfMutex logMutex;
@@ -150,10 +160,12 @@ protected:
 private:
     /** @return what has been left out, to be freed without the mutex. */
     [[gnu::cold]] std::vector<PerfCommand> CompactIfDue(PerfTimePoint const& now) CORVANE_REQUIRES(queueMutex);
+    void WaitForAnswerLocked(PerfMutexLock& lock) CORVANE_REQUIRES(logMutex);
     StatusEnum WaitForStatusLocked(PerfMutexLock& lock, PerfTimePoint const& wakeUp) CORVANE_REQUIRES(queueMutex);
 
     PerfCondition logCondition;
     std::string logText CORVANE_GUARDED_BY(logMutex);
+    PerfResourceState logState CORVANE_GUARDED_BY(logMutex); ///< that the text shows
     bool logReady CORVANE_GUARDED_BY(logMutex) = false;
     ResourceDumpInfo baseDump CORVANE_GUARDED_BY(logMutex);
 

@@ -12,8 +12,10 @@ void PerfResource::GetLog()
 {
     std::ostringstream text;
     Dump(text);
+    PerfResourceState state = State();
     PerfMutexLock lock(logMutex);
     logText = text.str();
+    logState = std::move(state);
     logReady = true;
     logCondition.NotifyOne();
 }
@@ -32,15 +34,32 @@ bool PerfResource::WaitLogFinish(bool base, std::ostringstream& out)
     if (HandlePrintInfoLocked(base, out)) {
         return true;
     }
-    // Without a worker (a failed initialisation) nobody would ever answer.
-    while (!logReady && worker.IsStarted()) {
-        logCondition.Wait(lock);
-    }
+    WaitForAnswerLocked(lock);
     if (!HandlePrintInfoLocked(base, out)) {
         PF_LOGE("[%s:%d] fail to get log for res %s", name.c_str());
         return false;
     }
     return true;
+}
+
+bool PerfResource::WaitState(PerfResourceState& out)
+{
+    PerfMutexLock lock(logMutex);
+    WaitForAnswerLocked(lock);
+    if (!logReady) {
+        return false;
+    }
+    logReady = false;
+    out = std::exchange(logState, {});
+    return true;
+}
+
+void PerfResource::WaitForAnswerLocked(PerfMutexLock& lock)
+{
+    // Without a worker (a failed initialisation) nobody would ever answer.
+    while (!logReady && worker.IsStarted()) {
+        logCondition.Wait(lock);
+    }
 }
 
 bool PerfResource::HandlePrintInfoLocked(bool base, std::ostringstream& out)
@@ -68,6 +87,15 @@ void PerfResource::Dump(std::ostringstream& out) const
             groups[id]->Dump(out);
         }
     }
+}
+
+PerfResourceState PerfResource::State() const
+{
+    PerfResourceState state{qosId, name, {}};
+    for (auto const& group : groups) {
+        state.groups.push_back(group == nullptr ? PerfGroupState() : group->State());
+    }
+    return state;
 }
 
 void PerfResource::DumpBase(ResourceDumpInfo& record)

@@ -148,6 +148,7 @@ public:
                                        CommandWrapper& wrapper) const noexcept;
 
 private:
+    friend class LibraryState; ///< for tools that are made of the library's objects, which read the state in whole
     struct DebugScenarioInfo;
     struct Members;
 

@@ -3,209 +3,99 @@
 #include "tools/corvanectl/commands/Explain.h"
 
 #include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/session/LibraryState.h"
 #include "tools/corvanectl/story/NodeText.h"
 
 #include <algorithm>
-#include <array>
-#include <chrono>
-#include <iomanip>
-#include <regex>
+#include <map>
+#include <set>
 #include <sstream>
-#include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
-constexpr unsigned long long SHOWN_HANDLE_BITS = 1023; // of a handle, in a dump
-constexpr char const* DEFAULT_HANDLE = "*";
-
-/** A value in force or behind, with its handle as dumps show it. */
-struct Claim {
-    std::string value;
-    std::string handle;
-};
-
-/** One side of a group: what makes its floor or its ceiling. */
-struct Side {
-    Claim base;
-    std::string effectiveBase;
-    std::optional<Claim> timed; ///< the short-term value in force
-    std::string final;
-    std::vector<Claim> basesBehind;
-    std::vector<Claim> timedBehind;
-};
-
-/** A group as the library dumps it. */
-struct GroupState {
-    unsigned int id = 0;
-    std::string name;
-    Side floor;
-    Side ceiling;
-};
-
-std::string DumpOf(Session& session, std::string const& option)
-{
-    std::ostringstream text;
-    static_cast<void>(session.Manager().Dump(text, {option})); // of what fails, nothing is in the text
-    return text.str();
-}
-
-/** @return the claims in "VALUE:HANDLE VALUE:HANDLE ". */
-std::vector<Claim> ClaimsIn(std::string const& text)
-{
-    std::vector<Claim> claims;
-    std::istringstream in(text);
-    for (std::string word; in >> word;) {
-        std::size_t const colon = word.find(':');
-        claims.push_back({word.substr(0, colon), word.substr(colon + 1)});
-    }
-    return claims;
-}
-
-std::optional<Claim> ClaimOf(std::string const& value, std::string const& handle)
-{
-    return value.empty() ? std::nullopt : std::optional(Claim{value, handle});
-}
-
-/** Reads the two lines of a group. @return false if these are none. */
-bool ReadGroup(std::string const& first, std::string const& second, GroupState& group)
-{
-    static std::regex const current(
-        R"(-->grp\[(\d+)\]:(.*): boostBase\((-?\d+), (\S+)\)limitBase\((-?\d+), (\S+)\))"
-        R"(effectiveBase: (-?\d+)~(-?\d+) (?:boost\((-?\d+), (\S+)\))?(?:limit\((-?\d+), (\S+)\))?effective: .*)");
-    static std::regex const behind(R"(boostBaseList\(\d+\) (.*)limitBaseList\(\d+\) (.*)boostList\(\d+\) (.*))"
-                                   R"(limitList\(\d+\) (.*)final: (-?\d+)~(-?\d+))");
-    std::smatch now;
-    std::smatch later;
-    if (!std::regex_match(first, now, current) || !std::regex_match(second, later, behind)) {
-        return false;
-    }
-    group.id = static_cast<unsigned int>(std::stoul(now[1]));
-    group.name = now[2];
-    group.floor = {{now[3], now[4]},  now[7], ClaimOf(now[9], now[10]), later[5], ClaimsIn(later[1]),
-                   ClaimsIn(later[3])};
-    group.ceiling = {{now[5], now[6]},  now[8], ClaimOf(now[11], now[12]), later[6], ClaimsIn(later[2]),
-                     ClaimsIn(later[4])};
-    return true;
-}
-
-/** @return the groups of the resource of this name. */
-std::vector<GroupState> GroupsOf(std::string const& dump, std::string const& resource)
-{
-    std::vector<GroupState> groups;
-    bool isThere = false;
-    std::istringstream in(dump);
-    std::string first;
-    for (std::string line; std::getline(in, line); first = line) {
-        if (line.rfind("res[", 0) == 0) {
-            isThere = line.rfind("res[" + resource + "] ", 0) == 0;
-        }
-        GroupState group;
-        if (isThere && ReadGroup(first, line, group)) {
-            groups.push_back(group);
-        }
-    }
-    return groups;
-}
-
-/** Words for what the library holds. */
-class Wording {
+/** Words for whoever holds something. */
+class Holders {
 public:
-    explicit Wording(Session const& session)
+    explicit Holders(Session const& session)
         : start(session.Claims().Start()), now(SessionTime::Now()), held(session.Claims().Outstanding(start))
     {
     }
 
-    /** Who holds a handle, since when and until when. */
-    std::string By(std::string const& handle) const
+    std::string Name(unsigned long long handle) const
     {
-        if (handle == DEFAULT_HANDLE) {
-            return "by default";
+        if (handle == NO_HANDLE) {
+            return "default";
         }
-        auto const entry = std::find_if(held.rbegin(), held.rend(), [&](Ledger::Entry const& candidate) {
-            return std::to_string(candidate.held.handle & SHOWN_HANDLE_BITS) == handle;
-        });
+        auto const entry = Find(handle);
+        std::string const number = std::to_string(handle);
         if (entry == held.rend()) {
-            return "by handle " + handle + ", of an event, the probe or the debug console";
+            return "handle " + number + ", of an event, the probe or the debug console";
         }
         std::string const name = entry->held.name.empty() ? "" : " \"" + entry->held.name + "\"";
-        return "by " + entry->held.what + name + " (handle " + handle + ") of process " +
-               std::to_string(entry->held.pid) + ", since " + At(entry->since) + ", until " +
+        return entry->held.what + name + " (handle " + number + ") of process " + std::to_string(entry->held.pid);
+    }
+
+    /** With the time since when and until when, where that is known. */
+    std::string By(unsigned long long handle) const
+    {
+        auto const entry = Find(handle);
+        if (handle == NO_HANDLE || entry == held.rend()) {
+            return "by " + Name(handle);
+        }
+        return "by " + Name(handle) + ", since " + At(entry->since) + ", until " +
                (entry->until ? At(*entry->until) + (*entry->until <= now ? ", which is over" : "") : "it is released");
     }
 
-    std::string At(PerfTimePoint time) const
-    {
-        std::ostringstream text;
-        text << std::fixed << std::setprecision(3) << std::chrono::duration<double>(time - start).count() << "s";
-        return text.str();
-    }
+    std::string At(PerfTimePoint time) const { return SecondsText(time - start); }
 
 private:
+    /** The last one: a handle may come again after very many. */
+    std::vector<Ledger::Entry>::const_reverse_iterator Find(unsigned long long handle) const
+    {
+        return std::find_if(held.rbegin(), held.rend(),
+                            [handle](Ledger::Entry const& entry) { return entry.held.handle == handle; });
+    }
+
     PerfTimePoint const start;
     PerfTimePoint const now;
     std::vector<Ledger::Entry> const held; ///< with what is over: the library lets that go when it wakes up next
 };
 
-void ExplainClaims(char const* title, Claim const& inForce, std::vector<Claim> const& behind, Wording const& wording,
-                   std::ostream& out)
+void ExplainItems(char const* title, PerfGroupQueItem const& inForce, std::vector<PerfGroupQueItem> const& behind,
+                  Holders const& holders, std::ostream& out)
 {
-    out << "        " << title << inForce.value << " " << wording.By(inForce.handle) << "\n";
-    for (Claim const& claim : behind) {
-        out << "            behind it " << claim.value << " " << wording.By(claim.handle) << "\n";
+    out << "        " << title << inForce.value << " " << holders.By(inForce.handle) << "\n";
+    for (PerfGroupQueItem const& item : behind) {
+        out << "            behind it " << item.value << " " << holders.By(item.handle) << "\n";
     }
 }
 
-void ExplainSide(char const* title, Side const& side, Wording const& wording, std::ostream& out)
+void ExplainSide(char const* title, PerfGroupSide const& side, Holders const& holders, std::ostream& out)
 {
     out << "      " << title << " " << side.final << "\n";
     if (side.timed) {
-        ExplainClaims("for a time ", *side.timed, side.timedBehind, wording, out);
+        ExplainItems("for a time ", *side.timed, side.timedBehind, holders, out);
     }
-    ExplainClaims("base ", side.base, side.basesBehind, wording, out);
+    ExplainItems("base ", side.base, side.bases, holders, out);
 }
 
-/** The work mode in words, with whoever holds it. */
-struct Mode {
-    std::string name;
-    std::string handle;
-};
-
-/** Reads a dump of the modes, whose requests stand in it as "<HANDLE, MODE>", the one in force first. */
-Mode ModeOf(std::string const& dump)
+std::string PairOf(int low, int high)
 {
-    static std::regex const form(R"(current mode = ([0-2]), .*>:\s*<(?:(\d+), \d+)?[^]*)");
-    static std::array<char const*, PERF_WORK_MODE_COUNT> const names = {"0 (default)", "1 (boost first)",
-                                                                        "2 (limit first)"};
-    std::smatch parts;
-    if (!std::regex_search(dump, parts, form)) {
-        return {"unknown", DEFAULT_HANDLE};
-    }
-    return {names[std::stoul(parts[1])], parts[2].matched ? parts[2].str() : DEFAULT_HANDLE};
-}
-
-std::string PairOf(std::string const& low, std::string const& high)
-{
-    return low + " .. " + high;
+    return std::to_string(low) + " .. " + std::to_string(high);
 }
 
 /** From the bases to the pair. */
-void ExplainCourse(GroupState const& group, Mode const& mode, Wording const& wording, std::ostream& out)
+void ExplainCourse(PerfGroupState const& group, WorkModeState const& mode, Holders const& holders, std::ostream& out)
 {
-    std::string const bases = PairOf(group.floor.base.value, group.ceiling.base.value);
-    std::string const effective = PairOf(group.floor.effectiveBase, group.ceiling.effectiveBase);
-    std::string const final = PairOf(group.floor.final, group.ceiling.final);
-    out << "      bases " << bases << "; work mode " << mode.name << ", " << wording.By(mode.handle) << ", "
+    std::string const bases = PairOf(group.boost.base.value, group.limit.base.value);
+    std::string const effective = PairOf(group.boost.effectiveBase, group.limit.effectiveBase);
+    std::string const final = PairOf(group.boost.final, group.limit.final);
+    out << "      bases " << bases << "; work mode " << WorkModeText(mode.mode) << ", "
+        << holders.By(mode.requests.front().handle) << ", "
         << (bases == effective ? "leaves them" : "makes them " + effective) << "; what holds for a time "
         << (effective == final ? "changes nothing" : "makes them " + final) << "\n";
-}
-
-void ExplainSuspend(GroupState const& group, Ledger::Suspension const& suspension, Wording const& wording,
-                    std::ostream& out)
-{
-    out << "      suspended by \"" << suspension.command << "\", since " << wording.At(suspension.since)
-        << ": nothing is written until a resume, which writes " << PairOf(group.floor.final, group.ceiling.final)
-        << "\n";
 }
 
 std::vector<std::string> NodesOfGroup(Session const& session, QosEntry const& entry, unsigned int group)
@@ -215,34 +105,144 @@ std::vector<std::string> NodesOfGroup(Session const& session, QosEntry const& en
                                    : std::vector<std::string>{entry.globalBoostNode};
 }
 
+std::string ShownSetting(std::optional<std::string> const& content)
+{
+    return !content || content->empty() ? "nothing" : ReadableBytes(SettingOf(*content));
+}
+
+/** @return the item that the pair's value on this side comes from: the side's own, or what overrules it. */
+PerfGroupQueItem const& SourceOf(PerfGroupSide const& side, PerfGroupSide const& other)
+{
+    for (PerfGroupSide const* const each : {&side, &other}) {
+        if (each->timed && each->timed->value == side.final) {
+            return *each->timed;
+        }
+        if (each->base.value == side.final) {
+            return each->base;
+        }
+    }
+    return side.base;
+}
+
+/** Pads every column but the last to its widest cell. */
+std::string Aligned(std::vector<std::vector<std::string>> const& rows)
+{
+    std::ostringstream out;
+    for (auto const& row : rows) {
+        out << "   ";
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            std::size_t width = 0;
+            for (auto const& other : rows) {
+                width = std::max(width, other[column].size());
+            }
+            bool const isLast = column + 1 == row.size();
+            out << " " << row[column] << std::string(isLast ? 0 : width - row[column].size() + 1, ' ');
+        }
+        out << "\n";
+    }
+    return out.str();
+}
+
+std::string BoundThreadsText(Session const& session)
+{
+    std::string threads;
+    for (std::string const& thread : session.Bound().All()) {
+        threads += (threads.empty() ? "thread " : ", ") + thread;
+    }
+    return threads.empty() ? "no thread is bound" : threads;
+}
+
+/** @return the group that writes the node, if the library has it. */
+PerfGroupState const* GroupOf(PlatformNode const& node, std::optional<PerfResourceState> const& resource)
+{
+    return resource && node.group < resource->groups.size() ? &resource->groups[node.group] : nullptr;
+}
+
+/** Who has the value of the node, of a frequency's second node that of its ceiling. */
+std::string HolderOf(PlatformNode const& node, QosEntry const& entry, PerfGroupState const* group,
+                     Holders const& holders)
+{
+    if (group == nullptr) {
+        return "not on this platform";
+    }
+    bool const isCeiling = node.index == 1 && KindOf(entry) == ResourceKind::FREQUENCY;
+    PerfGroupSide const& side = isCeiling ? group->limit : group->boost;
+    return holders.Name(SourceOf(side, isCeiling ? group->boost : group->limit).handle) +
+           (group->isSuspended ? "; suspended" : "");
+}
+
 } // namespace
 
 std::string Explain(Session& session, PerfQosId qos, std::optional<unsigned int> group)
 {
-    QosEntry const* const entry = FindQos(session.Described(), qos);
-    auto const groups = entry == nullptr ? std::vector<GroupState>() : GroupsOf(DumpOf(session, "--task"), entry->name);
+    auto const resource = LibraryState::Of(session.Manager(), qos);
+    if (!resource || (group && *group >= resource->groups.size())) {
+        throw InputError("the library has no such resource or group");
+    }
+    QosEntry const& entry = *FindQos(session.Described(), qos);
     auto const suspension = session.Claims().SuspensionOf(qos);
-    Mode const mode = ModeOf(DumpOf(session, "--workMode"));
-    Wording const wording(session);
+    WorkModeState const mode = LibraryState::Modes(session.Manager());
+    Holders const holders(session);
     std::ostringstream out;
-    for (GroupState const& state : groups) {
-        if (group && *group != state.id) {
+    for (PerfGroupState const& state : resource->groups) {
+        if (group && *group != state.groupId) {
             continue;
         }
         out << "    " << state.name << "\n";
-        ExplainSide("floor", state.floor, wording, out);
-        ExplainSide("ceiling", state.ceiling, wording, out);
-        ExplainCourse(state, mode, wording, out);
+        ExplainSide("floor", state.boost, holders, out);
+        ExplainSide("ceiling", state.limit, holders, out);
+        ExplainCourse(state, mode, holders, out);
         if (suspension) {
-            ExplainSuspend(state, *suspension, wording, out);
+            out << "      suspended by \"" << suspension->command << "\", since " << holders.At(suspension->since)
+                << ": nothing is written until a resume, which writes " << PairOf(state.boost.final, state.limit.final)
+                << "\n";
         }
-        for (std::string const& node : NodesOfGroup(session, *entry, state.id)) {
-            std::string const held = session.HeldBy(node).value_or("");
-            out << "      " << node << " is at " << (held.empty() ? "nothing" : ReadableBytes(SettingOf(held))) << "\n";
+        for (std::string const& node : NodesOfGroup(session, entry, state.groupId)) {
+            out << "      " << node << " is at " << ShownSetting(session.HeldBy(node)) << "\n";
         }
-    }
-    if (out.str().empty()) {
-        throw InputError("the library has no such resource or group");
     }
     return out.str();
+}
+
+std::string ExplainNode(Session& session, std::string const& node)
+{
+    Platform const& platform = session.Described();
+    std::set<std::pair<std::size_t, unsigned int>> seen;
+    std::string text;
+    for (PlatformNode const& each : NodesOf(platform)) {
+        if (each.name != node || !seen.emplace(each.resource, each.group).second) {
+            continue;
+        }
+        text += each.resource == platform.qos.size() ? "    " + BoundThreadsText(session) + "\n"
+                                                     : Explain(session, platform.qos[each.resource].id, each.group);
+    }
+    return text;
+}
+
+std::string NodeTable(Session& session)
+{
+    Platform const& platform = session.Described();
+    std::map<std::string, std::string> bases;
+    for (BaseNode const& base : session.Base()) {
+        bases.emplace(base.node, ReadableBytes(base.bytes));
+    }
+    std::map<std::size_t, std::optional<PerfResourceState>> states;
+    for (std::size_t i = 0; i < platform.qos.size(); ++i) {
+        states[i] = LibraryState::Of(session.Manager(), platform.qos[i].id);
+    }
+    Holders const holders(session);
+    std::vector<std::vector<std::string>> rows = {{"node", "holds", "base", "held by"}};
+    std::set<std::string> seen; // chip variants may share a node
+    for (PlatformNode const& node : NodesOf(platform)) {
+        if (!seen.insert(node.name).second) {
+            continue;
+        }
+        bool const isBinder = node.resource == platform.qos.size();
+        auto const base = bases.find(node.name);
+        rows.push_back(
+            {node.name, ShownSetting(session.HeldBy(node.name)), base == bases.end() ? "-" : base->second,
+             isBinder ? BoundThreadsText(session)
+                      : HolderOf(node, platform.qos[node.resource], GroupOf(node, states[node.resource]), holders)});
+    }
+    return Aligned(rows);
 }

@@ -8,9 +8,13 @@
 #include <string>
 
 /**
- * Says of each group of a resource, or of one, how its pair of values came about: who holds the floor and the ceiling,
- * since when and until when, what waits behind, what the work mode made of the bases, and whether a suspend keeps it
- * from the nodes. What holds comes from the library's dumps, by whom and what is suspended from the ledger.
+ * Says of each group of a resource who holds its floor and its ceiling, what waits behind, and what its nodes are at.
  * @throws InputError if the library has no such resource or group.
  */
 std::string Explain(Session& session, PerfQosId qos, std::optional<unsigned int> group);
+
+/** The same of the groups that write this node; of the thread binder's, which threads are bound. */
+std::string ExplainNode(Session& session, std::string const& node);
+
+/** A row for each node: what it holds, its base, and who holds it there. */
+std::string NodeTable(Session& session);

@@ -5,7 +5,6 @@
 #include "tools/corvanectl/commands/Vocabulary.h"
 #include "tools/corvanectl/nodes/NodeFile.h"
 #include "tools/corvanectl/platform/Findings.h"
-#include "tools/corvanectl/platform/Suggestion.h"
 #include "tools/corvanectl/story/NodeText.h"
 
 #include <algorithm>
@@ -16,11 +15,6 @@
 #include <sstream>
 
 namespace {
-
-UnknownName NoSuchNode(Session const& session, std::string const& node)
-{
-    return UnknownName("no resource of the platform has a node " + node + DidYouMean(node, NodeNames(session)));
-}
 
 /** @return the sandbox that has this node. @throws InputError if there is none. */
 Sandbox& BoxOf(Session& session, std::string const& node)

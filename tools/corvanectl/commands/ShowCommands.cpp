@@ -39,10 +39,26 @@ void ShowChart(Interpreter& interpreter, Words& words)
 void ExplainQos(Interpreter& interpreter, Words& words)
 {
     Session& session = interpreter.Live();
-    PerfQosId const qos = ToQosId(session, words.Take("the id or name of a resource"));
+    std::string const what = words.Take("the id or name of a resource, or a node");
+    if (what.front() == '/') {
+        words.End();
+        std::string const text = ExplainNode(session, what);
+        if (text.empty()) {
+            throw NoSuchNode(session, what);
+        }
+        session.Tell(Told{text});
+        return;
+    }
+    PerfQosId const qos = ToQosId(session, what);
     auto const group = words.Empty() ? std::nullopt : std::optional(words.TakeUnsigned("the number of a group"));
     words.End();
     session.Tell(Told{Explain(session, qos, group)});
+}
+
+void ShowNodes(Interpreter& interpreter, Words& words)
+{
+    words.End();
+    interpreter.Live().Tell(Told{NodeTable(interpreter.Live())});
 }
 
 void Status(Interpreter& interpreter, Words& words)
@@ -91,8 +107,9 @@ std::vector<Command> ShowCommands()
         {"dump", "--task|--base_info|--event|--scenario|--workMode|--limit_history", "print the state", "dump --task",
          Dump},
         {"chart", "", "draw what the nodes held so far, a row each", "chart", ShowChart},
-        {"explain", "QOS [GROUP]", "say who holds the floor and the ceiling, and what waits behind", "explain CPU_L",
-         ExplainQos},
+        {"explain", "QOS [GROUP] | NODE", "say who holds the floor and the ceiling, and what waits behind",
+         "explain CPU_L", ExplainQos},
+        {"nodes", "", "show of each node what it holds, its base and who holds it", "nodes", ShowNodes},
         {"version", "", "print the version of the library", "version", Version},
         {"log", "BITS", "show info (1) and debug (2) lines of the library", "log 3", Log},
         {"status", "", "say what time it is, what is held and what is suspended", "status", Status},

@@ -3,12 +3,10 @@
 #include "tools/corvanectl/commands/Status.h"
 
 #include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/session/LibraryState.h"
 #include "tools/corvanectl/story/NodeText.h"
 
 #include <algorithm>
-#include <array>
-#include <chrono>
-#include <iomanip>
 #include <sstream>
 #include <vector>
 
@@ -80,31 +78,13 @@ private:
         return ", since " + At(since) + (until ? ", until " + At(*until) : "");
     }
 
-    std::string At(PerfTimePoint time) const
-    {
-        std::ostringstream text;
-        text << std::fixed << std::setprecision(3) << std::chrono::duration<double>(time - start).count() << "s";
-        return text.str();
-    }
+    std::string At(PerfTimePoint time) const { return SecondsText(time - start); }
 
     Platform const& platform;
     PerfTimePoint const start;
     PerfTimePoint const now;
     std::vector<std::string> lines;
 };
-
-/** @return the work mode in force, which the library's dump begins with. */
-std::string ModeOf(Session& session)
-{
-    static std::array<char const*, PERF_WORK_MODE_COUNT> const words = {"default", "boost first", "limit first"};
-    static std::string const lead = "current mode = ";
-    std::ostringstream dump;
-    static_cast<void>(session.Manager().Dump(dump, {"--workMode"}));
-    std::string const text = dump.str();
-    std::size_t const at = text.find(lead);
-    std::string const mode = at == std::string::npos ? "" : text.substr(at + lead.size(), 1);
-    return mode < "0" || mode > "2" ? "unknown" : mode + " (" + words.at(std::stoul(mode)) + ")";
-}
 
 std::string SuspendedOf(Session const& session)
 {
@@ -125,11 +105,10 @@ std::string StatusOf(Session& session)
     auto const away = std::count_if(base.begin(), base.end(), [&session](BaseNode const& node) {
         return !Holds(session.HeldBy(node.node).value_or(node.bytes), node.bytes);
     });
-    std::chrono::duration<double> const time = SessionTime::Now() - session.Claims().Start();
     std::ostringstream out;
-    out << "    time: " << std::fixed << std::setprecision(3) << time.count() << "s, "
+    out << "    time: " << SecondsText(SessionTime::Now() - session.Claims().Start()) << ", "
         << (session.Clock().IsVirtual() ? "virtual" : "real") << "\n"
-        << "    work mode: " << ModeOf(session) << "\n"
+        << "    work mode: " << WorkModeText(LibraryState::Modes(session.Manager()).mode) << "\n"
         << "    suspended: " << SuspendedOf(session) << "\n"
         << "    away from base: " << away << " of " << Count(base.size(), "node") << "\n";
     HeldLines(session).Print(out);

@@ -3,6 +3,7 @@
 #include "tools/corvanectl/commands/Vocabulary.h"
 
 #include "tools/corvanectl/commands/Command.h"
+#include "tools/corvanectl/platform/Suggestion.h"
 
 #include <algorithm>
 #include <cctype>
@@ -56,4 +57,9 @@ std::vector<std::string> NodeNames(Session const& session)
 std::vector<std::string> HintNames(Session const& session)
 {
     return NamesOf(session.Described().hints, [](NamedHint const& hint) { return hint.name; });
+}
+
+UnknownName NoSuchNode(Session const& session, std::string const& node)
+{
+    return UnknownName("no resource of the platform has a node " + node + DidYouMean(node, NodeNames(session)));
 }

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "tools/corvanectl/platform/Findings.h"
 #include "tools/corvanectl/session/Session.h"
 
 #include <string>
@@ -19,3 +20,4 @@ std::vector<std::string> FixedWords(Command const& command);
 std::vector<std::string> QosNames(Session const& session);
 std::vector<std::string> NodeNames(Session const& session);
 std::vector<std::string> HintNames(Session const& session);
+UnknownName NoSuchNode(Session const& session, std::string const& node);

@@ -234,15 +234,14 @@ private:
 
     void Modes()
     {
-        static char const* const NAMES[] = {"default", "boost first", "limit first"};
         if (chart.Modes().empty()) {
             return;
         }
         Text(LEFT - 8, y, "end dim", "work modes");
         Lanes lanes;
         for (Chart::Mode const& mode : chart.Modes()) {
-            std::string const name = mode.id < 3 ? NAMES[mode.id] : std::to_string(mode.id);
-            Bar(lanes, "mode" + std::to_string(mode.id), mode.span, name + ", " + mode.owner.Text());
+            Bar(lanes, "mode" + std::to_string(mode.id), mode.span,
+                std::string(WorkModeName(mode.id)) + ", " + mode.owner.Text());
         }
         y += lanes.Height() + GAP;
     }

@@ -7,6 +7,9 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <iomanip>
+#include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 namespace {
@@ -129,4 +132,22 @@ std::string WithoutRoot(std::string text, std::string const& root)
         }
     }
     return text;
+}
+
+char const* WorkModeName(unsigned int mode)
+{
+    static char const* const NAMES[] = {"default", "boost first", "limit first"};
+    return mode < std::size(NAMES) ? NAMES[mode] : "unknown";
+}
+
+std::string WorkModeText(unsigned int mode)
+{
+    return std::to_string(mode) + " (" + WorkModeName(mode) + ")";
+}
+
+std::string SecondsText(std::chrono::nanoseconds time)
+{
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(3) << std::chrono::duration<double>(time).count() << "s";
+    return text.str();
 }

@@ -4,6 +4,7 @@
 
 #include "sandbox/Sandbox.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -35,3 +36,11 @@ bool Holds(std::string const& content, std::string const& written);
 
 /** @return the text with the paths below a folder as if it were the root. */
 std::string WithoutRoot(std::string text, std::string const& root);
+
+/** A work mode with what it is about, as in "1 (boost first)". */
+std::string WorkModeText(unsigned int mode);
+/** What it is about alone. */
+char const* WorkModeName(unsigned int mode);
+
+/** "0.250s" */
+std::string SecondsText(std::chrono::nanoseconds time);
