@@ -2,7 +2,7 @@
 
 #include "fuzz/FuzzChecks.h"
 
-#include "sandbox/LogTap.h"
+#include "tools/corvanectl/platform/LibraryLog.h"
 
 #include <corvane/PfLogon.h>
 
@@ -20,7 +20,7 @@ void Expect(bool isSo, std::string const& text)
 void DivertLog()
 {
     static bool const isShown = std::getenv("CORVANE_FUZZ_LOG") != nullptr;
-    LogTap::SetReceiver([](int, char const*, char const* line) {
+    LibraryLog::SendTo([](int, char const*, char const* line) {
         if (isShown) {
             std::fprintf(stderr, "%s\n", line);
         }

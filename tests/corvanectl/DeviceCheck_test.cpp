@@ -4,7 +4,6 @@
 #include "tools/corvanectl/nodes/DeviceCheck.h"
 #include "tools/corvanectl/nodes/SandboxNodes.h"
 #include "tools/corvanectl/platform/BaseState.h"
-#include "tools/corvanectl/platform/PlatformConfigs.h"
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/program/EmbeddedFiles.h"
 
@@ -20,9 +19,7 @@ protected:
     DeviceCheck() : platform(ReadPlatform("sample", SAMPLE_PLATFORM, unread))
     {
         nodes.Prepare(platform);
-        PlatformConfigs configs(platform, [this](std::string const& node) { return nodes.PlaceOf(node); });
-        configs.FitToDevice();
-        nodes.SetBase(BaseState(platform, configs.Config()));
+        nodes.SetBase(BaseState(platform, [this](std::string const& node) { return nodes.PlaceOf(node); }));
     }
 
     /** What is found, each fault as what follows the node. */

@@ -101,7 +101,8 @@ class Length(tool.TemporaryFiles):
         self.assertEqual(self.lines('{"x":\n' * depth + "1" + "}" * depth)[0], "1: x: unknown key")
         levels = ",\n".join('"%d": ["%d"]' % (n, n) for n in range(depth - 1)) + ',\n"%d": []' % depth
         self.assertEqual(self.lines('{"qos": [{"id": 10, "name": "L", "groups": [{"nodes": ["/n"], "levels": {\n%s}}]}]}'
-                                    % levels), ["30001: qos[0].groups[0].levels.30000: 0 texts for 1 node"])
+                                    % levels), ["30001: qos[0].groups[0].levels.30000: invalid group value size 0, not equal to "
+                                                 "paths size 1"])
 
 
 if __name__ == "__main__":

@@ -192,7 +192,7 @@ class Check(TemporaryFiles):
         self.assertRegex(result.stderr, r"^corvanectl: .*broken\.json:3:13: syntax error")
 
     def findings(self, content):
-        result = run("check", self.file("platform.json", content))
+        result = run("check", "--strict", self.file("platform.json", content))
         self.assertEqual(result.returncode, 2, result.stdout)
         return [line.split(": ", 1)[1] for line in result.stdout.splitlines()]
 
@@ -207,8 +207,9 @@ class Check(TemporaryFiles):
              '"availableMin": 1.5, "availableMax": 3000000000}]}]}',
              ["qos[0].groups[0].availableMin: 1.5 is no whole number of 32 bits",
               "qos[0].groups[0].availableMax: 3000000000 is no whole number of 32 bits",
-              "control.workMode: 3 is none of the work modes 0 .. 2",
-              "qos[0].id: 48 is above the highest id, 47"]),
+              "control.workMode: Init invalid workMode 3"]),
+            ('{"qos": [{"id": 48, "name": "x", "groups": [{"nodes": ["n"], "availableMin": 1, "availableMax": 3}]}]}',
+             ["qos[0].id: invalid qos id: 48"]),
             ('{"qos": [{"id": 20, "name": "x", "groups": [{"nodes": ["n"], "levels": {"one": ["a"], "2": ["b"], '
              '"2": ["c"]}}]}]}',
              ["qos[0].groups[0].levels.2: the key is given twice",
@@ -235,47 +236,49 @@ class Check(TemporaryFiles):
 
         for change, expected in [
             (lambda p: p["qos"][at["DDR"]].update(freqListNode=None),
-             [where("DDR") + ".freqListNode: a DDR resource must have a frequency list",
-              where("DDR") + ".frequencies: means nothing without freqListNode"]),
+             [where("DDR") + ".frequencies: means nothing without freqListNode",
+              where("DDR") + ".freqListNode: qos " + where("DDR") +
+              " needs a PerfQosFreqConfig (a resource with a freqListNode)"]),
             (lambda p: p["qos"][at["DDR"]].update(freqToBandwidthCoefficient=9e12),
-             [where("DDR") + ".freqToBandwidthCoefficient: the bandwidth of 2133000 does not fit 32 bits"]),
+             ["warning: " + where("DDR") + ".freqToBandwidthCoefficient: the bandwidth of 2133000 does not fit 32 bits, "
+              "and is cut off"]),
             (lambda p: p["qos"][at["EAS"]]["groups"].pop(),
-             [where("EAS") + ".groups: 7 groups for chip type 1; this resource has 8"]),
+             ["warning: " + where("EAS") + ".groups: 7 groups, and this resource has 8"]),
             (lambda p: p["qos"][at["EAS"]]["levelToValueMap"]["2"].update(globalBoost=2),
-             [where("EAS") + ".levelToValueMap.2.globalBoost: 2 is neither 0 nor 1"]),
+             [where("EAS") + ".levelToValueMap.2: EAS global boost value : 2 is out of bound!"]),
             (lambda p: group(p, "IPA_POWER")["nodes"].pop(),
-             [where("IPA_POWER") + ".groups[0].nodes: a IPA power group takes 3 nodes, not 2"]),
+             [where("IPA_POWER") + ".groups[0].nodes: invalid path size 2"]),
             (lambda p: p["qos"][at["L3_LATENCY"]]["groups"][0].pop("chipType"),
-             [where("L3_LATENCY") + ".groups[1].id: 1 stands at position 0",
-              where("L3_LATENCY") + ".groups: 1 group for chip type 1; this resource has 2"]),
+             [where("L3_LATENCY") + ".groups[1].id: inconsistent group id for " + where("L3_LATENCY") +
+              ".groups[1]: 1 != 0"]),
             (lambda p: group(p, "MIGRATION").update(boostBase=2),
-             [where("MIGRATION") + ".groups[0].boostBase: 2 is no level"]),
+             ["warning: " + where("MIGRATION") + ".groups[0].boostBase: 2 is no level, and nothing is written for it"]),
             (lambda p: group(p, "TOUCH_RATE").update(levels={"0": ["a"]}),
              [where("TOUCH_RATE") + ".groups[0].availableMin: unknown key",
-              where("TOUCH_RATE") + ".groups[0].availableMax: unknown key",
-              where("TOUCH_RATE") + ".groups[0].levels: a single value group has no levels"]),
+              where("TOUCH_RATE") + ".groups[0].availableMax: unknown key"]),
             (lambda p: p["events"].append({"id": 17, "qos": []}),
-             ["events[2].id: 17 is above the highest event, 16", "events[2].qos: there is no resource"]),
-            (lambda p: p["events"].append(p["events"][0]), ["events[2].id: 0 is the id of events[0] already"]),
+             ["events[2].qos: there is nothing in it"]),
+            (lambda p: p["events"].append({**p["events"][0], "id": 17}), ["events[2].id: invalid event id: 17"]),
+            (lambda p: p["events"].append(p["events"][0]), ["events[2].id: duplicate event id: 0"]),
             (lambda p: phases(p)[1].update(duration=19),
-             ["events[1].qos[0].phases[1].duration: 19 ms is outside 20 .. 60000"]),
+             ["events[1].qos[0].phases[1].duration: invalid duration: 19 ms"]),
             (lambda p: phases(p)[0]["groups"].append({"id": 0}),
-             ["events[1].qos[0].phases[0].groups[1].id: 0 is the id of events[1].qos[0].phases[0].groups[0] already",
-              "events[1].qos[0].phases[0].groups[1]: there is neither a boost nor a limit"]),
+             ["events[1].qos[0].phases[0].groups[1].id: event init duplicate group id: 0"]),
+            (lambda p: phases(p)[0]["groups"][0].pop("boost"),
+             ["warning: events[1].qos[0].phases[0].groups[0]: there is neither a boost nor a limit"]),
             (lambda p: item(p)[1]["groups"][0].update(boost=825599, limit=600000),
-             ["scenarios[0].qos[1].groups[0].boost: 825599 is outside 825600 .. 2841600",
-              "scenarios[0].qos[1].groups[0].limit: 600000 is outside 825600 .. 2841600",
-              "scenarios[0].qos[1].groups[0].boost: 825599 is above limit 600000"]),
+             ["scenarios[0].qos[1].groups[0].boost: operation value(825599) less than avl min(825600)",
+              "scenarios[0].qos[1].groups[0].limit: operation value(600000) less than avl min(825600)"]),
             (lambda p: item(p)[3].update(groups=[{"id": 0, "boost": 2}, {"id": 8, "limit": 0}]),
-             ["scenarios[0].qos[3].groups[1].id: resource 9 has no group 8",
-              "scenarios[0].qos[3].groups: a boost switches the global boost on and a limit switches it off"]),
+             ["scenarios[0].qos[3].groups[1].id: invalid group id: 8"]),
             (lambda p: item(p).append({"id": 13, "groups": [{"id": 0, "boost": 0}]}),
              ["scenarios[0].qos[4].id: resource 13 is not on this platform"]),
             (lambda p: item(p).append({"id": 40, "groups": [{"id": 0, "boost": 0}]}),
              ["scenarios[0].qos[4].id: there is no resource 40"]),
             (lambda p: (p["probe"].update(gpu=1, duration=0), p.pop("events")),
-             ["probe.gpu: 1 is outside 180000000 .. 710000000", "probe.duration: 0 ms ends a probe at its start",
-              "probe: is loaded together with events only, and there is none"]),
+             ["warning: probe.gpu: 1 is outside 180000000 .. 710000000, and a probe's value is never checked",
+              "warning: probe.duration: 0 ms ends a probe at its start",
+              "warning: probe: is loaded together with events only, and there is none"]),
             (lambda p: (group(p, "TOUCH_RATE").update(nodes=["/sys/../dev/rate"]), p["qos"].append(
                 {"id": 20, "name": "PLACES", "groups": [{"nodes": ["/dev/", "/knob\0", "/" + 256 * "n"],
                                                          "levels": {"0": ["a", "b", "c"]}}]})),

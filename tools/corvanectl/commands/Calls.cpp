@@ -2,6 +2,7 @@
 
 #include "tools/corvanectl/commands/Calls.h"
 
+#include "tools/corvanectl/platform/LibraryLog.h"
 #include "tools/corvanectl/session/Reasons.h"
 
 #include <algorithm>
@@ -21,6 +22,19 @@ std::vector<PerfRequestInfo> InfosOf(Platform const& platform, unsigned int scen
         }
     }
     return infos;
+}
+
+/** An answer of the library, with the error line that it said. */
+struct Answer {
+    int result;
+    std::string said;
+};
+
+template <typename Call> Answer Ask(Call const& call)
+{
+    CaughtLines const lines(CaughtLines::Mode::ALONG);
+    int const result = call();
+    return {result, lines.Why()};
 }
 
 int Call(ConfigManager& manager, Held& asked)
@@ -87,8 +101,8 @@ void CallFor(Session& session, Held asked)
     if (asked.what == "scenario") {
         asked.infos = InfosOf(session.Described(), asked.id);
     }
-    int const result = Call(session.Manager(), asked);
-    session.Tell(Answered{result, asked.handle, ReasonsFor(session, asked, result)});
+    auto const [result, said] = Ask([&] { return Call(session.Manager(), asked); });
+    session.Tell(Answered{result, asked.handle, ReasonsFor(session, asked, result, said)});
     if (result == 0 && asked.handle != NO_HANDLE) {
         session.Tell(asked);
     }
@@ -107,8 +121,8 @@ void CallSuspend(Session& session, Suspended asked)
 {
     std::vector<unsigned int> params{asked.on ? 1U : 0U};
     params.insert(params.end(), asked.ids.begin(), asked.ids.end());
-    int const result = session.Manager().PerfSetSuspend(params);
-    session.Tell(Answered{result, std::nullopt, ReasonsFor(session, asked, result)});
+    auto const [result, said] = Ask([&] { return session.Manager().PerfSetSuspend(params); });
+    session.Tell(Answered{result, std::nullopt, ReasonsFor(session, asked, result, said)});
     if (result == 0) {
         auto const isIdle = [&](PerfQosId id) { return !CanSuspend(session.Described(), id); };
         asked.ids.erase(std::remove_if(asked.ids.begin(), asked.ids.end(), isIdle), asked.ids.end());
@@ -123,12 +137,8 @@ void CallEvent(Session& session, PerfEventId id, std::vector<unsigned int> const
         return;
     }
     Triggered const asked = EventOf(session.Described(), id, params);
-    int const result = session.Manager().PerfEvent(id, params, "corvanectl");
-    auto reasons = ReasonsFor(session, asked, result);
-    if (result != 0 && id != PROBE_EVENT_ID && !asked.starts) {
-        reasons = {"an event takes nothing or 1 to start, and 0 alone to stop"};
-    }
-    session.Tell(Answered{result, std::nullopt, std::move(reasons)});
+    auto const [result, said] = Ask([&] { return session.Manager().PerfEvent(id, params, "corvanectl"); });
+    session.Tell(Answered{result, std::nullopt, ReasonsFor(session, asked, result, said)});
     if (result == 0) {
         session.Tell(asked);
     }

@@ -8,9 +8,9 @@
 
 // The calls of a client. Each calls the library, and tells what it has answered, why, and what has come of it.
 
-/** Asks for a request, a scenario or a mode, as it is described but for its handle. */
+/** Makes the call in asked: a request, a scenario or a mode. The library fills in the handle. */
 void CallFor(Session& session, Held asked);
 void CallRelease(Session& session, Released const& what);
 void CallSuspend(Session& session, Suspended asked);
-/** Of the events with an id of their own, too: a probe, a suspend. */
+/** Also probes and suspends, which are events with an id of their own. */
 void CallEvent(Session& session, PerfEventId id, std::vector<unsigned int> const& params);

@@ -10,7 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <map>
+#include <iterator>
 #include <optional>
 #include <sstream>
 
@@ -30,8 +30,7 @@ Sandbox& BoxOf(Session& session, std::string const& node)
 
 Fault TakeFault(Words& words)
 {
-    static std::map<std::string, int> const errors = {{"EINVAL", EINVAL}, {"EBUSY", EBUSY}, {"EIO", EIO},
-                                                      {"EACCES", EACCES}, {"EPERM", EPERM}, {"ENOSPC", ENOSPC}};
+    static constexpr int ERRORS[] = {EINVAL, EBUSY, EIO, EACCES, EPERM, ENOSPC};
     std::string const how = words.Take("the fault");
     if (how == "ENODEV") {
         return Fault::Stale();
@@ -42,11 +41,16 @@ Fault TakeFault(Words& words)
     if (how == "short") {
         return Fault::ShortCount(words.TakeUnsigned("a number of bytes"));
     }
-    auto const error = errors.find(how);
-    if (error == errors.end()) {
-        throw InputError("\"" + how + "\" is none of ENODEV, EINVAL, EBUSY, EIO, EACCES, EPERM, ENOSPC, short, open");
+    auto const error = std::find_if(std::begin(ERRORS), std::end(ERRORS),
+                                    [&how](int candidate) { return ErrorName(candidate) == how; });
+    if (error == std::end(ERRORS)) {
+        std::string names;
+        for (int const candidate : ERRORS) {
+            names += ErrorName(candidate) + ", ";
+        }
+        throw InputError("\"" + how + "\" is none of ENODEV, " + names + "short, open");
     }
-    return Fault::Error(error->second, words.Empty() ? Fault::UNTIL_CLEARED : words.TakeUnsigned("a number of times"));
+    return Fault::Error(*error, words.Empty() ? Fault::UNTIL_CLEARED : words.TakeUnsigned("a number of times"));
 }
 
 void Node(Interpreter& interpreter, Words& words)
@@ -135,7 +139,7 @@ void ExpectBase(Interpreter& interpreter, Words& words)
     Session& session = interpreter.Live();
     session.Sleep(std::chrono::milliseconds(0));
     std::ostringstream report;
-    auto const expected = session.Base();
+    auto const& expected = session.Base();
     std::size_t const away = ReportAway(session, expected, report);
     std::size_t const bound = ReportBound(session, report);
     if (away == 0) {

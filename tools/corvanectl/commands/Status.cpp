@@ -101,7 +101,7 @@ std::string SuspendedOf(Session const& session)
 
 std::string StatusOf(Session& session)
 {
-    auto const base = session.Base();
+    auto const& base = session.Base();
     auto const away = std::count_if(base.begin(), base.end(), [&session](BaseNode const& node) {
         return !Holds(session.HeldBy(node.node).value_or(node.bytes), node.bytes);
     });

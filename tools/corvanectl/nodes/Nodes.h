@@ -23,7 +23,7 @@ public:
     virtual std::string Root() const = 0;
     virtual std::string PlaceOf(std::string const& node) const = 0;
 
-    /** Whether they are somebody else's: to be looked at before the start, and to be read back. */
+    /** True for device nodes: checked before the start, read back after writes. */
     virtual bool AreReal() const { return false; }
     /** Whether Leave puts back what they held. */
     virtual bool LeftAsFound() const { return false; }

@@ -14,7 +14,7 @@ namespace {
 
 void PutBackOne(SavedNodes::Node const& node)
 {
-    // Some nodes say more than they take: which choice of several, or a line end.
+    // Some nodes print more than they accept: "a [b] c", or a line end.
     bool const isChoice = SettingOf(*node.bytes).size() + 1 < node.bytes->size();
     if (isChoice || !WriteNode(node.place, *node.bytes)) {
         WriteNode(node.place, SettingOf(*node.bytes));

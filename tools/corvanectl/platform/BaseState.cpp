@@ -2,116 +2,126 @@
 
 #include "tools/corvanectl/platform/BaseState.h"
 
+#include "sandbox/Sandbox.h"
+#include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/platform/LibraryLog.h"
+
+#include <corvane/ConfigManager.h>
+
 #include <algorithm>
-#include <cstdint>
-#include <cstring>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include <cutils/trace.h>
 
 namespace {
 
-using BaseNodes = std::vector<BaseNode>;
+/** The library on a platform whose nodes nobody else sees. */
+class BaseWriter {
+public:
+    BaseWriter(Platform const& described, PlatformConfigs::Place const& listPlace)
+        : platform(described), configs(described, [&](std::string const& node) {
+              return IsList(node) ? listPlace(node) : box.AddNode(node);
+          })
+    {
+        configs.FitToDevice();
+        CaughtLines const unheard;
+        static_cast<void>(manager.Init(configs.Config(), {}, {}, {}));
+    }
 
-void AddLevel(PerfGroupConfig const& group, int level, BaseNodes& out)
-{
-    auto const found = group.level2ValueMap.find(level);
-    if (found == group.level2ValueMap.end()) {
-        return;
+    std::map<std::string, std::string> Written()
+    {
+        CaughtLines const unheard;
+        std::vector<unsigned int> params = {1};
+        for (QosEntry const& entry : platform.qos) {
+            if (IsBuilt(entry, platform.control)) {
+                params.push_back(entry.id);
+            }
+        }
+        static_cast<void>(manager.PerfSetSuspend(params));
+        params[0] = 0; // a resume writes what is in force
+        static_cast<void>(manager.PerfSetSuspend(params));
+        Note();
+        for (QosEntry const& entry : platform.qos) {
+            if (IsBuilt(entry, platform.control)) {
+                ComeBack(entry.id);
+            }
+        }
+        return base;
     }
-    std::size_t const count = std::min(group.nodePathVec.size(), found->second.size());
-    for (std::size_t i = 0; i < count; ++i) {
-        out.push_back({group.nodePathVec[i], found->second[i]});
-    }
-}
 
-/** The node takes the bandwidth as the four bytes of an int; without a coefficient it takes the frequency as text. */
-std::string DdrBytes(float coefficient, int frequency)
-{
-    if (!(coefficient > 0.0f)) {
-        return std::to_string(frequency);
+private:
+    bool IsList(std::string const& node) const
+    {
+        return std::any_of(platform.qos.begin(), platform.qos.end(),
+                           [&](QosEntry const& entry) { return !node.empty() && entry.freqListNode == node; });
     }
-    auto const bandwidth = static_cast<std::int32_t>(coefficient * static_cast<float>(frequency) / 1000000.0f);
-    std::string bytes(sizeof(bandwidth), '\0');
-    std::memcpy(bytes.data(), &bandwidth, sizeof(bandwidth));
-    return bytes;
-}
 
-void AddIpaPower(QosEntry const& entry, bool boardSwitching, PerfGroupConfig const& group, BaseNodes& out)
-{
-    char const* const enabled = "enabled";
-    char const* const disabled = "disabled";
-    int const value = group.boostBase;
-    if (!boardSwitching) {
-        out.push_back({group.nodePathVec[2], value < entry.socThreshold ? enabled : disabled});
-        return;
+    /** Asks for something else and lets it go again: what a resume leaves alone is written on the way back. */
+    void ComeBack(PerfQosId id)
+    {
+        for (PerfGroupConfig const& group : configs.Of(id)->groupConfigs) {
+            auto const& nodes = group.nodePathVec;
+            if (std::all_of(nodes.begin(), nodes.end(), [this](auto const& node) { return IsWritten(node); })) {
+                continue;
+            }
+            std::set<int> values = {group.availableMin, group.availableMax};
+            for (auto const& level : group.level2ValueMap) {
+                values.insert(level.first);
+            }
+            for (int const value : values) {
+                unsigned long long handle = NO_HANDLE;
+                static_cast<void>(
+                    manager.PerfRequest(1, 0, {{id, {{group.groupId, {{PERF_OPERATION_BOOST, value}}}}}}, handle));
+                Settle();
+                box.TakeWrites();
+                static_cast<void>(manager.PerfRelease(1, handle));
+                Note();
+            }
+        }
     }
-    if (value < entry.boardThreshold) {
-        out.push_back({group.nodePathVec[0], std::to_string(value)});
-    }
-    out.push_back({group.nodePathVec[1], value < entry.boardThreshold ? enabled : disabled});
-    out.push_back({group.nodePathVec[2], value <= entry.boardThreshold ? enabled : disabled});
-}
 
-void AddEas(PerfQosEasConfig const& config, BaseNodes& out)
-{
-    bool globalBoost = false;
-    for (PerfGroupConfig const& group : config.groupConfigs) {
-        AddLevel(group, group.boostBase, out);
-        auto const level = config.levelToValueMap.find(group.boostBase);
-        globalBoost = globalBoost || (level != config.levelToValueMap.end() && level->second.globalBoost == 1);
+    bool IsWritten(std::string const& place) const
+    {
+        return std::any_of(base.begin(), base.end(), [&](auto const& each) { return box.Path(each.first) == place; });
     }
-    out.push_back({config.globalBoostNode, globalBoost ? "1" : "0"});
-}
 
-/** The governor is closed by a monitor state of 1 or a ratio of 0; it is the monitor's nodes that say so. */
-void AddMemLat(PerfGroupConfig const& ratio, PerfGroupConfig const& monitor, BaseNodes& out)
-{
-    bool const closed = ratio.boostBase == 0 || monitor.boostBase == 1;
-    AddLevel(monitor, closed ? 1 : 0, out);
-    if (!closed) {
-        AddLevel(ratio, ratio.boostBase, out);
+    void Settle()
+    {
+        std::ostringstream nowhere;
+        static_cast<void>(manager.TaskDump(false, nowhere));
     }
-}
 
-void AddGroup(QosEntry const& entry, bool ipaFlag, PerfGroupConfig const& group, BaseNodes& out)
-{
-    switch (KindOf(entry)) {
-    case ResourceKind::FREQUENCY:
-        out.push_back({group.nodePathVec[0], std::to_string(group.boostBase)});
-        out.push_back({group.nodePathVec[1], std::to_string(group.limitBase)});
-        break;
-    case ResourceKind::DDR:
-        out.push_back({group.nodePathVec[0], DdrBytes(entry.freqToBandwidthCoefficient, group.boostBase)});
-        break;
-    case ResourceKind::IPA_POWER:
-        AddIpaPower(entry, ipaFlag, group, out);
-        break;
-    case ResourceKind::LEVEL_MAP:
-        AddLevel(group, group.boostBase, out);
-        break;
-    default:
-        out.push_back({group.nodePathVec[0], std::to_string(group.boostBase)});
-        break;
+    void Note()
+    {
+        Settle();
+        for (NodeWrite const& write : box.TakeWrites()) {
+            base[write.node] = write.bytes;
+        }
     }
-}
+
+    Platform const& platform;
+    Sandbox box;
+    PlatformConfigs configs;
+    ConfigManager manager;
+    std::map<std::string, std::string> base;
+};
 
 } // namespace
 
-std::vector<BaseNode> BaseState(Platform const& platform, PerfDefaultConfig const& config)
+std::vector<BaseNode> BaseState(Platform const& platform, PlatformConfigs::Place const& listPlace)
 {
-    BaseNodes nodes;
-    for (QosEntry const& entry : platform.qos) {
-        if (!IsBuilt(entry, platform.control)) {
-            continue;
-        }
-        PerfQosConfig const& qos = *config.qosConfigs.at(entry.id);
-        ResourceKind const kind = KindOf(entry);
-        if (kind == ResourceKind::EAS) {
-            AddEas(dynamic_cast<PerfQosEasConfig const&>(qos), nodes);
-        } else if (kind == ResourceKind::MEM_LAT) {
-            AddMemLat(qos.groupConfigs[0], qos.groupConfigs[1], nodes);
-        } else {
-            for (PerfGroupConfig const& group : qos.groupConfigs) {
-                AddGroup(entry, platform.control.ipaResourceFlag, group, nodes);
-            }
+    auto const tagsBefore = atrace_enabled_tags;
+    atrace_enabled_tags = 0; // nothing of it happens on the platform
+    auto const written = BaseWriter(platform, listPlace).Written();
+    atrace_enabled_tags = tagsBefore;
+    std::vector<BaseNode> nodes;
+    std::set<std::string> seen;
+    for (PlatformNode const& node : NodesOf(platform)) {
+        auto const found = written.find(node.name);
+        if (found != written.end() && seen.insert(node.name).second) {
+            nodes.push_back({node.name, found->second});
         }
     }
     return nodes;

@@ -2,23 +2,21 @@
 
 #pragma once
 
-#include "tools/corvanectl/platform/Platform.h"
-
-#include <corvane/PerfConfig.h>
+#include "tools/corvanectl/platform/PlatformConfigs.h"
 
 #include <string>
 #include <vector>
 
 /** What one node holds while nobody asks for anything. */
 struct BaseNode {
-    std::string node; ///< its place, as in the configuration
+    std::string node; ///< as the file names it
     std::string bytes;
 };
 
 /**
- * Works out the base state of every node from the configurations, without asking the library, as a service's own
- * description of its platform would have it. Nodes that hold no particular value at the base are left out, such as the
- * target ratio of a closed memory-latency governor.
- * @param config selected and revised.
+ * Has the library write the base of every node in a sandbox of its own. Nodes that hold no particular value at the base
+ * are left out, such as the target ratio of a closed memory-latency governor. In the order of the file.
+ * @param listPlace says where a node that lists frequencies is.
+ * @throws InputError naming a resource that does not fit the device.
  */
-std::vector<BaseNode> BaseState(Platform const& platform, PerfDefaultConfig const& config);
+std::vector<BaseNode> BaseState(Platform const& platform, PlatformConfigs::Place const& listPlace);

@@ -18,7 +18,7 @@ struct NodeDomain {
     bool isNumber = false; ///< from lowest to highest
     long long lowest = std::numeric_limits<long long>::min();
     long long highest = std::numeric_limits<long long>::max();
-    std::set<std::string> texts{}; ///< one of these; with neither, anything
+    std::set<std::string> texts{}; ///< allowed texts; if empty and not a number, anything
 };
 
 /**

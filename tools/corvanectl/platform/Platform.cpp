@@ -2,6 +2,10 @@
 
 #include "tools/corvanectl/platform/Platform.h"
 
+#include "resource/PerfResource.h"
+#include "resource/ResourceManager.h"
+#include "tools/corvanectl/platform/LibraryLog.h"
+
 #include <algorithm>
 #include <set>
 
@@ -25,13 +29,17 @@ std::vector<std::size_t> SelectedGroups(QosEntry const& entry, PerfConfigControl
 
 bool IsBuilt(QosEntry const& entry, PerfConfigControlInfo const& control)
 {
-    if (entry.id == PERF_QOS_SINGLE_NODE && !control.singleNodeQosEnable) {
-        return false;
+    std::vector<PerfGroupConfig> groups;
+    for (std::size_t const group : SelectedGroups(entry, control)) {
+        groups.push_back(entry.groups[group]);
     }
-    auto const selected = SelectedGroups(entry, control);
-    return !selected.empty() && std::all_of(selected.begin(), selected.end(), [&](std::size_t group) {
-        return !entry.groups[group].nodePathVec.empty();
-    });
+    CaughtLines const unheard;
+    ResourceManager const library;
+    ResConstructParam param{entry.id, entry.name, PERF_WORK_MODE_DEFAULT};
+    PerfQosConfig config(entry.name, groups);
+    bool isFinal = false;
+    bool const isSpecial = library.BuildSpecialResource(param, config, control, isFinal) != nullptr;
+    return !groups.empty() && library.IsSupportQos(groups) && (isSpecial || !isFinal);
 }
 
 PerfGroupConfig Revised(QosEntry const& entry, std::size_t group, std::vector<int> frequencies, unsigned int chipType)

@@ -30,13 +30,8 @@ std::unique_ptr<PerfQosConfig> MakeConfig(QosEntry const& entry, std::vector<Per
 
 PlatformConfigs::PlatformConfigs(Platform const& described, Place const& place) : platform(described)
 {
-    Place const known = [&](std::string const& node) {
-        std::string at = place(node);
-        names[at] = node;
-        return at;
-    };
     for (QosEntry const& entry : platform.qos) {
-        Add(entry, known);
+        Add(entry, place);
     }
 }
 
@@ -49,20 +44,25 @@ void PlatformConfigs::Add(QosEntry const& entry, Place const& place)
         }
     }
     configs.push_back(MakeConfig(entry, std::move(groups), place));
-    byId[entry.id] = configs.back().get();
+    byId.emplace(entry.id, configs.back().get());
 }
 
 void PlatformConfigs::FitToDevice()
 {
     for (QosEntry const& entry : platform.qos) {
-        PerfQosConfig& config = *byId.at(entry.id);
-        if (!IsBuilt(entry, platform.control)) {
-            continue; // absent here; its device nodes are likely absent, too
-        }
-        config.GetGroupConfigByChipType(0, platform.control);
-        if (config.ReviseGroupConfigValue(platform.control.chipType) != 0) {
+        if (FitToDevice(entry) != 0) {
             throw InputError("resource " + std::to_string(entry.id) + " (" + entry.name +
                              ") does not fit this device; the log says why");
         }
     }
+}
+
+int PlatformConfigs::FitToDevice(QosEntry const& entry)
+{
+    if (!IsBuilt(entry, platform.control)) {
+        return 0; // absent here; its device nodes are likely absent, too
+    }
+    PerfQosConfig& config = *byId.at(entry.id);
+    config.GetGroupConfigByChipType(0, platform.control);
+    return config.ReviseGroupConfigValue(platform.control.chipType);
 }

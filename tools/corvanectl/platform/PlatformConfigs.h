@@ -25,9 +25,11 @@ public:
     /** @throws InputError naming the resource that does not fit the device. */
     void FitToDevice();
 
-    /** @return what the file calls the node at this place. */
-    std::string const& NameOf(std::string const& place) const { return names.at(place); }
+    /** Selects and revises the records of one resource, if it is built. @return 0, or -1 after a line of the library.
+     */
+    int FitToDevice(QosEntry const& entry);
 
+    PerfQosConfig* Of(PerfQosId id) const { return byId.at(id); }
     /** Valid as long as this object. */
     PerfDefaultConfig Config() const { return {0, byId, platform.control}; }
 
@@ -35,7 +37,6 @@ private:
     void Add(QosEntry const& entry, Place const& place);
 
     Platform const& platform;
-    std::map<std::string, std::string> names; ///< by place
     std::vector<std::unique_ptr<PerfQosConfig>> configs;
     std::map<PerfQosId, PerfQosConfig*> byId;
 };

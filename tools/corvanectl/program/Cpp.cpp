@@ -4,8 +4,6 @@
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/PlatformInput.h"
 #include "tools/corvanectl/program/Program.h"
-#include "tools/corvanectl/render/LogLines.h"
-#include "tools/corvanectl/session/LibraryVoice.h"
 
 #include <filesystem>
 #include <iostream>
@@ -22,10 +20,6 @@ struct CppOptions {
 int Cpp(CppOptions const& options)
 {
     PlatformInput const& input = options.platform;
-    Story story;
-    LogLines log(std::cerr);
-    story.Add(log);
-    LibraryVoice const voice(story);
     Findings findings;
     std::string const text = ReadTextFile(input.file);
     Platform const platform = input.Read(text, findings);

@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-/** Which threads are bound, as the lines say that the thread binder's node was given. */
+/** The bound threads, derived from the lines written to the thread binder's node. */
 class BoundThreads : public StoryListener {
 public:
     explicit BoundThreads(std::string binderNode) : node(std::move(binderNode)) {}

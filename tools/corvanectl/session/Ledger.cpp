@@ -67,7 +67,7 @@ void Ledger::Remove(Released const& released)
     }
 }
 
-/** What runs already begins anew. */
+/** A restart replaces the running entry. */
 void Ledger::Note(PerfTimePoint time, Triggered const& triggered)
 {
     auto const isSame = [&triggered](Trigger const& other) {
@@ -79,7 +79,7 @@ void Ledger::Note(PerfTimePoint time, Triggered const& triggered)
     }
 }
 
-/** What is suspended already stays so for the first one's sake. */
+/** A second suspend keeps the first one's command. */
 void Ledger::Suspend(PerfTimePoint time, Suspended const& suspended)
 {
     for (PerfQosId const id : suspended.ids) {

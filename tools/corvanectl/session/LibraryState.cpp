@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: Apache-2.0
+
 #include "tools/corvanectl/session/LibraryState.h"
 
 #include "command/CommandWrapper.h"

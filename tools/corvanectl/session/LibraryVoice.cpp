@@ -2,7 +2,7 @@
 
 #include "tools/corvanectl/session/LibraryVoice.h"
 
-#include "sandbox/LogTap.h"
+#include "tools/corvanectl/platform/LibraryLog.h"
 #include "tools/corvanectl/session/SessionTime.h"
 
 #include <corvane/PfLogon.h>
@@ -49,7 +49,7 @@ LibraryVoice::LibraryVoice(Story& told)
 {
     story = &told;
     atrace_enabled_tags = ATRACE_TAG_GRAPHICS;
-    LogTap::SetReceiver(TellLine);
+    LibraryLog::SendTo(TellLine);
 }
 
 LibraryVoice::~LibraryVoice()

@@ -2,20 +2,16 @@
 
 #include "tools/corvanectl/session/Reasons.h"
 
+#include "tools/corvanectl/platform/LibraryLog.h"
+
 #include <algorithm>
-#include <set>
 
 namespace {
-
-std::string Numbered(std::string const& what, long long value)
-{
-    return what + " " + std::to_string(value);
-}
 
 std::string NameOf(Platform const& platform, PerfQosId id)
 {
     QosEntry const* const entry = FindQos(platform, id);
-    return entry == nullptr ? Numbered("resource", id) : entry->name;
+    return entry == nullptr ? "resource " + std::to_string(id) : entry->name;
 }
 
 bool IsThere(Platform const& platform, PerfQosId id)
@@ -24,246 +20,139 @@ bool IsThere(Platform const& platform, PerfQosId id)
     return entry != nullptr && IsBuilt(*entry, platform.control);
 }
 
-std::string Assignment(PerfOperationType operation, int value)
-{
-    return (operation == PERF_OPERATION_BOOST ? "boost=" : "limit=") + std::to_string(value);
-}
-
-/** What is known of a call. */
-struct Reasons {
-    std::string objection;            ///< empty: nothing is known against it
-    std::vector<std::string> changes; ///< what is granted in another way than it was asked for, or left out
-
-    /** The first one counts. */
-    void Object(std::string const& why)
-    {
-        if (objection.empty()) {
-            objection = why;
-        }
-    }
-
-    std::vector<std::string> Behind(int result) const
-    {
-        if (result == 0) {
-            return changes;
-        }
-        return objection.empty() ? std::vector<std::string>() : std::vector<std::string>{objection};
-    }
-};
-
-/** Follows what a call asks for through the rules of the resources. */
+/** Puts what a call asks for to the library once more, a part at a time. */
 class Asking {
 public:
-    Asking(Session& asked, PerfCommandType with) : session(asked), fitted(asked.Fitted()), type(with) {}
+    Asking(Session& asked, PerfCommandType with) : session(asked), type(with) {}
 
     void Part(PerfQosId id, PerfGroupTable const& groups)
     {
-        if (!IsThere(session.Described(), id)) {
-            missing.insert(NameOf(session.Described(), id) + ": not on this platform");
-            return;
+        std::string why;
+        auto const taken = Ask(id, groups, why);
+        if (taken.empty()) {
+            missing.push_back(NameOf(session.Described(), id) + ": not on this platform");
+        } else if (why.empty()) {
+            Compare(id, groups, taken.front().groupInfo);
+        } else if (objection.empty()) {
+            objection = Narrowed(id, groups, why);
         }
-        isAnyThere = true;
-        PerfQosConfig const& config = *fitted.qosConfigs.at(id);
-        unsigned int const count = static_cast<unsigned int>(config.groupConfigs.size());
-        if (!groups.empty() && groups.rbegin()->first >= count) {
-            reasons.Object(config.qosName + ": has no " + Numbered("group", groups.rbegin()->first));
-            return;
-        }
-        for (auto const& [group, operations] : groups) {
-            std::string const where = count == 1 ? config.qosName : config.qosName + " " + Numbered("group", group);
-            Group(config.groupConfigs[group], where, operations);
-        }
-        if (auto const* const eas = dynamic_cast<PerfQosEasConfig const*>(&config)) {
-            GlobalBoost(*eas, groups);
-        }
+        isAnyThere = isAnyThere || !taken.empty();
     }
 
-    Reasons Result()
+    /** @return why it is refused, if that is because of its parts. */
+    std::string Objection() const
     {
+        if (!objection.empty() || isAnyThere) {
+            return objection;
+        }
+        return missing.empty() ? "asks for no boost and no limit" : missing.front();
+    }
+
+    /** @return what is granted in another way than it was asked for, or left out. */
+    std::vector<std::string> Changes() const
+    {
+        std::vector<std::string> all = changes;
         for (std::string const& each : missing) {
-            reasons.changes.push_back(each + ", left out");
+            all.push_back(each + ", left out");
         }
-        if (!isAnyThere) {
-            reasons.Object(missing.empty() ? "asks for no boost and no limit" : *missing.begin());
-        }
-        return reasons;
+        return all;
     }
 
 private:
-    void Group(PerfGroupConfig const& config, std::string const& where,
-               std::map<PerfOperationType, int> const& operations)
+    /** @return what the library makes of it; nothing if it has no such resource. @param why it refuses, or empty. */
+    std::vector<QosInfoInt> Ask(PerfQosId id, PerfGroupTable const& groups, std::string& why)
     {
-        std::map<PerfOperationType, int> taken;
-        for (auto const& [operation, value] : operations) {
-            if (type == PERF_COMMAND_BASE_SET && operation == PERF_OPERATION_LIMIT) {
-                reasons.Object(Assignment(operation, value) + " on " + where + ": there is no base value of a limit");
+        std::vector<QosInfoInt> part = {{id, groups}};
+        PerfQosId unknown = 0;
+        CaughtLines const said;
+        why = session.Manager().RequestValidate(type, part, unknown) == 0 ? "" : said.Why();
+        return part;
+    }
+
+    std::string Where(PerfQosId id, unsigned int group, PerfOperationType operation, int value) const
+    {
+        QosEntry const* const entry = FindQos(session.Described(), id);
+        bool const isAlone =
+            group == 0 && entry != nullptr && SelectedGroups(*entry, session.Described().control).size() == 1;
+        return (operation == PERF_OPERATION_BOOST ? "boost=" : "limit=") + std::to_string(value) + " on " +
+               NameOf(session.Described(), id) + (isAlone ? "" : " group " + std::to_string(group));
+    }
+
+    /** The one value that is refused by itself, or the resource. */
+    std::string Narrowed(PerfQosId id, PerfGroupTable const& groups, std::string const& whyAll)
+    {
+        for (auto const& [group, operations] : groups) {
+            for (auto const& [operation, value] : operations) {
+                std::string why;
+                Ask(id, {{group, {{operation, value}}}}, why);
+                if (!why.empty()) {
+                    return Where(id, group, operation, value) + ": " + why;
+                }
             }
-            taken[operation] = Taken(config, Assignment(operation, value) + " on " + where, value);
         }
-        if (taken.size() == 2 && taken[PERF_OPERATION_BOOST] > taken[PERF_OPERATION_LIMIT]) {
-            reasons.Object(Assignment(PERF_OPERATION_BOOST, taken[PERF_OPERATION_BOOST]) + " on " + where + ": above " +
-                           Assignment(PERF_OPERATION_LIMIT, taken[PERF_OPERATION_LIMIT]));
-        }
+        return NameOf(session.Described(), id) + ": " + whyAll;
     }
 
-    int Taken(PerfGroupConfig const& config, std::string const& asked, int value)
+    void Compare(PerfQosId id, PerfGroupTable const& asked, PerfGroupTable const& taken)
     {
-        int const taken = std::clamp(value, config.availableMin, config.availableMax);
-        std::string const outside = Numbered(value < taken ? ": below" : ": above", taken);
-        if (taken != value && config.clampOutOfRange) {
-            reasons.changes.push_back(asked + outside + ", clamped to " + std::to_string(taken));
-        } else if (taken != value) {
-            reasons.Object(asked + outside + ", not clamped");
-        }
-        if (!config.level2ValueMap.empty() && config.level2ValueMap.count(taken) == 0) {
-            reasons.Object(asked + ": no level");
-        }
-        return taken;
-    }
-
-    /** One switch serves all groups: a level that needs it on and one that forbids it do not go together. */
-    void GlobalBoost(PerfQosEasConfig const& config, PerfGroupTable const& groups)
-    {
-        auto const isAny = [&](PerfOperationType operation, unsigned int needed) {
-            return std::any_of(groups.begin(), groups.end(), [&](auto const& group) {
-                auto const level = group.second.find(operation);
-                auto const value = level == group.second.end() ? config.globalBoostMap.end()
-                                                               : config.globalBoostMap.find(level->second);
-                return value != config.globalBoostMap.end() && value->second == needed;
-            });
-        };
-        if (isAny(PERF_OPERATION_BOOST, 1) && isAny(PERF_OPERATION_LIMIT, 0)) {
-            reasons.Object(config.qosName + ": a boost switches the global boost on and a limit switches it off");
+        for (auto const& [group, operations] : asked) {
+            for (auto const& [operation, value] : operations) {
+                int const granted = taken.at(group).at(operation);
+                if (granted != value) {
+                    changes.push_back(Where(id, group, operation, value) + ": clamped to " + std::to_string(granted));
+                }
+            }
         }
     }
 
     Session& session;
-    PerfDefaultConfig const fitted;
     PerfCommandType const type;
-    std::set<std::string> missing; ///< resources
+    std::vector<std::string> missing; ///< resources
     bool isAnyThere = false;
-    Reasons reasons;
+    std::string objection;
+    std::vector<std::string> changes;
 };
 
-/** Base values of EAS hold until they are set again, and take no handle. */
-bool SetsBases(Held const& asked)
+/** @param said by the library in the call: a cause other than its parts, as in a duration, counts first. */
+std::vector<std::string> Behind(Asking const& asking, int result, std::string const& said)
 {
-    return std::any_of(asked.infos.begin(), asked.infos.end(),
-                       [](PerfRequestInfo const& info) { return info.qosId == PERF_QOS_EAS_BASE; });
+    if (result == 0) {
+        return asking.Changes();
+    }
+    std::string const why = asking.Objection();
+    return {why.empty() ? said : why};
 }
 
-void PartReasons(Session& session, Held const& asked, PerfCommandType type, Reasons& reasons)
+std::vector<std::string> Said(int result, std::string const& said)
 {
-    Asking asking(session, type);
-    for (QosInfoInt const& part : session.Manager().RequestFilter(asked.infos)) {
-        asking.Part(part.qosId, part.groupInfo);
-    }
-    Reasons const parts = asking.Result();
-    reasons.Object(parts.objection);
-    reasons.changes = parts.changes;
-}
-
-void RequestReasons(Session& session, Held const& asked, Reasons& reasons)
-{
-    if (asked.duration != 0 && (asked.duration < PERF_DURATION_MIN_MS || asked.duration > PERF_DURATION_MAX_MS)) {
-        reasons.Object(Numbered("duration", asked.duration) + ": outside " + std::to_string(PERF_DURATION_MIN_MS) +
-                       " .. " + std::to_string(PERF_DURATION_MAX_MS));
-    }
-    bool const setsBases = SetsBases(asked);
-    if (setsBases && asked.duration != 0) {
-        reasons.Object("base values of EAS: have no duration");
-    }
-    auto const isOther = [](PerfRequestInfo const& info) { return info.qosId != PERF_QOS_EAS_BASE; };
-    if (setsBases && std::any_of(asked.infos.begin(), asked.infos.end(), isOther)) {
-        reasons.Object("base values of EAS: stand alone in a request");
-    }
-    PartReasons(session, asked, setsBases ? PERF_COMMAND_BASE_SET : PERF_COMMAND_LONG_START, reasons);
-}
-
-/** The library has looked at its values when it took the platform. */
-void ScenarioReasons(Session& session, Held const& asked, Reasons& reasons)
-{
-    if (asked.infos.empty()) {
-        reasons.Object(Numbered("scenario", asked.id) + ": not on this platform");
-    } else {
-        PartReasons(session, asked, PERF_COMMAND_LONG_START, reasons);
-    }
-}
-
-/** What the tool knows to be held may be less than the library holds, and is never more. */
-void QuotaReasons(Session& session, int pid, Reasons& reasons)
-{
-    CommandLimits const limits = ConfigManagerOptions().commandLimits;
-    std::size_t total = 0;
-    std::size_t own = 0;
-    std::set<int> processes;
-    for (Ledger::Entry const& entry : session.Claims().Outstanding(SessionTime::Now())) {
-        ++total;
-        own += entry.held.pid == pid ? 1 : 0;
-        processes.insert(entry.held.pid);
-    }
-    if (total >= limits.maxTotalHandleNum) {
-        reasons.Object(Numbered("handles:", limits.maxTotalHandleNum) + " are held, and no more can be");
-    }
-    if (own >= limits.maxHandleNumPerProcess) {
-        reasons.Object(Numbered("process", pid) + ": " + Numbered("holds", limits.maxHandleNumPerProcess) +
-                       " handles, and can hold no more");
-    }
-    if (processes.size() >= limits.maxProcessNum && own == 0) {
-        reasons.Object(Numbered("processes:", limits.maxProcessNum) + " hold handles, and no more can");
-    }
-}
-
-/** The values of a probe are taken as they are. */
-Reasons ProbeReasons(Platform const& platform, Triggered const& asked)
-{
-    Reasons reasons;
-    for (QosCommand const& command : asked.commands) {
-        if (!IsThere(platform, command.qosId)) {
-            reasons.Object(NameOf(platform, command.qosId) + ": not on this platform");
-        }
-    }
-    if (asked.commands.empty()) {
-        reasons.Object("the platform's probe boosts nothing");
-    }
-    return reasons;
-}
-
-bool IsMemoryLatency(PerfQosId id)
-{
-    return id >= PERF_QOS_MEM_LAT_FIRST && id <= PERF_QOS_MEM_LAT_LAST;
+    return result == 0 || said.empty() ? std::vector<std::string>() : std::vector<std::string>{said};
 }
 
 } // namespace
 
-std::vector<std::string> ReasonsFor(Session& session, Held const& asked, int result)
+std::vector<std::string> ReasonsFor(Session& session, Held const& asked, int result, std::string const& said)
 {
-    Reasons reasons;
-    if (asked.what == "request") {
-        RequestReasons(session, asked, reasons);
-    } else if (asked.what == "scenario") {
-        ScenarioReasons(session, asked, reasons);
-    } else if (asked.id >= PERF_WORK_MODE_COUNT) {
-        reasons.Object(Numbered("work mode", asked.id) + ": none of 0, 1 and 2");
+    if (asked.what == "mode" || (asked.what == "scenario" && asked.infos.empty())) {
+        return Said(result, said);
     }
-    if (asked.pid <= ConfigManagerOptions().commandLimits.eventPid) {
-        reasons.Object(Numbered("process", asked.pid) + ": a client's id is above 0");
-    } else if (result != 0 && !SetsBases(asked)) {
-        QuotaReasons(session, asked.pid, reasons);
+    CaughtLines const unheard;
+    PerfCommandType type = PERF_COMMAND_LONG_START;
+    if (session.Manager().PreHandleEasBaseCommand(asked.duration, type, asked.infos) != 0) {
+        return {said};
     }
-    return reasons.Behind(result);
+    Asking asking(session, type);
+    for (QosInfoInt const& part : session.Manager().RequestFilter(asked.infos)) {
+        asking.Part(part.qosId, part.groupInfo);
+    }
+    return Behind(asking, result, said);
 }
 
-std::vector<std::string> ReasonsFor(Session& session, Triggered const& asked, int result)
+std::vector<std::string> ReasonsFor(Session& session, Triggered const& asked, int result, std::string const& said)
 {
-    if (!asked.starts) {
-        return {};
-    }
-    if (asked.what == "probe") {
-        return ProbeReasons(session.Described(), asked).Behind(result);
-    }
-    if (asked.commands.empty()) {
-        return Reasons{"", {Numbered(asked.what, asked.id) + ": not on this platform, nothing starts"}}.Behind(result);
+    if (!asked.starts || (asked.what == "event" && asked.commands.empty())) {
+        return !asked.starts || result != 0 ? Said(result, said)
+                                            : std::vector<std::string>{"event " + std::to_string(asked.id) +
+                                                                       ": not on this platform, nothing starts"};
     }
     Asking asking(session, PERF_COMMAND_SHORT_START);
     for (QosCommand const& command : asked.commands) {
@@ -274,27 +163,30 @@ std::vector<std::string> ReasonsFor(Session& session, Triggered const& asked, in
             }
         }
     }
-    return asking.Result().Behind(result);
+    if (asked.what == "probe" && result == 0) {
+        return {}; // its values are taken as they are
+    }
+    return Behind(asking, result, said);
 }
 
-std::vector<std::string> ReasonsFor(Session& session, Suspended const& asked, int result)
+std::vector<std::string> ReasonsFor(Session& session, Suspended const& asked, int result, std::string const& said)
 {
     Platform const& platform = session.Described();
-    Reasons reasons;
+    std::vector<std::string> reasons;
     for (PerfQosId const id : asked.ids) {
-        if (IsMemoryLatency(id)) {
-            reasons.changes.push_back(NameOf(platform, id) + ": memory latency is never suspended");
+        if (FixedKindOf(id) == ResourceKind::MEM_LAT) {
+            reasons.push_back(NameOf(platform, id) + ": memory latency is never suspended");
         } else if (!IsThere(platform, id)) {
-            reasons.changes.push_back(NameOf(platform, id) + ": not on this platform, left out");
+            reasons.push_back(NameOf(platform, id) + ": not on this platform, left out");
         }
     }
-    if (reasons.changes.size() == asked.ids.size()) {
-        reasons.Object(reasons.changes.empty() ? "names no resource" : reasons.changes.front());
+    if (result == 0) {
+        return reasons;
     }
-    return reasons.Behind(result);
+    return reasons.empty() ? Said(result, said) : std::vector<std::string>{reasons.front()};
 }
 
 bool CanSuspend(Platform const& platform, PerfQosId id)
 {
-    return !IsMemoryLatency(id) && IsThere(platform, id);
+    return FixedKindOf(id) != ResourceKind::MEM_LAT && IsThere(platform, id);
 }

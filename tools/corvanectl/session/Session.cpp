@@ -38,7 +38,8 @@ Session::Session(Platform described, Nodes& where, Story& told, SessionTime& clo
     nodes.Prepare(platform);
     Warn();
     configs.FitToDevice();
-    nodes.SetBase(Base());
+    base = BaseState(platform, [this](std::string const& node) { return nodes.PlaceOf(node); });
+    nodes.SetBase(base);
     nodes.Watch([&told](NodeWrite const& write) { told.Tell(write.time, Wrote{write}); });
     Tell(Beginning());
     Start();
@@ -154,13 +155,4 @@ std::optional<std::string> Session::HeldBy(std::string const& node, PerfTimePoin
 {
     auto const held = nodes.ReadWhatFits(node, deadline, fits);
     return held ? held : readBack.LastTaken(node);
-}
-
-std::vector<BaseNode> Session::Base() const
-{
-    std::vector<BaseNode> base = BaseState(platform, configs.Config());
-    for (BaseNode& node : base) {
-        node.node = configs.NameOf(node.node);
-    }
-    return base;
 }

@@ -69,7 +69,7 @@ public:
     /** @return how many writes have failed since the last call. */
     std::size_t TakeFailedWrites() { return readBack.TakeFailedWrites(); }
     /** What each node holds while nobody asks for anything, by its name. */
-    std::vector<BaseNode> Base() const;
+    std::vector<BaseNode> const& Base() const { return base; }
 
 private:
     void Warn();
@@ -88,5 +88,6 @@ private:
     ReadBack readBack;
     BlockChart drawn;
     PlatformConfigs configs;
+    std::vector<BaseNode> base;
     std::unique_ptr<ConfigManager> manager; ///< last: its threads end before anything that they use
 };

@@ -3,17 +3,15 @@
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
 
 #include <algorithm>
+#include <cctype>
+#include <cmath>
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 
 namespace {
-
-std::string Indexed(std::string const& list, std::size_t index)
-{
-    return list + "[" + std::to_string(index) + "]";
-}
 
 std::string ResourceName(QosEntry const& entry)
 {
@@ -40,6 +38,9 @@ public:
             CheckItems(platform.hints[i].infos, Indexed("hints", i) + ".qos");
         }
         CheckPath(platform.threadBinderNode, "probe.threadBinderNode");
+        if (platform.hasProbe) {
+            CheckProbe();
+        }
     }
 
 private:
@@ -67,6 +68,102 @@ private:
         CheckPath(entry.globalBoostNode, path + ".globalBoostNode");
         CheckPath(entry.freqListNode, path + ".freqListNode");
         CheckDefaults(entry, path);
+        CheckKind(entry, path);
+    }
+
+    /** What the library takes and then makes nothing of, or not all. */
+    void CheckKind(QosEntry const& entry, std::string const& path)
+    {
+        ResourceKind const kind = KindOf(entry);
+        std::size_t present = 0;
+        for (std::size_t const i : SelectedGroups(entry, platform.control)) {
+            PerfGroupConfig const& group = entry.groups[i];
+            std::string const groupPath = Indexed(path + ".groups", i);
+            present += group.nodePathVec.empty() ? 0 : 1;
+            CheckLevels(entry, group, groupPath);
+            CheckScale(group, groupPath + ".nodes");
+            if (kind == ResourceKind::DDR &&
+                !(std::fabs(entry.freqToBandwidthCoefficient * static_cast<float>(group.availableMax) / 1000000.0f) <
+                  2147483648.0f)) {
+                findings.Warn(path + ".freqToBandwidthCoefficient", "the bandwidth of " +
+                                                                        std::to_string(group.availableMax) +
+                                                                        " does not fit 32 bits, and is cut off");
+            }
+        }
+        std::size_t const all = SelectedGroups(entry, platform.control).size();
+        if (present != 0 && present != all) {
+            findings.Warn(path + ".groups", "a group without nodes leaves out the other " + std::to_string(present) +
+                                                " as well; leave out that group, or give it nodes");
+        } else if (TraitsOf(kind).groups != 0 && present != 0 && all != TraitsOf(kind).groups) {
+            findings.Warn(path + ".groups",
+                          Count(all, "group") + ", and this resource has " + std::to_string(TraitsOf(kind).groups));
+        }
+        if (entry.id == PERF_QOS_EAS_BASE) {
+            findings.Warn(path + ".id", std::to_string(entry.id) +
+                                            " stands for the base values of EAS: no request reaches this resource");
+        }
+    }
+
+    void CheckLevels(QosEntry const& entry, PerfGroupConfig const& group, std::string const& path)
+    {
+        bool const isEas = KindOf(entry) == ResourceKind::EAS;
+        if (!group.level2ValueMap.empty() && !TraitsOf(KindOf(entry)).takesLevels) {
+            findings.Warn(path + ".levels", std::string("a ") + KindName(KindOf(entry)) + " group has no levels");
+        } else if (isEas ? entry.easLevels.count(group.boostBase) == 0
+                         : !group.level2ValueMap.empty() && group.level2ValueMap.count(group.boostBase) == 0) {
+            findings.Warn(path + ".boostBase",
+                          std::to_string(group.boostBase) + " is no level, and nothing is written for it");
+        }
+    }
+
+    /** A floor raises the number, and this node's number falls as the performance rises. */
+    void CheckScale(PerfGroupConfig const& group, std::string const& path)
+    {
+        for (std::size_t i = 0; i < group.nodePathVec.size() && group.level2ValueMap.empty(); ++i) {
+            std::string const& node = group.nodePathVec[i];
+            if (node.find("pwrlevel", node.rfind('/') + 1) != std::string::npos) {
+                findings.Warn(Indexed(path, i), node + " falls as the performance rises, and a boost would slow it "
+                                                       "down; describe it by levels, the least performance first");
+            }
+        }
+    }
+
+    void CheckProbe()
+    {
+        ProbeEvent const& probe = platform.probe;
+        bool isAny = false;
+        for (auto const& [path, id, boost] : {std::tuple("probe.cpuM", PERF_QOS_CPU_M, probe.cpuM),
+                                              {"probe.cpuB", PERF_QOS_CPU_B, probe.cpuB},
+                                              {"probe.gpu", PERF_QOS_GPU, probe.gpu}}) {
+            isAny = isAny || boost != 0;
+            QosEntry const* const entry = boost == 0 ? nullptr : FindQos(platform, id);
+            if (entry != nullptr && IsBuilt(*entry, platform.control)) {
+                auto const group = Revised(*entry, SelectedGroups(*entry, platform.control).front(),
+                                           SortedFrequencies(*entry), platform.control.chipType);
+                CheckBoost(path, *entry, group, boost);
+            } else if (boost != 0) {
+                findings.Warn(path, "resource " + std::to_string(id) + " is not on this platform: no probe starts");
+            }
+        }
+        if (!isAny) {
+            findings.Warn("probe", "boosts nothing, and would be refused");
+        }
+        if (probe.duration == 0) {
+            findings.Warn("probe.duration", "0 ms ends a probe at its start");
+        }
+        if (platform.events.empty()) {
+            findings.Warn("probe", "is loaded together with events only, and there is none");
+        }
+    }
+
+    /** A probe's value goes to the group as it is. */
+    void CheckBoost(char const* path, QosEntry const& entry, PerfGroupConfig const& group, long long boost)
+    {
+        bool const openEnded = entry.overwriteMaxFreq && entry.frequencies.empty();
+        if (boost < group.availableMin || (boost > group.availableMax && !openEnded)) {
+            findings.Warn(path, std::to_string(boost) + " is outside " + std::to_string(group.availableMin) + " .. " +
+                                    std::to_string(group.availableMax) + ", and a probe's value is never checked");
+        }
     }
 
     void CheckName(std::string const& name, std::string const& path)
@@ -75,6 +172,10 @@ private:
             findings.Warn(
                 path + ".name",
                 name + " is the name of another resource, which is the one that scripts reach by it; rename one");
+        }
+        if (std::any_of(name.begin(), name.end(),
+                        [](unsigned char letter) { return std::isgraph(letter) == 0 && letter < 128; })) {
+            findings.Warn(path + ".name", "a script cannot name what has blanks or control characters; use a word");
         }
         if (!name.empty() && name.find_first_not_of("0123456789") == std::string::npos) {
             findings.Warn(path + ".name",
@@ -137,10 +238,20 @@ private:
         }
     }
 
+    void CheckOperations(GroupInfo const& info, std::string const& path)
+    {
+        if (info.operations.empty()) {
+            findings.Warn(path, "there is neither a boost nor a limit");
+        }
+    }
+
     template <typename Items> void CheckItems(Items const& items, std::string const& path)
     {
         for (std::size_t i = 0; i < items.size(); ++i) {
             CheckIsOn(Indexed(path, i) + ".id", items[i].qosId);
+            for (std::size_t group = 0; group < items[i].groupInfos.size(); ++group) {
+                CheckOperations(items[i].groupInfos[group], Indexed(Indexed(path, i) + ".groups", group));
+            }
         }
     }
 
@@ -148,6 +259,7 @@ private:
     {
         QosEntry const* const entry = FindQos(platform, id);
         if (entry == nullptr) {
+            findings.Warn(path, "there is no resource " + std::to_string(id) + ", and it is left out");
             return;
         }
         std::string const off = SwitchedOffBy(*entry, platform.control);
@@ -161,7 +273,9 @@ private:
     {
         std::map<std::pair<unsigned int, PerfOperationType>, std::size_t> last;
         for (std::size_t i = 0; i < phases.size(); ++i) {
-            for (GroupInfo const& info : phases[i].groupInfos) {
+            for (std::size_t group = 0; group < phases[i].groupInfos.size(); ++group) {
+                GroupInfo const& info = phases[i].groupInfos[group];
+                CheckOperations(info, Indexed(Indexed(path, i) + ".groups", group));
                 for (auto const& [operation, value] : info.operations) {
                     auto const [before, isNew] = last.emplace(std::make_pair(info.groupId, operation), i);
                     if (!isNew && before->second + 1 < i) {

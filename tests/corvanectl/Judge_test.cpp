@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "tools/corvanectl/commands/Calls.h"
+#include "tools/corvanectl/commands/Explain.h"
+#include "tools/corvanectl/nodes/SandboxNodes.h"
+#include "tools/corvanectl/platform/Reader.h"
+#include "tools/corvanectl/platform/check/PlatformCheck.h"
+#include "tools/corvanectl/program/EmbeddedFiles.h"
+#include "tools/corvanectl/session/Ledger.h"
+#include "tools/corvanectl/session/LibraryVoice.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/** What the check has against a platform file. */
+std::vector<std::string> Faults(std::string const& text)
+{
+    Findings findings;
+    CheckPlatform(ReadPlatform("platform", text, findings), findings);
+    std::vector<std::string> faults;
+    for (Finding const& finding : findings.All()) {
+        faults.push_back((finding.isWarning ? "warning: " : "") + finding.path + ": " + finding.text);
+    }
+    return faults;
+}
+
+std::string SingleValue(std::string const& group, std::string const& asked)
+{
+    return R"({"qos": [{"id": 20, "name": "KNOB", "groups": [{)" + group + R"(, "nodes": ["/knob"]}]}],
+               "scenarios": [{"id": 0, "qos": [{"id": 20, "groups": [{)" +
+           asked + "}]}]}]}";
+}
+
+/** Eight clamping groups with a level that switches the global boost off, and one that switches it on. */
+std::string Eas(std::string const& asked)
+{
+    std::string groups;
+    for (int i = 0; i < 8; ++i) {
+        groups += (i == 0 ? "" : ", ") + (R"({"name": "G)" + std::to_string(i) + R"(", "id": )") + std::to_string(i) +
+                  R"(, "clampOutOfRange": true, "nodes": ["/g)" + std::to_string(i) + R"("]})";
+    }
+    return R"({"qos": [{"id": 9, "name": "EAS", "boostMin": 0, "boostMax": 100, "globalBoostNode": "/global",
+               "levelToValueMap": {"0": {"schedtuneBoost": 0, "globalBoost": 0},
+                                   "1": {"schedtuneBoost": 10, "globalBoost": 1}},
+               "groups": [)" +
+           groups + R"(]}], "scenarios": [{"id": 0, "qos": [{"id": 9, "groups": [)" + asked + "]}]}]}";
+}
+
+/** The sample platform, played in a sandbox. */
+class Played : public testing::Test {
+protected:
+    Played() : voice(story), session(ReadPlatform("sample", SAMPLE_PLATFORM, unread), nodes, story, time, stop) {}
+
+    void Hold(int pid, std::string const& name, PerfQosId qos, PerfOperationType operation, int value)
+    {
+        Held asked;
+        asked.what = "request";
+        asked.pid = pid;
+        asked.name = name;
+        asked.infos = {{qos, {{0, {{operation, value}}}}}};
+        CallFor(session, asked);
+        session.Settle();
+    }
+
+    StopSignal const stop;
+    SessionTime time{SessionTime::Kind::VIRTUAL};
+    SandboxNodes nodes;
+    Story story;
+    LibraryVoice const voice;
+    Findings unread;
+    Session session;
+};
+
+} // namespace
+
+TEST(Check, ComparesABoostWithItsLimitOnlyWhenBothAreClamped)
+{
+    std::string const clamping = R"("availableMin": 0, "availableMax": 3000, "clampOutOfRange": true)";
+    EXPECT_THAT(Faults(SingleValue(clamping, R"("boost": 5000, "limit": 3000)")), ElementsAre());
+    EXPECT_THAT(Faults(SingleValue(clamping, R"("boost": 5000, "limit": 2999)")),
+                ElementsAre("scenarios[0].qos[0].groups[0]: boost value 3000 larger than limit value 2999"));
+}
+
+TEST(Check, LooksAtTheGlobalBoostOfClampedLevels)
+{
+    EXPECT_THAT(Faults(Eas(R"({"id": 0, "boost": 99}, {"id": 1, "limit": 1})")), ElementsAre());
+    EXPECT_THAT(Faults(Eas(R"({"id": 0, "boost": 99}, {"id": 1, "limit": 0})")),
+                ElementsAre("scenarios[0].qos[0].groups[1]: boostValue(1) larger than limitValue(0) (a boost switches "
+                            "the global boost on and a limit switches it off)"));
+}
+
+TEST(Check, WarnsOfWhatIsTakenAndHardlyMeant)
+{
+    std::string const range = R"("availableMin": 1, "availableMax": 9)";
+    std::string text = SingleValue(range, R"("boost": 5)");
+    text.replace(text.find("KNOB"), 4, "MY KNOB");
+    text.replace(text.find("\"/knob\""), 7, "\"/gpu/max_pwrlevel\"");
+    EXPECT_THAT(
+        Faults(text),
+        ElementsAre("warning: qos[0].name: a script cannot name what has blanks or control characters; use a word",
+                    HasSubstr("warning: qos[0].groups[0].nodes[0]: /gpu/max_pwrlevel falls as the performance")));
+    text = Eas(R"({"id": 0, "boost": 1})");
+    text.replace(text.find("[\"/g3\"]"), 7, "[]");
+    EXPECT_THAT(Faults(text), ElementsAre("scenarios[0].qos[0].id: resource 9 is not on this platform"));
+    text.erase(text.find(", \"scenarios\""));
+    EXPECT_THAT(Faults(text + "}"),
+                ElementsAre("warning: qos[0].groups: a group without nodes leaves out the other 7 as "
+                            "well; leave out that group, or give it nodes"));
+}
+
+TEST_F(Played, HandlesThatDumpsShowAlikeAreToldApart)
+{
+    Hold(1, "first", 0, PERF_OPERATION_BOOST, 1401600);
+    for (int i = 0; i < 1023; ++i) {
+        Hold(3, "", 3, PERF_OPERATION_BOOST, 257000000);
+        CallRelease(session, {3, session.Claims().LastOf(3)});
+    }
+    Hold(2, "second", 0, PERF_OPERATION_LIMIT, 1017600);
+    std::string const text = Explain(session, 0, std::nullopt);
+    EXPECT_THAT(text, HasSubstr("base 1401600 by request \"first\" (handle 1) of process 1,"));
+    EXPECT_THAT(text, HasSubstr("base 1017600 by request \"second\" (handle 1025) of process 2,"));
+}
+
+TEST_F(Played, TheTableOfNodesNamesWhoeverHoldsEach)
+{
+    Hold(1, "first", 0, PERF_OPERATION_BOOST, 1401600);
+    Hold(2, "second", 0, PERF_OPERATION_LIMIT, 1017600);
+    std::string const table = NodeTable(session);
+    auto const row = [&table](std::string const& node) {
+        std::size_t const at = table.find(node);
+        std::istringstream words(table.substr(at, table.find('\n', at) - at));
+        std::string text;
+        for (std::string word; words >> word;) {
+            text += word + " ";
+        }
+        return text;
+    };
+    std::string const folder = "/sys/devices/system/cpu/cpufreq/policy0/scaling_";
+    EXPECT_EQ(row(folder + "min_freq"), folder + "min_freq 1017600 300000 request \"second\" (handle 2) of process 2 ");
+    EXPECT_EQ(row(folder + "max_freq"),
+              folder + "max_freq 1017600 1804800 request \"second\" (handle 2) of process 2 ");
+    EXPECT_EQ(row("/dev/memory_bandwidth").substr(0, 22), "/dev/memory_bandwidth ");
+    EXPECT_EQ(row("/proc/thread_bind"), "/proc/thread_bind nothing - no thread is bound ");
+    EXPECT_EQ(ExplainNode(session, folder + "min_freq"), Explain(session, 0, 0U));
+    EXPECT_EQ(ExplainNode(session, "/proc/thread_bind"), "    no thread is bound\n");
+}
+
+TEST(Ledger, CountsWhatEndsByItselfFromTheCallAsTheLibraryDoes)
+{
+    PerfTimePoint const call{std::chrono::hours(1)};
+    Held held;
+    held.duration = 100;
+    Ledger ledger;
+    ledger.Hear({call, Asked{"request"}});
+    ledger.Hear({call + std::chrono::milliseconds(5), held});
+    EXPECT_EQ(ledger.Outstanding(call + std::chrono::milliseconds(99)).size(), 1u);
+    EXPECT_TRUE(ledger.Outstanding(call + std::chrono::milliseconds(100)).empty());
+}

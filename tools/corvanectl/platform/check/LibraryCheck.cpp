@@ -1,0 +1,462 @@
+// SPDX-License-Identifier: Apache-2.0
+
+#include "catalogue/EventManager.h"
+#include "catalogue/ScenarioManager.h"
+#include "catalogue/WorkModeManager.h"
+#include "resource/ResourceManager.h"
+#include "sandbox/Sandbox.h"
+#include "tools/corvanectl/platform/FrequencyList.h"
+#include "tools/corvanectl/platform/LibraryLog.h"
+#include "tools/corvanectl/platform/PlatformConfigs.h"
+#include "tools/corvanectl/platform/check/PlatformCheck.h"
+
+#include <corvane/ConfigManager.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <utility>
+
+namespace {
+
+/** The field that a line of the library is about, by the words that it says it with. The first that fit count. */
+std::string FieldOf(std::string const& line)
+{
+    static std::pair<char const*, char const*> const WORDS[] = {
+        {"available min", ".availableMin"},
+        {"base range", ".limitBase"},
+        {"boost base", ".boostBase"},
+        {"group value size", ".levels"},
+        {"level2value", ".levels"},
+        {"levelToValueMap", ".levelToValueMap"},
+        {"EAS", ".levelToValueMap"},
+        {"freq list", ".freqListNode"},
+        {"PerfQosFreqConfig", ".freqListNode"},
+        {"ath", ".nodes"},
+        {"group id", ".id"},
+        {"invalid qos id", ".id"},
+        {"event id", ".id"},
+        {"scenario id", ".id"},
+        {"group num", ".groups"},
+        {"empty group", ".groups"},
+        {"duration", ".duration"},
+    };
+    for (auto const& [word, field] : WORDS) {
+        if (line.find(word) != std::string::npos) {
+            return field;
+        }
+    }
+    return "";
+}
+
+/**
+ * Puts a platform to the library piece by piece: what it refuses is a fault, and nothing else is. Each record goes by
+ * the name of its place in the file, which the library's lines then say.
+ */
+class LibraryCheck {
+public:
+    LibraryCheck(Platform const& checked, Findings& list)
+        : platform(NamedByPlace(checked)), findings(list),
+          configs(platform, [this](std::string const& node) { return PlaceOf(node); })
+    {
+        for (QosEntry const& entry : platform.qos) {
+            if (!entry.freqListNode.empty()) {
+                lists.AddFile(ListOf(entry), CoveringFrequencies(entry));
+            }
+        }
+    }
+
+    void Run()
+    {
+        CheckMode();
+        CheckResources();
+        CaughtLines const unheard;
+        static_cast<void>(manager.Init({0, accepted, ControlOf()}, {}, {}, {}));
+        CheckEvents();
+        CheckScenarios();
+        CheckHints();
+    }
+
+private:
+    /** A path that exists whatever the file calls it; other nodes are never opened here. */
+    std::string PlaceOf(std::string const& node) const
+    {
+        for (QosEntry const& entry : platform.qos) {
+            if (!node.empty() && node == entry.freqListNode) {
+                return lists.Path(ListOf(entry));
+            }
+        }
+        return node;
+    }
+
+    static std::string ListOf(QosEntry const& entry) { return entry.name + ".list"; }
+
+    static Platform NamedByPlace(Platform platform)
+    {
+        for (std::size_t i = 0; i < platform.qos.size(); ++i) {
+            platform.qos[i].name = Indexed("qos", i);
+            for (std::size_t group = 0; group < platform.qos[i].groups.size(); ++group) {
+                platform.qos[i].groups[group].name = Indexed(platform.qos[i].name + ".groups", group);
+            }
+        }
+        return platform;
+    }
+
+    void Add(std::string const& path, std::string const& why) { findings.Add(path + FieldOf(why), why); }
+
+    void CheckMode()
+    {
+        CaughtLines const said;
+        if (WorkModeManager().InitWorkMode(platform.control.workMode) != 0) {
+            findings.Add("control.workMode", said.Why());
+        }
+    }
+
+    /** The platform's switches, with a mode that is valid whatever the file says. */
+    PerfConfigControlInfo ControlOf() const
+    {
+        PerfConfigControlInfo control = platform.control;
+        control.workMode = PERF_WORK_MODE_DEFAULT;
+        return control;
+    }
+
+    void CheckResources()
+    {
+        std::map<PerfQosId, std::string> seen;
+        for (QosEntry const& entry : platform.qos) {
+            auto const [first, isNew] = seen.emplace(entry.id, entry.name);
+            if (findings.AnyUnreadableUnder(entry.name)) {
+                inDoubt.insert(entry.id);
+            } else if (!isNew) {
+                findings.Add(entry.name + ".id",
+                             std::to_string(entry.id) + " is the id of " + first->second + " already");
+                inDoubt.insert(entry.id);
+            } else if (CheckResource(entry)) {
+                accepted.emplace(entry.id, configs.Of(entry.id));
+            } else {
+                inDoubt.insert(entry.id);
+            }
+        }
+    }
+
+    bool CheckResource(QosEntry const& entry)
+    {
+        std::map<PerfQosId, PerfQosConfig*> const alone = {{entry.id, configs.Of(entry.id)}};
+        CaughtLines const said;
+        if (configs.FitToDevice(entry) == 0 && ResourceManager().Init({0, alone, ControlOf()}) == 0) {
+            return true;
+        }
+        std::string const why = said.Why();
+        std::string const name = said.Name();
+        std::size_t const group = why.find(entry.name + ".groups["); // of whose id it speaks
+        if (group != std::string::npos) {
+            Add(why.substr(group, why.find(']', group + entry.name.size() + 8) + 1 - group), why);
+        } else if (name.rfind(entry.name, 0) == 0) {
+            findings.Add(PlaceIn(name, entry, why), why);
+        } else if (!name.empty()) {
+            findings.Add(entry.name + ".globalBoostNode", why); // of the one group that the file has no name for
+        } else if (KindOf(entry) == ResourceKind::UNKNOWN && !entry.groups.empty()) {
+            findings.Add(entry.name + ".groups[0].nodes",
+                         Count(entry.groups[0].nodePathVec.size(), "node") +
+                             " and no levels fit no kind of resource: 1 is a single value, 2 a frequency");
+        } else {
+            Add(entry.name, why);
+        }
+        return false;
+    }
+
+    /** @return the field below a resource or a group, and in it the element. */
+    std::string PlaceIn(std::string const& path, QosEntry const& entry, std::string const& why) const
+    {
+        std::string const field = FieldOf(why);
+        for (auto const& [level, value] : entry.easLevels) {
+            CaughtLines const unheard;
+            PerfQosEasConfig alone(entry.name, {}, {{level, value}}, entry.boostMin, entry.boostMax, "");
+            if (field == ".levelToValueMap" && alone.ReviseGroupConfigValue(platform.control.chipType) != 0) {
+                return path + field + "." + std::to_string(level);
+            }
+        }
+        auto const group = std::find_if(entry.groups.begin(), entry.groups.end(),
+                                        [&path](PerfGroupConfig const& each) { return each.name == path; });
+        if (group == entry.groups.end()) {
+            return path + field;
+        }
+        auto const& nodes = group->nodePathVec;
+        auto const empty = std::find(nodes.begin(), nodes.end(), "");
+        if (field == ".nodes" && empty != nodes.end()) {
+            return Indexed(path + field, static_cast<std::size_t>(empty - nodes.begin()));
+        }
+        for (auto const& [level, texts] : group->level2ValueMap) {
+            if (field == ".levels" && why.find("size " + std::to_string(texts.size()) + ",") != std::string::npos) {
+                return path + field + "." + std::to_string(level);
+            }
+        }
+        return path + field;
+    }
+
+    /**
+     * Finds what in a list the library refuses: an element that it refuses by itself, of which inside looks for the
+     * part, or one that does not go with those before it.
+     * @param ask says why a list is refused; nothing if it is not.
+     * @param inside returns whether it has found anything.
+     * @return whether anything was found.
+     */
+    template <typename Item, typename Ask, typename Inside>
+    bool Narrow(std::string const& path, std::vector<Item> const& items, Ask const& ask, Inside const& inside)
+    {
+        if (items.empty() && !findings.AnyUnreadableUnder(path)) {
+            findings.Add(path, "there is nothing in it");
+            return true;
+        }
+        if (!findings.AnyUnreadableUnder(path) && ask(items).empty()) {
+            return false;
+        }
+        std::vector<Item> kept;
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            std::string const where = Indexed(path, i);
+            if (findings.AnyUnreadableUnder(where)) {
+                continue; // what it asks for is not known
+            }
+            std::string why = ask(std::vector<Item>{items[i]});
+            if (!why.empty()) {
+                if (!inside(where, items[i])) {
+                    Add(where, why);
+                }
+                continue;
+            }
+            kept.push_back(items[i]);
+            why = ask(kept);
+            if (!why.empty()) {
+                findings.Add(where + (why.find("duplicate") == std::string::npos ? "" : ".id"), why);
+                kept.pop_back();
+            }
+        }
+        return true;
+    }
+
+    template <typename Ask> bool InGroups(std::string const& path, std::vector<GroupInfo> const& groups, Ask const& ask)
+    {
+        return Narrow(path, groups, ask, [&](std::string const& where, GroupInfo const& group) {
+            bool isAny = false;
+            for (auto const& operation : group.operations) {
+                std::string const why = ask(std::vector<GroupInfo>{{group.groupId, {operation}}});
+                if (!why.empty() && FieldOf(why).empty()) {
+                    findings.Add(where + (operation.first == PERF_OPERATION_BOOST ? ".boost" : ".limit"), why);
+                    isAny = true;
+                }
+            }
+            return isAny;
+        });
+    }
+
+    static std::string Verdict(bool isTaken, CaughtLines const& said)
+    {
+        std::string const why = isTaken ? "" : said.Why();
+        return isTaken || !why.empty() ? why : "is refused";
+    }
+
+    /** Leaves out what concerns resources in doubt. @return whether there was such. */
+    template <typename Item> bool DropDoubtful(std::vector<Item>& items) const
+    {
+        auto const doubtful = std::remove_if(items.begin(), items.end(),
+                                             [this](Item const& item) { return inDoubt.count(item.qosId) != 0; });
+        bool const isAny = doubtful != items.end();
+        items.erase(doubtful, items.end());
+        return isAny;
+    }
+
+    std::string AgainstEvents(std::vector<ConfigurableEvent> events)
+    {
+        auto const isUnknown = [this](ConfigurableEvent& event) {
+            return DropDoubtful(event.qosCommands) && event.qosCommands.empty();
+        };
+        events.erase(std::remove_if(events.begin(), events.end(), isUnknown), events.end());
+        CaughtLines const said;
+        PerfEventTable table = EventManager().Init(events);
+        return Verdict(events.empty() || (!table.empty() && manager.EventValidate(table) == 0), said);
+    }
+
+    std::string AgainstScenarios(std::vector<ConfigurableScenario> scenarios)
+    {
+        auto const isUnknown = [this](ConfigurableScenario& scenario) {
+            return DropDoubtful(scenario.qosItems) && scenario.qosItems.empty();
+        };
+        scenarios.erase(std::remove_if(scenarios.begin(), scenarios.end(), isUnknown), scenarios.end());
+        CaughtLines const said;
+        PerfScenarioTable table = ScenarioManager().Init(scenarios);
+        return Verdict(scenarios.empty() || (!table.empty() && manager.ScenarioValidate(table) == 0), said);
+    }
+
+    std::string AgainstRequest(std::vector<PerfRequestInfo> infos)
+    {
+        if (DropDoubtful(infos) && infos.empty()) {
+            return "";
+        }
+        CaughtLines const said;
+        PerfCommandType type = PERF_COMMAND_LONG_START;
+        PerfQosId missing = 0;
+        auto request = manager.RequestFilter(infos);
+        if (request.empty()) {
+            return "asks for no boost and no limit";
+        }
+        bool const isTaken = manager.PreHandleEasBaseCommand(0, type, infos) == 0 &&
+                             manager.RequestValidate(type, request, missing) == 0;
+        return Verdict(isTaken, said);
+    }
+
+    /** Whether the library has no resource of this id. */
+    bool IsMissing(PerfQosId id)
+    {
+        CaughtLines const unheard;
+        PerfQosId missing = 0;
+        std::vector<QosInfoInt> part = {{id, {}}};
+        static_cast<void>(manager.RequestValidate(PERF_COMMAND_LONG_START, part, missing));
+        return part.empty() && inDoubt.count(id) == 0;
+    }
+
+    std::string WhyMissing(PerfQosId id) const
+    {
+        QosEntry const* const entry = FindQos(platform, id);
+        std::string const number = "resource " + std::to_string(id);
+        if (entry == nullptr) {
+            return "there is no " + number;
+        }
+        std::string const off = SwitchedOffBy(*entry, platform.control);
+        return number + " is not on this platform" + (off.empty() ? "" : " without " + off);
+    }
+
+    void CheckEvents()
+    {
+        auto const ask = [this](std::vector<ConfigurableEvent> const& events) { return AgainstEvents(events); };
+        if (!platform.events.empty()) {
+            Narrow("events", platform.events, ask, [this](std::string const& path, ConfigurableEvent const& event) {
+                return InCommands(path + ".qos", event.qosCommands);
+            });
+        }
+    }
+
+    bool InCommands(std::string const& path, std::vector<QosCommand> const& commands)
+    {
+        auto const ask = [this](std::vector<QosCommand> const& some) { return AgainstEvents({{0, some}}); };
+        return Narrow(path, commands, ask, [this](std::string const& where, QosCommand const& command) {
+            return InPhases(where + ".phases", command);
+        });
+    }
+
+    bool InPhases(std::string const& path, QosCommand const& command)
+    {
+        auto const ask = [this, &command](std::vector<EventPhase> const& phases) {
+            return AgainstEvents({{0, {{command.qosId, phases}}}});
+        };
+        return Narrow(path, command.phases, ask, [&](std::string const& where, EventPhase const& phase) {
+            return InGroups(where + ".groups", phase.groupInfos, [&](std::vector<GroupInfo> const& groups) {
+                return ask(std::vector<EventPhase>{{PERF_DURATION_MIN_MS, groups}});
+            });
+        });
+    }
+
+    /** Items of a scenario or a request, whose resources must all be there. */
+    template <typename Item, typename Ask>
+    bool InItems(std::string const& path, std::vector<Item> const& items, Ask const& ask)
+    {
+        bool isAny = false;
+        for (std::size_t i = 0; i < items.size(); ++i) {
+            if (IsMissing(items[i].qosId)) {
+                findings.Add(Indexed(path, i) + ".id", WhyMissing(items[i].qosId));
+                isAny = true;
+            }
+        }
+        return isAny || Narrow(path, items, ask, [&](std::string const& where, Item const& item) {
+                   return InGroups(where + ".groups", item.groupInfos, [&](std::vector<GroupInfo> const& groups) {
+                       return ask(std::vector<Item>{{item.qosId, groups}});
+                   });
+               });
+    }
+
+    void CheckScenarios()
+    {
+        auto const ask = [this](std::vector<ConfigurableScenario> const& scenarios) {
+            return AgainstScenarios(scenarios);
+        };
+        if (platform.scenarios.empty()) {
+            return;
+        }
+        Narrow("scenarios", platform.scenarios, ask,
+               [this](std::string const& path, ConfigurableScenario const& scenario) {
+                   return InItems(path + ".qos", scenario.qosItems, [this](std::vector<ScenarioQosItem> const& items) {
+                       return AgainstScenarios({{0, items}});
+                   });
+               });
+    }
+
+    void CheckHints()
+    {
+        std::set<std::string> names;
+        for (std::size_t i = 0; i < platform.hints.size(); ++i) {
+            NamedHint const& hint = platform.hints[i];
+            std::string const path = Indexed("hints", i);
+            if (findings.AnyUnreadableUnder(path)) {
+                continue;
+            }
+            if (!names.insert(hint.name).second) {
+                findings.Add(path + ".name", hint.name + " is the name of another hint already");
+            }
+            CheckHint(path, hint);
+        }
+    }
+
+    void CheckHint(std::string const& path, NamedHint const& hint)
+    {
+        auto const hasEvent = [&](ConfigurableEvent const& event) { return event.eventId == hint.event; };
+        auto const hasScenario = [&](ConfigurableScenario const& each) { return each.scenarioId == hint.scenario; };
+        auto const& events = platform.events;
+        auto const& scenarios = platform.scenarios;
+        if (hint.event && std::none_of(events.begin(), events.end(), hasEvent)) {
+            findings.Add(path + ".event", "there is no event " + std::to_string(*hint.event));
+        } else if (hint.scenario && std::none_of(scenarios.begin(), scenarios.end(), hasScenario)) {
+            findings.Add(path + ".scenario", "there is no scenario " + std::to_string(*hint.scenario));
+        } else if (!hint.event && !hint.scenario) {
+            CheckRequest(path, hint);
+        }
+    }
+
+    void CheckRequest(std::string const& path, NamedHint const& hint)
+    {
+        // A phase has the bounds of a request.
+        std::string const against =
+            hint.duration == 0 ? "" : AgainstEvents({{0, {{PERF_QOS_ID_COUNT, {{hint.duration, {{0, {}}}}}}}}});
+        if (!against.empty()) {
+            Add(path, against);
+        }
+        if (hint.infos.empty()) {
+            findings.Add(path, "there is neither an event nor a scenario nor a resource");
+        } else {
+            std::vector<PerfRequestInfo> infos = hint.infos;
+            for (PerfRequestInfo& info : infos) {
+                info.qosId = info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId; // whose base values it sets
+            }
+            InItems(path + ".qos", infos,
+                    [this](std::vector<PerfRequestInfo> const& some) { return AgainstRequest(some); });
+        }
+    }
+
+    Platform const platform;
+    Findings& findings;
+    Sandbox lists;
+    PlatformConfigs configs;
+    std::map<PerfQosId, PerfQosConfig*> accepted;
+    std::set<PerfQosId> inDoubt; ///< resources that are not accepted
+    ConfigManager manager;       ///< of what is accepted
+};
+
+} // namespace
+
+std::string Indexed(std::string const& list, std::size_t index)
+{
+    return list + "[" + std::to_string(index) + "]";
+}
+
+void CheckLibrary(Platform const& platform, Findings& findings)
+{
+    LibraryCheck(platform, findings).Run();
+}
