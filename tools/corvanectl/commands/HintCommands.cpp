@@ -9,6 +9,8 @@
 #include "tools/corvanectl/session/SessionTime.h"
 
 #include <algorithm>
+#include <optional>
+#include <set>
 
 namespace {
 
@@ -25,54 +27,104 @@ NamedHint const& FindHint(Session const& session, std::string const& name)
     return *found;
 }
 
-/** A hint that is held already is held on: its name stands for one handle. */
-void Start(Session& session, NamedHint const& hint)
+/** @return the handle under which the hint is held, if it is. */
+std::optional<unsigned long long> HandleOf(Session const& session, NamedHint const& hint)
 {
     for (Ledger::Entry const& entry : session.Claims().Outstanding(SessionTime::Now())) {
-        if (entry.held.name == hint.name) {
-            session.Tell(Told{"    " + hint.name + " is held already"});
-            return;
+        if (entry.held.name == hint.name && entry.held.pid == HINT_PID) {
+            return entry.held.handle;
         }
+    }
+    return std::nullopt;
+}
+
+/** What has a duration begins anew, like an event: what is asked for first, so that no node falls back between. */
+void StartHeld(Session& session, NamedHint const& hint)
+{
+    auto const before = HandleOf(session, hint);
+    if (before && hint.duration == 0) {
+        session.Tell(Told{"    " + hint.name + " is held already"});
+        return;
     }
     Held held;
     held.name = hint.name;
     held.pid = HINT_PID;
-    if (hint.scenario) {
-        held.what = "scenario";
-        held.id = *hint.scenario;
-    } else {
-        held.what = "request";
-        held.duration = hint.duration;
-        held.infos = hint.infos;
-    }
+    held.what = hint.scenario ? "scenario" : "request";
+    held.id = hint.scenario.value_or(0);
+    held.duration = hint.duration;
+    held.infos = hint.infos;
     CallFor(session, held);
+    if (before) {
+        CallRelease(session, {HINT_PID, *before});
+    }
 }
 
-void Stop(Session& session, NamedHint const& hint)
+bool IsRunning(Session const& session, PerfEventId event)
 {
-    auto const handle = session.Claims().Named(hint.name);
-    if (!handle) {
-        throw InputError(hint.name + " has not been started");
+    auto const running = session.Claims().Running(SessionTime::Now());
+    return std::any_of(running.begin(), running.end(), [event](Ledger::Trigger const& trigger) {
+        return trigger.triggered.what == "event" && trigger.triggered.id == event;
+    });
+}
+
+/** Stops what the hint itself is, if that has not ended. */
+void StopOwn(Session& session, NamedHint const& hint)
+{
+    auto const handle = HandleOf(session, hint);
+    if (hint.event && IsRunning(session, *hint.event)) {
+        CallEvent(session, *hint.event, {0});
+    } else if (handle) {
+        CallRelease(session, {HINT_PID, *handle});
+    } else {
+        session.Tell(Told{"    " + hint.name + " is not held"});
     }
-    CallRelease(session, {HINT_PID, *handle});
+}
+
+using Names = std::set<std::string>;
+
+/** @param passed have had their turn: hints may start one another in a circle. */
+void StopHint(Session& session, NamedHint const& hint, Names& passed)
+{
+    if (!passed.insert(hint.name).second) {
+        return;
+    }
+    if (hint.event || hint.scenario || !hint.infos.empty()) {
+        StopOwn(session, hint);
+    }
+    for (std::string const& other : hint.starts) {
+        StopHint(session, FindHint(session, other), passed);
+    }
+}
+
+void StartHint(Session& session, NamedHint const& hint, Names& passed)
+{
+    if (!passed.insert(hint.name).second) {
+        return;
+    }
+    for (std::string const& other : hint.ends) {
+        Names stopped;
+        StopHint(session, FindHint(session, other), stopped);
+    }
+    if (hint.event) {
+        CallEvent(session, *hint.event, {1});
+    } else if (hint.scenario || !hint.infos.empty()) {
+        StartHeld(session, hint);
+    }
+    for (std::string const& other : hint.starts) {
+        StartHint(session, FindHint(session, other), passed);
+    }
 }
 
 void Hint(Interpreter& interpreter, Words& words)
 {
-    Session& session = interpreter.Live();
-    NamedHint const& hint = FindHint(session, words.Take("the name of a hint"));
+    NamedHint const& hint = FindHint(interpreter.Live(), words.Take("the name of a hint"));
     bool const start = words.TakeIf("start");
     if (!start && !words.TakeIf("stop")) {
         throw InputError("neither start nor stop");
     }
     words.End();
-    if (hint.event) {
-        CallEvent(session, *hint.event, {start ? 1U : 0U});
-    } else if (start) {
-        Start(session, hint);
-    } else {
-        Stop(session, hint);
-    }
+    Names passed;
+    (start ? StartHint : StopHint)(interpreter.Live(), hint, passed);
 }
 
 } // namespace

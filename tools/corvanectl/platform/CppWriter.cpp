@@ -197,11 +197,24 @@ template <typename Id> std::string Ids(std::vector<NamedHint> const& hints, std:
     });
 }
 
+std::string OtherHints(std::vector<NamedHint> const& hints, std::vector<std::string> NamedHint::*others)
+{
+    std::vector<NamedHint const*> named;
+    for (NamedHint const& hint : hints) {
+        if (!(hint.*others).empty()) {
+            named.push_back(&hint);
+        }
+    }
+    return BracedLines("    ", named, [others](NamedHint const* hint) {
+        return "{" + Quoted(hint->name) + ", " + Braced(hint->*others, Quoted) + "}";
+    });
+}
+
 void WriteHints(std::vector<NamedHint> const& hints, std::ostream& out)
 {
     std::vector<NamedHint> requests;
     for (NamedHint const& hint : hints) {
-        if (!hint.event && !hint.scenario) {
+        if (!hint.infos.empty()) {
             requests.push_back(hint);
         }
     }
@@ -211,8 +224,12 @@ void WriteHints(std::vector<NamedHint> const& hints, std::ostream& out)
         << "    std::map<std::string, PerfEventId> const eventHints = " << Ids(hints, &NamedHint::event) << ";\n"
         << "    std::map<std::string, PerfScenarioId> const scenarioHints = " << Ids(hints, &NamedHint::scenario)
         << ";\n"
-        << "    std::map<std::string, Request> const requestHints = " << BracedLines("    ", requests, Request)
-        << ";\n";
+        << "    std::map<std::string, Request> const requestHints = " << BracedLines("    ", requests, Request) << ";\n"
+        << "    // What a hint starts and stops with itself, and what it ends when it starts.\n"
+        << "    std::map<std::string, std::vector<std::string>> const startedHints = "
+        << OtherHints(hints, &NamedHint::starts) << ";\n"
+        << "    std::map<std::string, std::vector<std::string>> const endedHints = "
+        << OtherHints(hints, &NamedHint::ends) << ";\n";
 }
 
 void WriteConfigs(Platform const& platform, std::ostream& out)

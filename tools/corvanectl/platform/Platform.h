@@ -33,13 +33,18 @@ struct QosEntry {
     std::string globalBoostNode;
 };
 
-/** What is started and stopped by a name: an event or a scenario of the platform or, with neither, a request. */
+/**
+ * What is started and stopped by a name: an event or a scenario of the platform or, with neither, a request. It may
+ * start other hints with it, which stop with it too, and end others when it starts.
+ */
 struct NamedHint {
     std::string name;
     std::optional<PerfEventId> event;
     std::optional<PerfScenarioId> scenario;
     unsigned int duration = 0; ///< ms; 0 until stopped
     std::vector<PerfRequestInfo> infos;
+    std::vector<std::string> starts;
+    std::vector<std::string> ends;
 };
 
 /** A platform file. */

@@ -148,6 +148,11 @@ NamedHint ReadHint(JsonObject& json)
         hint.duration = json.Unsigned("duration", 0);
         json.Objects("qos", [&](JsonObject& qos) { hint.infos.push_back({qos.Unsigned("id"), ReadGroupInfos(qos)}); });
     }
+    for (auto const& [key, names] : {std::pair("starts", &hint.starts), {"ends", &hint.ends}}) {
+        if (json.Has(key)) {
+            *names = json.Texts(key);
+        }
+    }
     return hint;
 }
 

@@ -20,17 +20,17 @@ int Import(ImportOptions const& options)
 {
     PlatformInput source;
     source.file = options.file;
-    std::string const text = ReadTextFile(options.file);
+    std::string const text = WithoutComments(ReadTextFile(options.file));
     Findings wrong;
     Findings lost;
     PowerHints const hints = ReadPowerHints(options.file, text, wrong, lost);
     if (!wrong.Empty()) {
-        source.Print(wrong, text, std::cout);
+        source.Print(wrong, text, std::cerr);
         return STATUS_BAD_INPUT;
     }
     std::filesystem::path const output(options.output);
     ImportedPlatform const imported = ImportPowerHints(hints, output.stem(), lost);
-    source.Print(lost, text, std::cout);
+    source.Print(lost, text, std::cerr);
     std::string const script = std::filesystem::path(output).replace_extension(".txt");
     if (script == options.output) {
         throw InputError(script + ": is what the script beside the platform is to be called");
@@ -40,7 +40,8 @@ int Import(ImportOptions const& options)
     platformFile.Stream() << imported.platform.dump(2) << "\n";
     scriptFile.Stream() << imported.script;
     bool const isWhole = platformFile.Finish() && scriptFile.Finish();
-    std::cout << output.string() << ", " << script << ": " << Count(imported.platform["qos"].size(), "node") << ", "
+    std::cout << output.string() << ", " << script << ": " << Count(hints.nodes.size(), "node") << " in "
+              << Count(imported.platform["qos"].size(), "resource") << ", "
               << Count(imported.platform["hints"].size(), "hint") << ": "
               << Count(imported.platform["events"].size(), "event") << ", "
               << Count(imported.platform["scenarios"].size(), "scenario") << ", the rest requests\n";

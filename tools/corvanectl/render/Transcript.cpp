@@ -68,7 +68,7 @@ void Transcript::Ask(std::string const& line)
     }
 }
 
-/** Briefly, an answer stands behind its command. */
+/** In brief style the answer shares the command's line. */
 void Transcript::Answer(Answered const& answer)
 {
     std::string text = answer.result == 0 ? TextOf(answer) : paint.Red(TextOf(answer));

@@ -402,6 +402,18 @@ private:
                 findings.Add(path + ".name", hint.name + " is the name of another hint already");
             }
             CheckHint(path, hint);
+            CheckOtherHints(path + ".starts", hint.starts);
+            CheckOtherHints(path + ".ends", hint.ends);
+        }
+    }
+
+    void CheckOtherHints(std::string const& path, std::vector<std::string> const& others)
+    {
+        for (std::string const& other : others) {
+            auto const isIt = [&other](NamedHint const& each) { return each.name == other; };
+            if (std::none_of(platform.hints.begin(), platform.hints.end(), isIt)) {
+                findings.Add(path, "there is no hint " + other);
+            }
         }
     }
 
@@ -428,9 +440,9 @@ private:
         if (!against.empty()) {
             Add(path, against);
         }
-        if (hint.infos.empty()) {
-            findings.Add(path, "there is neither an event nor a scenario nor a resource");
-        } else {
+        if (hint.infos.empty() && hint.starts.empty() && hint.ends.empty()) {
+            findings.Add(path, "there is neither an event nor a scenario nor a resource nor another hint");
+        } else if (!hint.infos.empty()) {
             std::vector<PerfRequestInfo> infos = hint.infos;
             for (PerfRequestInfo& info : infos) {
                 info.qosId = info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId; // whose base values it sets

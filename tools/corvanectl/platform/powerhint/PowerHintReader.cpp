@@ -18,9 +18,13 @@ public:
         JsonObject json(file, "", wrong);
         EachOf(json, file, "Nodes", {"Name", "Path", "Values", "DefaultIndex", "ResetOnInit", "HoldFd", "Type"},
                [this](JsonObject& node, std::string const& path) { ReadNode(node, path); });
-        EachOf(json, file, "Actions", {"PowerHint", "Node", "Value", "Duration"},
+        EachOf(json, file, "Actions", {"PowerHint", "Node", "Value", "Duration", "Type"},
                [this](JsonObject& action, std::string const& path) { ReadAction(action, path); });
         LoseOtherKeys(file, "", {"Nodes", "Actions"});
+        if (hints.nodes.empty() && wrong.Empty()) {
+            wrong.Add("Nodes", "there is no node that is a file");
+        }
+        LoseEmptyHints();
         return std::move(hints);
     }
 
@@ -68,7 +72,9 @@ private:
         node.name = ReadName(json, "Name");
         node.path = json.Text("Path");
         node.resetOnInit = json.Bool("ResetOnInit", false);
-        json.Bool("HoldFd", false); // how it is written, not what
+        if (json.Bool("HoldFd", false)) {
+            lost.Warn(json.Path("HoldFd"), node.name + " is not kept open: what holds only meanwhile is gone at once");
+        }
         std::string const type = json.Text("Type", "File");
         node.values = json.Texts("Values");
         if (type == "Property") {
@@ -93,21 +99,49 @@ private:
             wrong.Add(json.Path("Name"), node.name + " is the name of another node already");
             return;
         }
+        auto const [other, isNew] = namesByPath.emplace(node.path, node.name);
+        if (!isNew) {
+            wrong.Add(json.Path("Path"), node.path + " is the path of " + other->second + " already");
+            return;
+        }
         hints.nodes.push_back(std::move(node));
     }
 
     void ReadAction(JsonObject& json, std::string const& path)
     {
-        std::string const hint = ReadName(json, "PowerHint");
-        std::string const node = json.Text("Node");
+        PowerHint& hint = HintOf(ReadName(json, "PowerHint"), path);
+        std::string const type = json.Text("Type", "");
         std::string const value = json.Text("Value");
+        if (type == "DoHint" || type == "EndHint") {
+            (type == "DoHint" ? hint.starts : hint.ends).push_back(value);
+        } else if (type == "MaskHint") {
+            lost.Warn(path, hint.name + " masks " + value + ", and a platform masks nothing");
+        } else if (!type.empty()) {
+            lost.Warn(json.Path("Type"), "\"" + type + "\" has no counterpart in a platform");
+        } else {
+            ReadNodeAction(json, path, value, hint);
+        }
+    }
+
+    PowerHint& HintOf(std::string const& name, std::string const& path)
+    {
+        auto const [position, isNew] = hintPositions.emplace(name, hints.hints.size());
+        if (isNew) {
+            hints.hints.push_back({name, path, {}, {}, {}});
+        }
+        return hints.hints[position->second];
+    }
+
+    void ReadNodeAction(JsonObject& json, std::string const& path, std::string const& value, PowerHint& hint)
+    {
+        std::string const node = json.Text("Node", "");
         HintAction action;
         action.duration = json.Unsigned("Duration", 0);
         action.path = path + (json.Has("Duration") ? ".Duration" : "");
         auto const position = positions.find(node);
         if (position == positions.end()) {
-            lost.Warn(json.Path("Node"),
-                      elsewhere.count(node) != 0 ? node + " is a property" : "there is no node " + node);
+            std::string const why = elsewhere.count(node) != 0 ? node + " is a property" : "there is no node " + node;
+            lost.Warn(node.empty() ? path : json.Path("Node"), node.empty() ? "names no node" : why);
             return;
         }
         action.node = position->second;
@@ -121,26 +155,59 @@ private:
         AddAction(hint, std::move(action));
     }
 
-    void AddAction(std::string const& hint, HintAction action)
+    void AddAction(PowerHint& hint, HintAction action)
     {
-        auto const [position, isNew] = hintPositions.emplace(hint, hints.hints.size());
-        if (isNew) {
-            hints.hints.push_back({hint, {}});
-        }
-        auto& actions = hints.hints[position->second].actions;
-        bool const isTwice = std::any_of(actions.begin(), actions.end(),
+        bool const isTwice = std::any_of(hint.actions.begin(), hint.actions.end(),
                                          [&action](HintAction const& other) { return other.node == action.node; });
         if (isTwice) {
-            lost.Warn(action.path, hint + " asks " + hints.nodes[action.node].name + " for another value already");
+            lost.Warn(action.path, hint.name + " asks " + hints.nodes[action.node].name + " for another value already");
             return;
         }
-        actions.push_back(std::move(action));
+        hint.actions.push_back(std::move(action));
+    }
+
+    /** A hint of which nothing is left is lost, and what would start or end it loses that. */
+    void LoseEmptyHints()
+    {
+        auto const isEmpty = [](PowerHint const& hint) {
+            return hint.actions.empty() && hint.starts.empty() && hint.ends.empty();
+        };
+        auto const empty = std::find_if(hints.hints.begin(), hints.hints.end(), isEmpty);
+        if (empty != hints.hints.end()) {
+            lost.Warn(empty->path, empty->name + " is lost: nothing of it has a counterpart in a platform");
+            hints.hints.erase(empty);
+            LoseEmptyHints();
+            return;
+        }
+        bool anyIsLost = false;
+        for (PowerHint& hint : hints.hints) {
+            anyIsLost = LoseNames(hint, hint.starts) || LoseNames(hint, hint.ends) || anyIsLost;
+        }
+        if (anyIsLost) {
+            LoseEmptyHints();
+        }
+    }
+
+    bool LoseNames(PowerHint const& hint, std::vector<std::string>& names)
+    {
+        auto const isThere = [this](std::string const& name) {
+            return std::any_of(hints.hints.begin(), hints.hints.end(),
+                               [&name](PowerHint const& other) { return other.name == name; });
+        };
+        auto const gone = std::stable_partition(names.begin(), names.end(), isThere);
+        bool const anyIsGone = gone != names.end();
+        for (auto name = gone; name != names.end(); ++name) {
+            lost.Warn(hint.path, hint.name + " starts or ends " + *name + ", which is no hint here");
+        }
+        names.erase(gone, names.end());
+        return anyIsGone;
     }
 
     Findings& wrong;
     Findings& lost;
     PowerHints hints;
-    std::map<std::string, std::size_t> positions; ///< of the nodes
+    std::map<std::string, std::size_t> positions;   ///< of the nodes
+    std::map<std::string, std::string> namesByPath; ///< of the nodes, by path
     std::map<std::string, std::size_t> hintPositions;
     std::set<std::string> elsewhere; ///< the names of what is no file
 };
@@ -150,4 +217,26 @@ private:
 PowerHints ReadPowerHints(std::string const& name, std::string const& text, Findings& wrong, Findings& lost)
 {
     return Reader(wrong, lost).Read(ParseJson(name, text, wrong));
+}
+
+std::string WithoutComments(std::string text)
+{
+    bool isQuoted = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        isQuoted = isQuoted != (text[i] == '"');
+        if (isQuoted && text[i] == '\\') {
+            ++i;
+        }
+        bool const isLine = !isQuoted && text.compare(i, 2, "//") == 0;
+        if (!isLine && (isQuoted || text.compare(i, 2, "/*") != 0)) {
+            continue;
+        }
+        std::size_t const close = text.find(isLine ? "\n" : "*/", i + 2);
+        std::size_t const end = close == std::string::npos ? text.size() : close + (isLine ? 0 : 2);
+        std::replace_if(
+            text.begin() + static_cast<std::ptrdiff_t>(i), text.begin() + static_cast<std::ptrdiff_t>(end),
+            [](char letter) { return letter != '\n'; }, ' ');
+        i = end - 1;
+    }
+    return text;
 }

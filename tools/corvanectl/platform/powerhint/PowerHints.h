@@ -28,7 +28,10 @@ struct HintAction {
 
 struct PowerHint {
     std::string name;
+    std::string path;                ///< of its first action, in the file
     std::vector<HintAction> actions; ///< one for each node
+    std::vector<std::string> starts; ///< other hints, with it
+    std::vector<std::string> ends;   ///< other hints, when it starts
 };
 
 /** A power-hint file in the public format of the platform's own power-hint library. */
@@ -37,8 +40,11 @@ struct PowerHints {
     std::vector<PowerHint> hints; ///< in the order of their first actions
 };
 
+/** @return the text with blanks for comments, of both the kinds that C++ has, so that places stay as they are. */
+std::string WithoutComments(std::string text);
+
 /**
- * Reads a power-hint file.
+ * Reads a power-hint file without its comments.
  * @param wrong takes what cannot be read. @param lost takes what is well, and has no counterpart in a platform.
  * @throws InputError if it is not JSON.
  */
@@ -47,12 +53,12 @@ PowerHints ReadPowerHints(std::string const& name, std::string const& text, Find
 /** What a power-hint file becomes. */
 struct ImportedPlatform {
     Json platform;      ///< in the format of platforms/README.md
-    std::string script; ///< starts and stops every hint once
+    std::string script; ///< starts every hint once, and lets it end or stops it
 };
 
 /**
- * Makes a level map of each node: level 0 is its default, level 1 the last of its values and the highest the first, so
- * that of all that is asked for the highest level wins. A hint that ends by itself becomes an event, any other a
- * scenario; when their ids are used up, a request.
+ * Makes a group of levels of each node: level 0 is its default, level 1 the last of its values and the highest the
+ * first, so that of all that is asked for the highest level wins. What a hint is the first to move becomes one
+ * resource. A hint that ends by itself becomes an event, any other a scenario; when their ids are used up, a request.
  */
 ImportedPlatform ImportPowerHints(PowerHints const& hints, std::string const& name, Findings& lost);
