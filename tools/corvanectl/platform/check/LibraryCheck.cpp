@@ -212,26 +212,43 @@ private:
             return false;
         }
         std::vector<Item> kept;
+        std::vector<std::size_t> indices; // of what is kept
         for (std::size_t i = 0; i < items.size(); ++i) {
             std::string const where = Indexed(path, i);
             if (findings.AnyUnreadableUnder(where)) {
                 continue; // what it asks for is not known
             }
-            std::string why = ask(std::vector<Item>{items[i]});
-            if (!why.empty()) {
-                if (!inside(where, items[i])) {
-                    Add(where, why);
-                }
-                continue;
-            }
-            kept.push_back(items[i]);
-            why = ask(kept);
-            if (!why.empty()) {
-                findings.Add(where + (why.find("duplicate") == std::string::npos ? "" : ".id"), why);
-                kept.pop_back();
+            std::string const why = ask(std::vector<Item>{items[i]});
+            if (why.empty()) {
+                kept.push_back(items[i]);
+                indices.push_back(i);
+            } else if (!inside(where, items[i])) {
+                Add(where, why);
             }
         }
+        NarrowClashes(path, std::move(kept), std::move(indices), ask);
         return true;
+    }
+
+    /** Finds what does not go with those before it, each by bisection: a longer list is refused as well. */
+    template <typename Item, typename Ask>
+    void NarrowClashes(std::string const& path, std::vector<Item> kept, std::vector<std::size_t> indices,
+                       Ask const& ask)
+    {
+        auto const at = [](auto& list, std::size_t index) { return list.begin() + static_cast<std::ptrdiff_t>(index); };
+        std::size_t taken = 0; // so many of the first are taken together
+        auto const clash = [&] { return kept.empty() ? std::string() : ask(kept); }; // nothing is refused as such
+        for (std::string why = clash(); !why.empty(); why = clash()) {
+            std::size_t refused = kept.size();
+            while (taken + 1 < refused) {
+                std::size_t const middle = taken + (refused - taken) / 2;
+                (ask(std::vector<Item>(kept.begin(), at(kept, middle))).empty() ? taken : refused) = middle;
+            }
+            findings.Add(
+                Indexed(path, indices[refused - 1]) + (why.find("duplicate") == std::string::npos ? "" : ".id"), why);
+            kept.erase(at(kept, refused - 1));
+            indices.erase(at(indices, refused - 1));
+        }
     }
 
     template <typename Ask> bool InGroups(std::string const& path, std::vector<GroupInfo> const& groups, Ask const& ask)
