@@ -73,6 +73,7 @@ bool PerfResource::HandlePrintInfoLocked(bool base, std::ostringstream& out)
         baseDump.groups.clear();
     } else {
         out << logText;
+        logState = {}; // nobody asks for it behind the text
     }
     return true;
 }
