@@ -9,7 +9,10 @@
 
 namespace {
 
-/** Meant so: the nodes of a group of this name, and of no other, may be missing without an error line. */
+/**
+ * Service descriptions rely on this name: the nodes of a group that bears it, and of no other, may be missing without an
+ * error line.
+ */
 constexpr char const* SKIPPING_GROUP = "REMAINDER";
 
 } // namespace
