@@ -10,8 +10,8 @@
 namespace {
 
 /**
- * Service descriptions rely on this name: the nodes of a group that bears it, and of no other, may be missing without an
- * error line.
+ * Service descriptions rely on this name: the nodes of a group that bears it, and of no other, may be missing without
+ * an error line.
  */
 constexpr char const* SKIPPING_GROUP = "REMAINDER";
 
