@@ -3,9 +3,12 @@
 // The request path as a client sees it: what a touch or a scroll pays in the calling thread.
 
 #include "bench/BenchPlatform.h"
+#include "command/CommandManager.h"
+#include "sys/PerfTime.h"
 
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <memory>
 
 namespace {
@@ -46,6 +49,32 @@ void BM_RequestAmongOutstanding(benchmark::State& state)
     platform.Settle();
 }
 BENCHMARK(BM_RequestAmongOutstanding)->Arg(0)->Arg(100)->Arg(4000);
+
+/** A long-term request and its release when range(0) handles have just expired. */
+void BM_RequestAmongExpired(benchmark::State& state)
+{
+    for (auto _ : state) {
+        state.PauseTiming();
+        CommandManager manager;
+        PerfTimePoint const now = PerfTime::Now();
+        unsigned long long handle = 0;
+        for (int i = 0; i < state.range(0); ++i) {
+            CommandWrapper timed;
+            timed.cmdType = PERF_COMMAND_SHORT_START;
+            timed.endTime = now;
+            static_cast<void>(manager.RequestHandle(1000 + i % 16, now - std::chrono::seconds(1), timed, handle));
+        }
+        CommandWrapper unlimited;
+        unlimited.cmdType = PERF_COMMAND_LONG_START;
+        state.ResumeTiming();
+        benchmark::DoNotOptimize(manager.RequestHandle(100, PerfTime::Now(), unlimited, handle));
+        benchmark::DoNotOptimize(manager.BuildReleaseCommand(100, handle, unlimited));
+        state.PauseTiming();
+        benchmark::DoNotOptimize(manager.TotalHandleNum());
+        state.ResumeTiming();
+    }
+}
+BENCHMARK(BM_RequestAmongExpired)->Arg(8000)->Iterations(20)->Unit(benchmark::kMicrosecond);
 
 /** A release that finds nothing, as after an expiry. */
 void BM_UnknownHandleRelease(benchmark::State& state)

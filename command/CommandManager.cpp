@@ -31,7 +31,10 @@ int CommandManager::RequestHandle(int pid, PerfTimePoint const& now, CommandWrap
 
     ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    MakeRoom(pid, now, wrapper.endTime, expired);
+    MakeRoom(pid, now, expired);
+    if (wrapper.cmdType == PERF_COMMAND_SHORT_START) {
+        MakeWayForEnd(wrapper.endTime, expired);
+    }
     auto process = pidHandleMap.end();
     handle = AllocHandleByPid(pid, process);
     if (handle == INVALID_HANDLE) {
@@ -57,7 +60,8 @@ int CommandManager::RequestEventHandle(PerfEventId eventId, PerfTimePoint const&
 {
     ExpiredRecords expired; // before the lock, to be freed after it
     PerfMutexLock lock(mutex);
-    MakeRoom(limits.eventPid, now, wrapper.endTime, expired);
+    MakeRoom(limits.eventPid, now, expired);
+    MakeWayForEnd(wrapper.endTime, expired);
     auto process = pidHandleMap.end();
     unsigned long long const handle = AllocHandleByPid(limits.eventPid, process);
     if (handle == INVALID_HANDLE) {
@@ -413,12 +417,11 @@ void CommandManager::GoBackTo(PerfTimePoint const& time, ExpiredRecords& out)
     expiredUntil = time;
 }
 
-void CommandManager::MakeRoom(int pid, PerfTimePoint const& now, PerfTimePoint const& endTime, ExpiredRecords& out)
+void CommandManager::MakeRoom(int pid, PerfTimePoint const& now, ExpiredRecords& out)
 {
     if (!ForgetSome(now, out) && IsFull(pid)) {
         ForgetAll(out);
     }
-    MakeWayForEnd(endTime, out);
 }
 
 bool CommandManager::IsFull(int pid) const

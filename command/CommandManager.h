@@ -116,9 +116,8 @@ private:
     bool HasEndTime(PerfTimePoint const& endTime, unsigned long long handle) const CORVANE_REQUIRES(mutex);
     /** @return whether the handle stands under this process and has not expired. */
     bool IsRunning(int pid, unsigned long long handle) const CORVANE_REQUIRES(mutex);
-    /** For a record with that end: frees a few, or all if the process would meet a limit otherwise. */
-    void MakeRoom(int pid, PerfTimePoint const& now, PerfTimePoint const& endTime, ExpiredRecords& out)
-        CORVANE_REQUIRES(mutex);
+    /** Frees a few, or all if the process would meet a limit otherwise. */
+    void MakeRoom(int pid, PerfTimePoint const& now, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
     bool IsFull(int pid) const CORVANE_REQUIRES(mutex);
     /** @return whether none is left. */
     bool ForgetSome(PerfTimePoint const& now, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
