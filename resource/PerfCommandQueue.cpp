@@ -107,49 +107,55 @@ private:
 
 } // namespace
 
-void PerfCommandQueue::Push(PerfCommand&& command, PerfTimePoint const& now)
+void PerfCommandQueue::Push(PerfCommand&& command)
 {
-    commands.push_back({std::move(command), now});
+    commands.push_back(std::move(command));
+    ++unseen;
 }
 
 PerfCommand PerfCommandQueue::Pop()
 {
-    PerfCommand command = std::move(commands.front().command);
+    PerfCommand command = std::move(commands.front());
     commands.pop_front();
     fewest = std::min(fewest, commands.size());
+    seen -= seen != 0 ? 1 : 0;
     return command;
+}
+
+void PerfCommandQueue::NoteTime(PerfTimePoint const& now)
+{
+    unseen = 0;
+    if (seen == 0) {
+        seen = commands.size();
+        seenAt = now;
+    }
 }
 
 bool PerfCommandQueue::IsCompactionDue(PerfTimePoint const& now) const
 {
-    return commands.size() > LATE_BOUND && commands.size() > 2 * fewest && (commands.size() > BOUND || IsLate(now));
-}
-
-bool PerfCommandQueue::IsLate(PerfTimePoint const& now) const
-{
-    // Where the oldest is not stamped, whatever stands behind LATE_BOUND others is, and has waited for less.
-    Waiting const& oldest = commands.front();
-    PerfTimePoint const since = oldest.since != PerfTimePoint{} ? oldest.since : commands[LATE_BOUND].since;
-    return now - since > LATE;
+    return IsLong() && commands.size() > 2 * fewest && (commands.size() > BOUND || IsLate(now));
 }
 
 std::vector<PerfCommand> PerfCommandQueue::Compact(PerfTimePoint const& now)
 {
     std::vector<PerfCommand const*> waiting;
-    for (Waiting const& one : commands) {
-        waiting.push_back(&one.command);
+    for (PerfCommand const& command : commands) {
+        waiting.push_back(&command);
     }
     Compaction const compaction(waiting, now);
     std::vector<PerfCommand> left;
-    std::deque<Waiting> kept;
+    std::deque<PerfCommand> kept;
+    std::size_t keptOfSeen = 0;
     for (std::size_t i = 0; i < commands.size(); ++i) {
         if (compaction.Leaves(i)) {
-            left.push_back(std::move(commands[i].command));
+            left.push_back(std::move(commands[i]));
         } else {
+            keptOfSeen += i < seen ? 1 : 0;
             kept.push_back(std::move(commands[i]));
         }
     }
     commands = std::move(kept);
     fewest = commands.size();
+    seen = keptOfSeen;
     return left;
 }

@@ -17,7 +17,7 @@
  * Behind a node that hangs, or under a client that floods a slow one, it would grow for ever, and the last client would
  * wait for all the others. So it is compacted above a bound: commands whose net effect is nil are dropped, and the
  * nodes end up with the same values. The bound is high while the worker keeps up, so that nothing is dropped then, and
- * low once the oldest command has waited for more than LATE.
+ * low once the oldest command was seen to wait in a long queue more than LATE ago.
  *
  * Exceptions, where what came to nothing leaves a trace otherwise, and the values may be those of the next change:
  * - a short-term limit in the default mode counts by the long-term limits that stood when something last changed;
@@ -31,19 +31,22 @@ class PerfCommandQueue {
 public:
     /** So many may wait before anything is dropped. */
     static constexpr std::size_t BOUND = 16384;
-    /** The same, once the oldest has waited for more than LATE. */
+    /** The same, once the oldest was seen to wait more than LATE ago. */
     static constexpr std::size_t LATE_BOUND = 64;
     static constexpr std::chrono::seconds LATE{1};
 
     bool IsEmpty() const { return commands.empty(); }
     std::size_t Size() const { return commands.size(); }
 
-    /** @return whether the time matters: only what waits behind LATE_BOUND others is stamped with it, or compacted. */
-    bool NeedsTime() const { return commands.size() >= LATE_BOUND; }
-    /** @param now zero where the time does not matter. */
-    void Push(PerfCommand&& command, PerfTimePoint const& now = {});
+    /** @return whether the age of what waits matters. */
+    bool IsLong() const { return commands.size() > LATE_BOUND; }
+    void Push(PerfCommand&& command);
     /** Takes the oldest out; there must be one. */
     PerfCommand Pop();
+    /** @return whether the time is to be noted now: for the hot path's sake only once in LATE_BOUND commands. */
+    bool NeedsTime() const { return IsLong() && (seen == 0 || unseen >= LATE_BOUND || commands.size() > BOUND); }
+    /** What waits now is late after LATE; nothing is noted while something of an earlier note still waits. */
+    void NoteTime(PerfTimePoint const& now);
     /** @return whether it is above its bound, and has doubled since it was last compacted. */
     bool IsCompactionDue(PerfTimePoint const& now) const;
 
@@ -60,13 +63,11 @@ public:
     std::vector<PerfCommand> Compact(PerfTimePoint const& now);
 
 private:
-    struct Waiting {
-        PerfCommand command;
-        PerfTimePoint since; ///< zero: pushed behind fewer than LATE_BOUND others
-    };
+    bool IsLate(PerfTimePoint const& now) const { return seen != 0 && now - seenAt > LATE; }
 
-    bool IsLate(PerfTimePoint const& now) const;
-
-    std::deque<Waiting> commands;
+    std::deque<PerfCommand> commands;
     std::size_t fewest = 0; ///< that have waited since the last compaction
+    std::size_t seen = 0;   ///< so many, the oldest, waited already at seenAt
+    std::size_t unseen = 0; ///< pushed since the time was last noted
+    PerfTimePoint seenAt{};
 };

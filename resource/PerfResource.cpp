@@ -66,12 +66,9 @@ int PerfResource::MoveToFifoQ(PerfCommand&& command)
     std::vector<PerfCommand> left; // freed without the lock
     {
         PerfMutexLock lock(queueMutex);
+        queue.Push(std::move(command));
         if (queue.NeedsTime()) {
-            PerfTimePoint const now = PerfTime::Now();
-            queue.Push(std::move(command), now);
-            left = CompactIfDue(now);
-        } else {
-            queue.Push(std::move(command));
+            left = CompactIfDue(PerfTime::Now());
         }
     }
     queueCondition.NotifyOne(); // after the lock, so that the worker does not wake up to wait for it
@@ -80,6 +77,7 @@ int PerfResource::MoveToFifoQ(PerfCommand&& command)
 
 std::vector<PerfCommand> PerfResource::CompactIfDue(PerfTimePoint const& now)
 {
+    queue.NoteTime(now);
     if (!queue.IsCompactionDue(now)) {
         return {};
     }
@@ -210,16 +208,19 @@ int PerfResource::HandleNewCommand()
 {
     std::vector<PerfCommand> left; // freed without the lock
     PerfCommand command;
+    // Read without the lock: senders wait for it, and the worker looks for each command.
+    PerfTimePoint const now = isBehind ? PerfTime::Now() : PerfTimePoint{};
     {
         PerfMutexLock lock(queueMutex);
-        if (queue.NeedsTime()) {
-            left = CompactIfDue(PerfTime::Now()); // the last sender may have gone before the queue was late
+        if (isBehind) {
+            left = CompactIfDue(now); // the last sender may have gone before the queue was late
         }
         if (queue.IsEmpty()) {
             PF_LOGE("[%s:%d] [%s] empty command que", name.c_str());
             return -1;
         }
         command = queue.Pop();
+        isBehind = queue.IsLong();
         if (queue.IsEmpty()) {
             leftOut = 0;
             reported = 0;

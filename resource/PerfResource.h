@@ -180,6 +180,7 @@ private:
     unsigned long long failedWrites = 0; ///< of all groups, when last looked at
     unsigned int failedPasses = 0;       ///< since every node last took its value
     bool suspend = false;
+    bool isBehind = false; ///< the last command left a long queue behind
 
     bool exitFlag CORVANE_GUARDED_BY(queueMutex) = false;
 

@@ -177,8 +177,8 @@ TEST(PerfCommandQueue, OnlyWhatIsOutstandingIsKept)
     PerfCommandQueue queue;
     std::size_t compactions = 0;
     auto const push = [&](PerfCommandType type, std::shared_ptr<PerfCommandItem> const& item) {
-        queue.Push({type, item}, At(1));
-        if (queue.IsCompactionDue(At(1))) {
+        queue.Push({type, item});
+        if (queue.NeedsTime() && queue.IsCompactionDue(At(1))) {
             ++compactions;
             queue.Compact(At(1));
         }
@@ -209,9 +209,14 @@ TEST(PerfCommandQueue, OnlyWhatIsOutstandingIsKept)
 TEST(PerfCommandQueue, IsHeldToALowerBoundOnceTheOldestHasWaitedForASecond)
 {
     PerfCommandQueue queue;
+    std::size_t noted = 0;
     auto const push = [&](std::size_t size, PerfTimePoint const& now) {
         while (queue.Size() < size) {
-            queue.Push({PERF_COMMAND_GET_LOG, std::make_shared<PerfCommandItem>()}, now);
+            queue.Push({PERF_COMMAND_GET_LOG, std::make_shared<PerfCommandItem>()});
+            if (queue.NeedsTime()) {
+                ++noted;
+                queue.NoteTime(now);
+            }
         }
     };
     push(PerfCommandQueue::LATE_BOUND, At(0));
@@ -227,11 +232,14 @@ TEST(PerfCommandQueue, IsHeldToALowerBoundOnceTheOldestHasWaitedForASecond)
         queue.Pop();
     }
     push(PerfCommandQueue::LATE_BOUND + 1, At(10'000));
-    EXPECT_TRUE(queue.IsCompactionDue(At(10'001))) << "the oldest is of those before, and it has doubled since then";
+    EXPECT_FALSE(queue.IsCompactionDue(At(11'000))) << "those that were seen to wait have gone";
+    EXPECT_TRUE(queue.IsCompactionDue(At(11'001))) << "it has doubled since the fewest waited";
     while (!queue.IsEmpty()) {
         queue.Pop();
     }
+    noted = 0;
     push(PerfCommandQueue::BOUND, At(20'000));
+    EXPECT_EQ(noted, PerfCommandQueue::BOUND / PerfCommandQueue::LATE_BOUND - 1) << "not for each command";
     EXPECT_FALSE(queue.IsCompactionDue(At(20'000))) << "a worker that keeps up is left nothing out";
     push(PerfCommandQueue::BOUND + 1, At(20'000));
     EXPECT_TRUE(queue.IsCompactionDue(At(20'000)));
