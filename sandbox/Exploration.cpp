@@ -2,6 +2,8 @@
 
 #include "sandbox/Exploration.h"
 
+#include "sandbox/Schedule.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>

@@ -2,7 +2,7 @@
 
 #include "sandbox/NodeTable.h"
 
-#include "sandbox/VirtualTime.h"
+#include "sandbox/Schedule.h"
 #include "sys/DeviceNodeIo.h"
 #include "sys/NodeIo.h"
 
@@ -48,18 +48,13 @@ std::optional<SandboxDescriptor> Find(int fd, std::optional<Undivided>& step)
     return found != table.descriptors.end() ? std::optional(found->second) : std::nullopt;
 }
 
-void HoldBack(NodeTable& table, PerfMutexLock& lock, SandboxNode& node)
+void HoldBack(PerfMutexLock& lock, SandboxNode& node)
 {
     if (auto const delay = TakeFault(node, Fault::Kind::DELAY)) {
         PerfTimePoint const end = PerfTime::Now() + std::chrono::milliseconds(*delay);
         node.released.WaitUntil(lock, end, [&node] { return node.journal == nullptr; });
     }
-    if (node.gates > 0) {
-        ++node.heldWriters;
-        table.changed.NotifyAll();
-        node.released.WaitUntil(lock, PerfTimePoint::max(), [&node] { return node.gates == 0; });
-        --node.heldWriters;
-    }
+    node.released.WaitUntil(lock, PerfTimePoint::max(), [&node] { return node.gates == 0; });
 }
 
 /** @return 0, or the errno of the failure. An empty text changes nothing. */
@@ -97,18 +92,13 @@ std::shared_ptr<Sandbox::Observer const> NoteLocked(SandboxNode const& node, Nod
     return node.journal->observer;
 }
 
-/**
- * Carries the write out and records it. A descriptor that was closed, or whose sandbox ended, while its writer was held
- * back gets EBADF and leaves no record.
- */
+/** Carries the write out and records it, but if the sandbox has ended while its writer was held back: EBADF. */
 std::shared_ptr<Sandbox::Observer const> Perform(int fd, SandboxDescriptor const& descriptor, NodeWrite& write)
 {
-    NodeTable& table = NodeTable::Get();
     SandboxNode& node = *descriptor.node;
-    PerfMutexLock lock(table.mutex);
-    HoldBack(table, lock, node);
-    auto const found = table.descriptors.find(fd);
-    if (found == table.descriptors.end() || found->second.stamp != descriptor.stamp) {
+    PerfMutexLock lock(NodeTable::Get().mutex);
+    HoldBack(lock, node);
+    if (node.journal == nullptr) {
         write.result = -1;
         write.error = EBADF;
         return nullptr;
@@ -116,7 +106,6 @@ std::shared_ptr<Sandbox::Observer const> Perform(int fd, SandboxDescriptor const
     PerformLocked(fd, descriptor, write);
     auto observer = NoteLocked(node, write);
     node.journal->writes.push_back(write);
-    table.changed.NotifyAll();
     return observer;
 }
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-/** Wakes everybody who waits for something in the table; in the time that the library runs in. */
+/** Wakes everybody who is held back at a node; in the time that the library runs in. */
 class NodeSignal {
 public:
     void NotifyAll()
@@ -21,15 +21,13 @@ public:
         }
     }
 
-    /** @return false if it is not so at the deadline. */
-    template <typename Predicate> bool WaitUntil(PerfMutexLock& lock, PerfTimePoint const& deadline, Predicate isSo)
+    template <typename Predicate> void WaitUntil(PerfMutexLock& lock, PerfTimePoint const& deadline, Predicate isSo)
     {
         ++waiting;
         while (!isSo() && PerfTime::Now() < deadline) {
             condition.WaitUntil(lock, deadline);
         }
         --waiting;
-        return isSo();
     }
 
 private:
@@ -57,7 +55,6 @@ struct SandboxNode {
     std::map<Fault::Kind, Fault> faults;     ///< all but Stale
     std::uint64_t staleBefore = 0;           ///< descriptors with a lower stamp fail with ENODEV
     int gates = 0;
-    int heldWriters = 0;
     NodeSignal released; ///< when a gate opens, and when the sandbox is gone
 };
 
@@ -80,7 +77,6 @@ struct NodeTable {
     PerfMutex mutex;
 
     // guarded by mutex
-    NodeSignal changed; ///< after a recorded write, a new content, and when a gate holds
     std::map<std::string, std::shared_ptr<SandboxNode>> nodes; ///< by normal absolute path
     std::map<int, SandboxDescriptor> descriptors;
     std::uint64_t lastStamp = 0;

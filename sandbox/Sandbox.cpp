@@ -37,32 +37,11 @@ struct LockedNode {
     std::shared_ptr<SandboxNode> const node;
 };
 
-/** Waits for something in the table, which is locked. @return false when the time is over. */
-template <typename Predicate> bool WaitFor(PerfMutexLock& lock, std::chrono::milliseconds timeout, Predicate isSo)
-{
-    return NodeTable::Get().changed.WaitUntil(lock, PerfTime::Now() + timeout, isSo);
-}
-
-/** Under the lock, so that no half of a write is seen. */
-std::string ReadLocked(std::string const& path)
-{
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
-
 template <typename Predicate> int CountDescriptorsLocked(Predicate wanted)
 {
     auto const& descriptors = NodeTable::Get().descriptors;
     return static_cast<int>(std::count_if(descriptors.begin(), descriptors.end(),
                                           [&](auto const& entry) { return wanted(*entry.second.node); }));
-}
-
-template <typename Member> std::vector<std::string> Collect(std::vector<NodeWrite> const& writes, Member member)
-{
-    std::vector<std::string> collected;
-    std::transform(writes.begin(), writes.end(), std::back_inserter(collected), std::mem_fn(member));
-    return collected;
 }
 
 } // namespace
@@ -110,14 +89,11 @@ std::ostream& operator<<(std::ostream& out, NodeWrite const& write)
     return out << write.Line();
 }
 
-std::vector<std::string> Texts(std::vector<NodeWrite> const& writes)
-{
-    return Collect(writes, &NodeWrite::Text);
-}
-
 std::vector<std::string> Lines(std::vector<NodeWrite> const& writes)
 {
-    return Collect(writes, &NodeWrite::Line);
+    std::vector<std::string> lines;
+    std::transform(writes.begin(), writes.end(), std::back_inserter(lines), std::mem_fn(&NodeWrite::Line));
+    return lines;
 }
 
 std::filesystem::path TemporaryFolder()
@@ -171,7 +147,6 @@ std::string Sandbox::AddNode(std::string const& name, std::string const& initial
     std::string path = WritePlain(name, initialContent);
     PerfMutexLock const lock(NodeTable::Get().mutex);
     NodeTable::Get().nodes.try_emplace(path, std::make_shared<SandboxNode>(name, journal));
-    NodeTable::Get().changed.NotifyAll();
     return path;
 }
 
@@ -183,8 +158,10 @@ std::string Sandbox::AddFile(std::string const& name, std::string const& content
 std::string Sandbox::Read(std::string const& name) const
 {
     std::string const path = Path(name);
-    PerfMutexLock const lock(NodeTable::Get().mutex);
-    return ReadLocked(path);
+    PerfMutexLock const lock(NodeTable::Get().mutex); // so that no half of a write is seen
+    std::ostringstream content;
+    content << std::ifstream(path, std::ios::binary).rdbuf();
+    return content.str();
 }
 
 std::vector<NodeWrite> Sandbox::Writes() const
@@ -207,26 +184,6 @@ std::vector<NodeWrite> Sandbox::TakeWrites()
 {
     PerfMutexLock const lock(NodeTable::Get().mutex);
     return std::exchange(journal->writes, {});
-}
-
-std::size_t Sandbox::WriteCount() const
-{
-    PerfMutexLock const lock(NodeTable::Get().mutex);
-    return journal->writes.size();
-}
-
-bool Sandbox::WaitForWrites(std::size_t count, std::chrono::milliseconds timeout) const
-{
-    PerfMutexLock lock(NodeTable::Get().mutex);
-    return WaitFor(lock, timeout, [&] { return journal->writes.size() >= count; });
-}
-
-bool Sandbox::WaitForContent(std::string const& name, std::string const& content,
-                             std::chrono::milliseconds timeout) const
-{
-    std::string const path = Path(name);
-    LockedNode locked(path);
-    return WaitFor(locked.lock, timeout, [&] { return ReadLocked(path) == content; });
 }
 
 void Sandbox::FailNode(std::string const& name, Fault const& fault)
@@ -270,12 +227,6 @@ NodeGate::NodeGate(Sandbox& sandbox, std::string const& name)
     LockedNode const locked(sandbox.Path(name));
     node = locked.node;
     ++node->gates;
-}
-
-bool NodeGate::WaitBlocked(std::chrono::milliseconds timeout) const
-{
-    PerfMutexLock lock(NodeTable::Get().mutex);
-    return WaitFor(lock, timeout, [&] { return node != nullptr && node->heldWriters > 0; });
 }
 
 void NodeGate::Release()

@@ -39,7 +39,6 @@ struct NodeWrite {
 };
 
 std::ostream& operator<<(std::ostream& out, NodeWrite const& write);
-std::vector<std::string> Texts(std::vector<NodeWrite> const& writes);
 std::vector<std::string> Lines(std::vector<NodeWrite> const& writes);
 
 /** @return where temporary files go: TMPDIR, else the system's folder, else a device's. */
@@ -96,7 +95,6 @@ struct Fault {
 class Sandbox {
 public:
     using Observer = std::function<void(NodeWrite const&)>;
-    static constexpr std::chrono::milliseconds PATIENCE{10'000};
 
     Sandbox();
     Sandbox(Sandbox const&) = delete;
@@ -119,13 +117,6 @@ public:
     std::vector<NodeWrite> Writes(std::string const& name) const;
     /** Hands the attempts over and forgets them; the sequence runs on. */
     std::vector<NodeWrite> TakeWrites();
-    std::size_t WriteCount() const;
-
-    /** Waits until Writes() holds at least so many. @return false when the time is over. */
-    bool WaitForWrites(std::size_t count, std::chrono::milliseconds timeout = PATIENCE) const;
-    /** Waits until a node holds exactly this. @return false when the time is over. */
-    bool WaitForContent(std::string const& name, std::string const& content,
-                        std::chrono::milliseconds timeout = PATIENCE) const;
 
     /** Holds from the next open or write on. */
     void FailNode(std::string const& name, Fault const& fault);
@@ -164,8 +155,6 @@ public:
     NodeGate& operator=(NodeGate const&) = delete;
     ~NodeGate() { Release(); }
 
-    /** Waits until a writer stands at the gate. @return false when the time is over. */
-    bool WaitBlocked(std::chrono::milliseconds timeout = Sandbox::PATIENCE) const;
     /** Lets the writers go, for good; destruction does the same. */
     void Release();
 

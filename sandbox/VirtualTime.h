@@ -2,54 +2,27 @@
 
 #pragma once
 
+#include "sandbox/Turns.h"
+
 #include <corvane/PerfTypes.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
+#include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
-/** A thread that takes turns. */
-struct Runner {
-    std::size_t number; ///< in the order of the starts, from 1
-    std::string name;
-};
-
-/** Decides who goes on where several can, while a client of VirtualTime::Start lives. */
-class Schedule {
+/** Sets the local time to UTC while it lives. */
+class FixedZone {
 public:
-    Schedule() = default;
-    Schedule(Schedule const&) = delete;
-    Schedule& operator=(Schedule const&) = delete;
-    virtual ~Schedule() = default;
+    FixedZone();
+    FixedZone(FixedZone const&) = delete;
+    FixedZone& operator=(FixedZone const&) = delete;
+    ~FixedZone();
 
-    /**
-     * @param able two or more who can go on; first the one who runs, if he can.
-     * @param preempts whether he can: to choose another interrupts him.
-     * @param where what he is about to do.
-     * @return the position of the choice.
-     */
-    virtual std::size_t Choose(std::vector<Runner const*> const& able, bool preempts, char const* where) = 0;
-    /** He begins a step: from here on nobody comes in between until he has another one before him, or waits. */
-    virtual void Step(Runner const& /* who */) {}
-    /** His step touches this lock, condition, counter, clock or thread; reading commutes with other reading. */
-    virtual void Touch(Runner const& /* who */, void const* /* object */, bool /* reads */) {}
-    /** He lets another go on, who could not before. */
-    virtual void Enable(Runner const& /* who */, Runner const& /* whom */) {}
-    /** @return what has been chosen so far, on one line. */
-    virtual std::string Line() const = 0;
-};
-
-/** While it lives, its thread is not interrupted in virtual time: nodes are one step for whoever writes them. */
-struct Undivided {
-    Undivided() { ++depth; }
-    Undivided(Undivided const&) = delete;
-    Undivided& operator=(Undivided const&) = delete;
-    ~Undivided() { --depth; }
-
-    static inline thread_local int depth = 0;
+private:
+    std::optional<std::string> previous;
 };
 
 /**
@@ -60,14 +33,14 @@ struct Undivided {
  * owner does. The owner (the thread that made the object) gives the turns in the operations below, and whenever it
  * waits itself: for a notification, for a lock that one of the threads holds, or for the end of a thread. When nobody
  * is ready, time moves to the earliest deadline that is still within the operation's limit; the owner's own waits have
- * none but their deadline. So the same script takes the same course each time, whatever the machine does.
+ * none but their deadline. So the same script takes the same course each time, whatever the machine does. Where the
+ * owner waits for what nobody can bring about any more, the process ends with a line that says so.
  *
  * Clients that are started here take turns like the library's threads. With a schedule a turn may end wherever another
  * thread could come in between: before a lock is taken and after it is given up, at a notification, a wait, a reading
  * of the clock or of a counter, and at the write of a node.
  *
- * Other threads are clients too: they may call anything and are woken like everybody, but run when the system lets
- * them, and neither give turns nor move time.
+ * Other threads stay in the device's time, and share nothing with these that one could wait for.
  *
  * Virtual time begins at an hour, because zero means none, and its wall clock at midnight of the first of January 2024;
  * the local time is UTC. The object must be made before the first thread of the library and outlive the last.
@@ -75,16 +48,13 @@ struct Undivided {
 class VirtualTime {
 public:
     /** @param seed 0 lets the threads run in the order in which they became ready, others draw that order. */
-    explicit VirtualTime(std::uint64_t seed = 0);
-    explicit VirtualTime(Schedule& schedule);
-    VirtualTime(VirtualTime const&) = delete;
-    VirtualTime& operator=(VirtualTime const&) = delete;
-    ~VirtualTime();
+    explicit VirtualTime(std::uint64_t seed = 0) : turns(seed, nullptr) {}
+    explicit VirtualTime(Schedule& schedule) : turns(0, &schedule) {}
 
-    PerfTimePoint Now() const;
+    PerfTimePoint Now() const { return turns.Now(); }
 
     /** Lets everybody run who can, without time going on. */
-    void Settle();
+    void Settle() { turns.AdvanceTo(Now()); }
     /** Lets everybody run until that time, which is then reached. Time never goes back. */
     void AdvanceTo(PerfTimePoint const& time);
     void AdvanceBy(PerfTimePoint::duration duration);
@@ -95,10 +65,8 @@ public:
      */
     void Play();
 
-    struct Turns; ///< who waits and who runs, and the clock
-
 private:
-    explicit VirtualTime(std::unique_ptr<Turns> made);
-
-    std::unique_ptr<Turns> turns;
+    FixedZone const zone;
+    Turns turns;
+    std::vector<std::thread> clients;
 };

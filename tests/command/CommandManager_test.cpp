@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <future>
 
 using namespace std::chrono_literals;
 

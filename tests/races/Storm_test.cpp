@@ -14,6 +14,7 @@
 #include <map>
 #include <mutex>
 #include <thread>
+#include <tuple>
 
 #include <malloc.h>
 
@@ -101,10 +102,9 @@ protected:
         std::vector<std::thread> clients;
         for (int client = 0; client < CLIENTS; ++client) {
             clients.emplace_back([&, client] {
-                Random random(seed + static_cast<std::uint64_t>(client));
-                std::vector<unsigned long long> held(16);
+                Client me{Random(seed + static_cast<std::uint64_t>(client)), PID + client};
                 while (!over) {
-                    Call(random, PID + client, held);
+                    Call(me);
                     ++calls;
                 }
             });
@@ -120,121 +120,100 @@ protected:
         }
     }
 
-    PerfRequestInfo AnyValue(Random& random)
+    static PerfRequestInfo AnyValue(Random& random)
     {
-        switch (random.Below(8)) {
-        case 0:
-            return Ask(CPU_M, {{PERF_OPERATION_BOOST, 300 + random.Below(1000)}, {PERF_OPERATION_LIMIT, 2000}});
-        case 1:
-            return Boost(CPU_B, random.Below(5000));
-        case 2:
-            return Limit(CPU_B, 3000 + random.Below(1000));
-        case 3:
-            return Boost(GPU, random.Below(101), static_cast<unsigned int>(random.Below(2)));
-        case 4:
-            return Boost(PERF_QOS_DDR, 1000 + random.Below(8000));
-        case 5:
-            return Boost(PERF_QOS_IPA_SUSTAINABLE_POWER, 1000 + random.Below(5000));
-        case 6:
-            return Boost(20, random.Below(3));
-        default:
-            return Boost(PERF_QOS_EAS, random.Below(5), static_cast<unsigned int>(random.Below(8)));
-        }
+        PerfRequestInfo const values[] = {
+            Ask(CPU_M, {{PERF_OPERATION_BOOST, 300 + random.Below(1000)}, {PERF_OPERATION_LIMIT, 2000}}),
+            Boost(CPU_B, random.Below(5000)),
+            Limit(CPU_B, 3000 + random.Below(1000)),
+            Boost(GPU, random.Below(101), static_cast<unsigned int>(random.Below(2))),
+            Boost(PERF_QOS_DDR, 1000 + random.Below(8000)),
+            Boost(PERF_QOS_IPA_SUSTAINABLE_POWER, 1000 + random.Below(5000)),
+            Boost(20, random.Below(3)),
+            Boost(PERF_QOS_EAS, random.Below(5), static_cast<unsigned int>(random.Below(8)))};
+        return random.Pick(values);
     }
 
-    void Request(Random& random, int pid, unsigned long long& handle)
+    struct Client {
+        unsigned int Below(int limit) { return static_cast<unsigned int>(random.Below(limit)); }
+        int Thread() { return 1000 + random.Below(6); }
+        unsigned long long& Handle() { return random.Pick(held); }
+
+        Random random;
+        int pid;
+        std::vector<unsigned long long> held = std::vector<unsigned long long>(16);
+    };
+
+    void Request(Client& by)
     {
         static constexpr unsigned int DURATIONS[] = {LONG, LONG, PERF_DURATION_MIN_MS, LONGEST_MS};
         std::vector<PerfRequestInfo> infos;
-        for (int i = random.Below(4); i >= 0; --i) {
-            infos.push_back(AnyValue(random));
+        for (int i = by.random.Below(4); i >= 0; --i) {
+            infos.push_back(AnyValue(by.random));
         }
-        static_cast<void>(manager->PerfRequest(pid, random.Pick(DURATIONS), infos, handle));
+        std::ignore = manager->PerfRequest(by.pid, by.random.Pick(DURATIONS), infos, by.Handle());
     }
 
-    /** Any public operation, at random, for one process. */
-    void Call(Random& random, int pid, std::vector<unsigned long long>& held)
-    {
-        unsigned long long& handle = random.Pick(held);
-        int const thread = 1000 + random.Below(6);
-        auto const event = static_cast<PerfEventId>(random.Below(3));
-        auto const any = AnyValue(random);
-        switch (random.Below(24)) {
-        case 0:
-            static_cast<void>(manager->PerfReleaseAll(PID + random.Below(CLIENTS))); // a process has died
-            break;
-        case 1:
-            static_cast<void>(manager->PerfSetScenario(pid, static_cast<unsigned int>(random.Below(7)), handle));
-            break;
-        case 2:
-            static_cast<void>(manager->PerfSetMode(pid, static_cast<unsigned int>(random.Below(4)), handle));
-            break;
-        case 3:
-            static_cast<void>(manager->PerfSetSuspend({static_cast<unsigned int>(random.Below(2)), any.qosId, CPU_M}));
-            break;
-        case 4:
-            static_cast<void>(manager->PerfEvent(event, {static_cast<unsigned int>(random.Below(3))}, "storm"));
-            break;
-        case 5:
-            static_cast<void>(manager->StartEvent(event, random.Chance(2) ? 0 : PERF_DURATION_MIN_MS));
-            break;
-        case 6:
-            manager->StopEvent(event);
-            break;
-        case 7:
-            static_cast<void>(manager->StartProbe(thread));
-            break;
-        case 8:
-            manager->StopProbe(thread);
-            break;
-        case 9:
-            CallTheConsole(random);
-            break;
-        case 10:
-            CallAStep(random, any);
-            break;
-        case 11:
-            static_cast<void>(
-                manager->PerfRequest(pid, LONG, {{PERF_QOS_EAS_BASE, Boost(PERF_QOS_EAS, 2).groupInfos}}, handle));
-            break;
-        case 12:
-            if (random.Chance(16)) {
-                manager->Reset();
-            }
-            break;
-        case 13:
-        case 14:
-        case 15:
-        case 16:
-            static_cast<void>(manager->PerfRelease(pid, handle));
-            break;
-        default:
-            Request(random, pid, handle);
-            break;
-        }
-    }
-
-    void CallTheConsole(Random& random)
+    static void CallTheConsole(ConfigManager& library, Random& random)
     {
         static std::string const MODES[] = {"game_mode", "benchmark_mode", "power_saving_mode"};
         static std::string const DUMPS[] = {"--event",    "--scenario", "--base_info",
                                             "--workMode", "--task",     "--limit_history"};
         std::ostringstream out;
-        static_cast<void>(
-            manager->DebugSet(out, "--" + random.Pick(MODES) + (random.Chance(2) ? "_enable" : "_disable")));
-        manager->DumpCoreVersion(out);
-        EXPECT_EQ(manager->Dump(out, {random.Pick(DUMPS)}), 0);
+        std::ignore = library.DebugSet(out, "--" + random.Pick(MODES) + (random.Chance(2) ? "_enable" : "_disable"));
+        library.DumpCoreVersion(out);
+        EXPECT_EQ(library.Dump(out, {random.Pick(DUMPS)}), 0);
     }
 
     /** The steps of the calls change nothing. */
-    void CallAStep(Random& random, PerfRequestInfo const& any)
+    static void CallTheSteps(ConfigManager& library, Random& random)
     {
-        std::vector<PerfRequestInfo> const infos{any, AnyValue(random)};
-        manager->AddSysTraceName(infos);
-        auto request = manager->RequestFilter(infos);
+        std::vector<PerfRequestInfo> const infos{AnyValue(random), AnyValue(random)};
+        library.AddSysTraceName(infos);
+        auto request = library.RequestFilter(infos);
         PerfQosId invalid = PERF_QOS_ID_COUNT;
-        static_cast<void>(manager->RequestValidate(PERF_COMMAND_LONG_START, request, invalid));
-        manager->MergeGroupInfo(manager->BuildGroupInfo(any.groupInfos), {});
+        std::ignore = library.RequestValidate(PERF_COMMAND_LONG_START, request, invalid);
+        library.MergeGroupInfo(library.BuildGroupInfo(infos[0].groupInfos), {});
+    }
+
+    /** Any public operation, requests and releases as often as all others together. */
+    void Call(Client& client)
+    {
+        static constexpr void (*OTHERS[])(ConfigManager&, Client&) = {
+            [](auto& on, auto& by) { // a process has died
+                std::ignore = on.PerfReleaseAll(PID + by.random.Below(CLIENTS));
+            },
+            [](auto& on, auto& by) { std::ignore = on.PerfSetScenario(by.pid, by.Below(7), by.Handle()); },
+            [](auto& on, auto& by) { std::ignore = on.PerfSetMode(by.pid, by.Below(4), by.Handle()); },
+            [](auto& on, auto& by) {
+                std::ignore = on.PerfSetSuspend({by.Below(2), AnyValue(by.random).qosId, CPU_M});
+            },
+            [](auto& on, auto& by) { std::ignore = on.PerfEvent(by.Below(3), {by.Below(3)}, "storm"); },
+            [](auto& on, auto& by) {
+                std::ignore = on.StartEvent(by.Below(3), by.random.Chance(2) ? 0 : PERF_DURATION_MIN_MS);
+            },
+            [](auto& on, auto& by) { on.StopEvent(by.Below(3)); },
+            [](auto& on, auto& by) { std::ignore = on.StartProbe(by.Thread()); },
+            [](auto& on, auto& by) { on.StopProbe(by.Thread()); },
+            [](auto& on, auto& by) { CallTheConsole(on, by.random); },
+            [](auto& on, auto& by) { CallTheSteps(on, by.random); },
+            [](auto& on, auto& by) {
+                std::vector<PerfRequestInfo> const base{{PERF_QOS_EAS_BASE, Boost(PERF_QOS_EAS, 2).groupInfos}};
+                std::ignore = on.PerfRequest(by.pid, LONG, base, by.Handle());
+            },
+            [](auto& on, auto& by) {
+                if (by.random.Chance(16)) {
+                    on.Reset();
+                }
+            },
+        };
+        if (client.random.Chance(2)) {
+            client.random.Pick(OTHERS)(*manager, client);
+        } else if (client.random.Chance(3)) {
+            std::ignore = manager->PerfRelease(client.pid, client.Handle());
+        } else {
+            Request(client);
+        }
     }
 
     /** Gives everything back and expects that nothing is left of it. */

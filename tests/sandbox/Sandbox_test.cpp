@@ -12,10 +12,10 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <future>
 #include <map>
 #include <optional>
 #include <sstream>
+#include <utility>
 
 #include <unistd.h>
 
@@ -224,7 +224,7 @@ TEST(Sandbox, AWriteReplacesTheContentAndIsRecordedAndAnythingElsePasses)
     EXPECT_EQ(sandbox.Read("list"), "3200") << "always at the start";
     EXPECT_EQ(Lines(sandbox.Writes()), (Strings{"/sys/cpu0/max <- 2000000", "/sys/cpu0/max <- -1",
                                                 "ddr <- \\x01\\x00\\x00\\x0a", "/sys/cpu0/max <- "}));
-    EXPECT_EQ(sandbox.WriteCount(), 4U);
+    EXPECT_EQ(sandbox.Writes().size(), 4U);
     sandbox.FailNode("/sys/cpu0/max", Fault::ShortCount(2));
     EXPECT_EQ(Put(max, "4000"), "2");
     EXPECT_EQ(sandbox.Writes(sandbox.Path("sys/cpu0/max"))[3].Line(), "/sys/cpu0/max <- 4000: 2 of 4 bytes");
@@ -259,24 +259,30 @@ TEST_F(SandboxModel, EveryCallDoesWhatANaiveSandboxDoes)
 
 TEST(Sandbox, AGateHoldsOneNodeBackAndTheEndLetsWritersGo)
 {
+    VirtualTime time;
     auto sandbox = std::make_unique<Sandbox>();
     std::string const root = sandbox->Root();
     int const held = NodeIo::Open(sandbox->AddNode("held"));
     int const other = NodeIo::Open(sandbox->AddNode("other"));
-    std::future<std::string> writer;
+    std::string outcome;
+    auto const write = [&](std::string const& text) {
+        time.Start("writer", [&, text] { outcome = Put(held, text); });
+        time.Settle();
+    };
     NodeGate gate(*sandbox, "held");
-    writer = std::async(std::launch::async, [held] { return Put(held, "1"); });
-    ASSERT_TRUE(gate.WaitBlocked());
+    write("1");
     EXPECT_EQ(Put(other, "2"), "1");
-    EXPECT_FALSE(sandbox->WaitForContent("held", "1", 1ms));
+    EXPECT_EQ(outcome, "");
     gate.Release();
-    EXPECT_TRUE(sandbox->WaitForContent("held", "1"));
+    time.Settle();
+    EXPECT_EQ(std::exchange(outcome, ""), "1");
     EXPECT_EQ(Lines(sandbox->Writes()), (Strings{"other <- 2", "held <- 1"}));
     NodeGate again(*sandbox, "held");
-    writer = std::async(std::launch::async, [held] { return Put(held, "3"); });
-    ASSERT_TRUE(again.WaitBlocked());
+    write("3");
+    EXPECT_EQ(outcome, "");
     sandbox.reset();
-    EXPECT_EQ(writer.get(), "-1 EBADF");
+    time.Play();
+    EXPECT_EQ(outcome, "-1 EBADF");
     EXPECT_FALSE(std::filesystem::exists(root));
     NodeIo::Close(held);
     NodeIo::Close(other);

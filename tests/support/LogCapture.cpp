@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <mutex>
 #include <regex>
-#include <utility>
 
 namespace {
 
@@ -34,15 +33,9 @@ LogLine Parse(int priority, char const* tag, char const* message)
 void HandOut(int priority, char const* tag, char const* message)
 {
     LogLine const line = Parse(priority, tag, message);
-    std::vector<LogCapture::Observer> observers;
-    {
-        Lock const lock(mutex);
-        for (LogCapture* capture : active) {
-            capture->Add(line, observers);
-        }
-    }
-    for (LogCapture::Observer const& observer : observers) {
-        observer(line);
+    Lock const lock(mutex);
+    for (LogCapture* capture : active) {
+        capture->Add(line);
     }
 }
 
@@ -70,20 +63,6 @@ LogCapture::~LogCapture()
 {
     Lock const lock(mutex);
     active.erase(std::remove(active.begin(), active.end(), this), active.end());
-}
-
-void LogCapture::OnLine(Observer newObserver)
-{
-    Lock const lock(mutex);
-    observer = std::move(newObserver);
-}
-
-void LogCapture::Add(LogLine const& line, std::vector<Observer>& observers)
-{
-    entries.push_back(line);
-    if (observer) {
-        observers.push_back(observer);
-    }
 }
 
 std::vector<LogLine> LogCapture::Entries() const

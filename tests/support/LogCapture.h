@@ -5,7 +5,6 @@
 #include <corvane/PfLogon.h>
 
 #include <cstddef>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -30,8 +29,6 @@ struct LogLine {
  */
 class LogCapture {
 public:
-    using Observer = std::function<void(LogLine const&)>;
-
     LogCapture();
     LogCapture(LogCapture const&) = delete;
     ~LogCapture();
@@ -54,19 +51,11 @@ public:
      */
     std::string TakeReason();
 
-    /**
-     * Calls back after every line, on the thread that prints it and at that point of what it does: there a test can
-     * bring in another thread's call. The observer's own lines come to it as well. A call that has begun may outlast
-     * the observer's replacement (nullptr for none) and the capture.
-     */
-    void OnLine(Observer observer);
-
     /** Called by the logger, one line at a time. */
-    void Add(LogLine const& line, std::vector<Observer>& observers);
+    void Add(LogLine const& line) { entries.push_back(line); }
 
 private:
-    std::vector<LogLine> entries; ///< guarded by the lock that every capture shares, as is the observer
-    Observer observer;
+    std::vector<LogLine> entries; ///< guarded by the lock that every capture shares
 };
 
 /** Sets the log switch while it lives: bit 0 lets the info lines through, bit 1 the debug lines. */
