@@ -63,25 +63,29 @@ int PerfResource::SendCommandToFifoQ(PerfCommand const& command)
 
 int PerfResource::MoveToFifoQ(PerfCommand&& command)
 {
-    std::vector<PerfCommand> left; // freed without the lock
+    bool needsTime = false;
     {
         PerfMutexLock lock(queueMutex);
         queue.Push(std::move(command));
-        if (queue.NeedsTime()) {
-            left = CompactIfDue(PerfTime::Now());
-        }
+        needsTime = queue.NeedsTime();
     }
     queueCondition.NotifyOne(); // after the lock, so that the worker does not wake up to wait for it
+    if (needsTime) {
+        CompactIfDue();
+    }
     return 0;
 }
 
-std::vector<PerfCommand> PerfResource::CompactIfDue(PerfTimePoint const& now)
+void PerfResource::CompactIfDue()
 {
+    PerfTimePoint const now = PerfTime::Now();
+    std::vector<PerfCommand> left; // freed without the lock
+    PerfMutexLock lock(queueMutex);
     queue.NoteTime(now);
     if (!queue.IsCompactionDue(now)) {
-        return {};
+        return;
     }
-    std::vector<PerfCommand> left = queue.Compact(now);
+    left = queue.Compact(now);
     leftOut += left.size();
     if (leftOut > 2 * reported) {
         reported = leftOut;
@@ -89,7 +93,6 @@ std::vector<PerfCommand> PerfResource::CompactIfDue(PerfTimePoint const& now)
         PF_LOGW_AS(method, "[%s:%d] [%s] worker is behind, %zu waiting commands that come to nothing left out",
                    name.c_str(), leftOut);
     }
-    return left;
 }
 
 void PerfResource::WorkThread()
@@ -206,15 +209,12 @@ PerfTimePoint PerfResource::FindMinTime() const
 
 int PerfResource::HandleNewCommand()
 {
-    std::vector<PerfCommand> left; // freed without the lock
+    if (isBehind) {
+        CompactIfDue(); // the last sender may have gone before the queue was late
+    }
     PerfCommand command;
-    // Read without the lock: senders wait for it, and the worker looks for each command.
-    PerfTimePoint const now = isBehind ? PerfTime::Now() : PerfTimePoint{};
     {
         PerfMutexLock lock(queueMutex);
-        if (isBehind) {
-            left = CompactIfDue(now); // the last sender may have gone before the queue was late
-        }
         if (queue.IsEmpty()) {
             PF_LOGE("[%s:%d] [%s] empty command que", name.c_str());
             return -1;

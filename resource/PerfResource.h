@@ -158,8 +158,8 @@ protected:
     PerfWorkMode workMode;                          // worker thread only, after InitResource
 
 private:
-    /** @return what has been left out, to be freed without the mutex. */
-    [[gnu::cold]] std::vector<PerfCommand> CompactIfDue(PerfTimePoint const& now) CORVANE_REQUIRES(queueMutex);
+    /** Notes the time of a long queue and compacts it; apart from the hot path. The clock is read without the mutex. */
+    [[gnu::cold]] void CompactIfDue();
     void WaitForAnswerLocked(PerfMutexLock& lock) CORVANE_REQUIRES(logMutex);
     StatusEnum WaitForStatusLocked(PerfMutexLock& lock, PerfTimePoint const& wakeUp) CORVANE_REQUIRES(queueMutex);
 

@@ -25,7 +25,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
 CORVANECTL = ""
 RECORD = False
-PATIENCE_S = 100
+PATIENCE_S = 300
 
 
 def run(*args, commands=None):
