@@ -40,7 +40,6 @@ bool AddsBoth(VirtualTime& time)
 
 TEST(Exploration, EveryOrderIsPlayedOnceAndOnlyWhatComesToTheSameIsLeftOut)
 {
-    unsetenv("CORVANE_PREEMPTIONS"); // of this process alone
     std::multiset<std::string> orders;
     auto const perform = [&orders](VirtualTime& time) {
         std::string said;
@@ -203,6 +202,30 @@ TEST(ExplorationDeathTest, WhereNobodyCanGoOnIsTheEndWithTheSchedule)
     };
     EXPECT_EQ(Explore(perform, 0).schedules, 2U);
     EXPECT_DEATH(Explore(perform, 1), "nobody can go on:( a b| b a); CORVANE_SCHEDULE='[0-9]+:1");
+}
+
+TEST(Exploration, AClientMovesTimeAndWhoIsDueGoesOn)
+{
+    Exploration const found = Explore(
+        [](VirtualTime& time) {
+            PerfTimePoint const end = time.Now() + 50ms;
+            PerfTimePoint woken{};
+            time.Start("waits", [&] {
+                PerfMutex mutex;
+                PerfCondition condition;
+                PerfMutexLock lock(mutex);
+                while (PerfTime::Now() < end) {
+                    condition.WaitUntil(lock, end);
+                }
+                woken = PerfTime::Now();
+            });
+            time.Start("time", [&] { time.AdvanceBy(50ms); });
+            time.Play();
+            return woken == end;
+        },
+        2);
+    EXPECT_FALSE(found.failed) << found.line;
+    EXPECT_GT(found.schedules, 2U);
 }
 
 } // namespace
