@@ -204,28 +204,4 @@ TEST(ExplorationDeathTest, WhereNobodyCanGoOnIsTheEndWithTheSchedule)
     EXPECT_DEATH(Explore(perform, 1), "nobody can go on:( a b| b a); CORVANE_SCHEDULE='[0-9]+:1");
 }
 
-TEST(Exploration, AClientMovesTimeAndWhoIsDueGoesOn)
-{
-    Exploration const found = Explore(
-        [](VirtualTime& time) {
-            PerfTimePoint const end = time.Now() + 50ms;
-            PerfTimePoint woken{};
-            time.Start("waits", [&] {
-                PerfMutex mutex;
-                PerfCondition condition;
-                PerfMutexLock lock(mutex);
-                while (PerfTime::Now() < end) {
-                    condition.WaitUntil(lock, end);
-                }
-                woken = PerfTime::Now();
-            });
-            time.Start("time", [&] { time.AdvanceBy(50ms); });
-            time.Play();
-            return woken == end;
-        },
-        2);
-    EXPECT_FALSE(found.failed) << found.line;
-    EXPECT_GT(found.schedules, 2U);
-}
-
 } // namespace
