@@ -21,17 +21,17 @@ public:
     virtual ~Schedule() = default;
 
     /**
-     * @param able two or more who can go on; first the one who runs, if he can.
-     * @param preempts whether he can: to choose another interrupts him.
-     * @param where what he is about to do.
+     * @param able two or more that can go on; the first is the running one, if it can.
+     * @param preempts whether it can: to choose another preempts it.
+     * @param where what the running one is about to do.
      * @return the position of the choice.
      */
     virtual std::size_t Choose(std::vector<Runner const*> const& able, bool preempts, char const* where) = 0;
-    /** He begins a step: from here on nobody comes in between until he has another one before him, or waits. */
+    /** A step begins: until the next one, or until it waits, the thread is not preempted. */
     virtual void Step(Runner const& /* who */) {}
-    /** His step touches this lock, condition, counter, clock or thread; reading commutes with other reading. */
+    /** The step touches this lock, condition, counter, clock or thread; reads commute with one another. */
     virtual void Touch(Runner const& /* who */, void const* /* object */, bool /* reads */) {}
-    /** He lets another go on, who could not before. */
+    /** The step makes another thread ready, which waited. */
     virtual void Enable(Runner const& /* who */, Runner const& /* whom */) {}
     /** @return what has been chosen so far, on one line. */
     virtual std::string Line() const = 0;

@@ -28,7 +28,25 @@ Turns::~Turns()
     self = nullptr;
 }
 
+PerfTimePoint Turns::ReadClock()
+{
+    Point("clock", &now, true);
+    return now;
+}
+
 void Turns::AdvanceTo(PerfTimePoint const& time)
+{
+    Point("time", &now);
+    LetTimeGoOn(time);
+}
+
+void Turns::AdvanceBy(PerfTimePoint::duration duration)
+{
+    Point("time", &now);
+    LetTimeGoOn(now + duration);
+}
+
+void Turns::LetTimeGoOn(PerfTimePoint const& time)
 {
     Lock lock(mutex);
     if (self == &owner) {

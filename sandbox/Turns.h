@@ -19,13 +19,14 @@
 #include <thread>
 
 /**
- * Real threads of which one runs at a time, until it waits, and the time that they wait by. Who waits stands in one
- * list, for a notification, a lock or the end of a thread, and with a deadline or without; whatever comes first makes
- * him ready. At the end of each turn GoOn gives the next one.
+ * A cooperative scheduler for real threads, with the clock that they wait by. One thread runs at a time, until it
+ * waits. Those that wait stand in one list, whatever they wait for: a notification, a lock or the end of a thread, each
+ * with or without a deadline. What ends the wait moves the thread to the ready queue. At the end of every turn GoOn()
+ * picks the next thread; when none is ready, the clock moves to the earliest deadline.
  *
- * The thread that makes the object is the owner. What he waits for brings him back before everybody else who is ready;
- * while he lets time go on, he comes back when nobody else can run before that time. Every operation is called by the
- * one who runs. Other threads have no part in it: OfThisThread is null for them.
+ * The owner is the thread that made the object. Once what it waits for has come, it runs before all that are ready;
+ * while it lets time go on, it runs when nobody else can before that time. Only the running thread calls anything here.
+ * Threads that were not started here have no part in it: OfThisThread() is null for them.
  */
 class Turns {
 public:
@@ -41,10 +42,13 @@ public:
 
     static Turns* OfThisThread() { return self != nullptr ? self->turns : nullptr; }
 
-    /** Its address stands for the clock where the reading or moving of it is a point. */
-    PerfTimePoint const& Now() const { return now; }
-    /** Lets everybody run until that time, if it is the owner's; a client moves time and lets nobody run by that. */
+    PerfTimePoint Now() const { return now; }
+    /** The same, but others may go on before. */
+    PerfTimePoint ReadClock();
+    /** These let everybody run until that time, if it is the owner who calls; a client lets nobody run by that. */
     void AdvanceTo(PerfTimePoint const& time);
+    void AdvanceBy(PerfTimePoint::duration duration);
+    void Settle() { LetTimeGoOn(now); }
 
     /** Others may go on here, before this is touched, if anything is. */
     void Point(char const* where, void const* object = nullptr, bool reads = false);
@@ -80,8 +84,9 @@ private:
         PerfTimePoint deadline = NEVER;
     };
 
-    // Under the mutex, which is given up while somebody else runs.
+    void LetTimeGoOn(PerfTimePoint const& time);
     void Run(std::function<void()> const& body);
+    // Under the mutex, which is given up while somebody else runs.
     void WaitFor(Lock& lock, void const* awaited, PerfTimePoint const& deadline);
     void AwaitTurn(Lock& lock);
     void GoOn();
@@ -107,7 +112,7 @@ private:
     std::list<Participant*> waiting;     ///< longest first
     std::deque<Participant*> ready;      ///< longest first, without the owner
     bool ownerIsReady = false;           ///< and goes before them
-    std::optional<PerfTimePoint> target; ///< to which the owner lets time go on
+    std::optional<PerfTimePoint> target; ///< while the owner lets time go on: until then
     Participant* running = &owner;
     std::map<std::thread::id, Participant> threads;
     std::size_t started = 0;

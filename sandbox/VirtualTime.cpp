@@ -38,18 +38,6 @@ FixedZone::~FixedZone()
 }
 // NOLINTEND(concurrency-mt-unsafe)
 
-void VirtualTime::AdvanceTo(PerfTimePoint const& time)
-{
-    turns.Point("time", &turns.Now());
-    turns.AdvanceTo(time);
-}
-
-void VirtualTime::AdvanceBy(PerfTimePoint::duration duration)
-{
-    turns.Point("time", &turns.Now());
-    turns.AdvanceTo(Now() + duration);
-}
-
 void VirtualTime::Start(std::string const& name, std::function<void()> body)
 {
     clients.push_back(turns.Start(name, std::move(body), true));
@@ -70,11 +58,7 @@ void VirtualTime::Play()
 PerfTimePoint PerfTime::Now()
 {
     auto* const turns = Turns::OfThisThread();
-    if (turns == nullptr) {
-        return DeviceTime::Now();
-    }
-    turns->Point("clock", &turns->Now(), true);
-    return turns->Now();
+    return turns != nullptr ? turns->ReadClock() : DeviceTime::Now();
 }
 
 std::chrono::system_clock::time_point PerfTime::WallNow()

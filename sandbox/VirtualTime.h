@@ -54,10 +54,10 @@ public:
     PerfTimePoint Now() const { return turns.Now(); }
 
     /** Lets everybody run who can, without time going on. */
-    void Settle() { turns.AdvanceTo(Now()); }
+    void Settle() { turns.Settle(); }
     /** Lets everybody run until that time, which is then reached. Time never goes back. */
-    void AdvanceTo(PerfTimePoint const& time);
-    void AdvanceBy(PerfTimePoint::duration duration);
+    void AdvanceTo(PerfTimePoint const& time) { turns.AdvanceTo(time); }
+    void AdvanceBy(PerfTimePoint::duration duration) { turns.AdvanceBy(duration); }
 
     /** Starts a client. He may move time on, too, but lets nobody run by that. */
     void Start(std::string const& name, std::function<void()> body);
