@@ -293,7 +293,7 @@ TEST_F(Plays, ABacklogIsCompactedBesideAWorkerThatTakesFromIt)
             EXPECT_EQ(Request(LONG, {Boost(GPU, 50)}, PID + 1), 0);
             release();
         }
-        EXPECT_EQ(Request(LONG, {Boost(GPU, 50)}, PID + 1), 0);
+        EXPECT_EQ(Request(SHORT, {Boost(GPU, 50)}, PID + 1), 0);
         EXPECT_EQ(Request(LONG, {Boost(GPU, 60)}, PID + 1), 0); // the next sender looks at the queue's age
         time->AdvanceBy(2 * PerfCommandQueue::LATE);
         Together({[&gate] { gate.Release(); }, release});
