@@ -379,6 +379,12 @@ unsigned int CommandManager::TotalHandleNum()
     return totalHandleNum;
 }
 
+CommandManager::UnnamedHandles CommandManager::State()
+{
+    PerfMutexLock lock(mutex);
+    return {eventHandleMap, probeHandleMap};
+}
+
 void CommandManager::ClearExpiredHandle(PerfTimePoint const& now)
 {
     ExpiredRecords expired;

@@ -70,6 +70,13 @@ public:
     /** @return outstanding handles. */
     unsigned int TotalHandleNum();
 
+    /** Snapshot of the handles that no client knows. Some may have expired. */
+    struct UnnamedHandles {
+        std::multimap<PerfEventId, unsigned long long> events;
+        std::unordered_map<int, unsigned long long> probes; ///< by thread
+    };
+    UnnamedHandles State();
+
     void ClearExpiredHandle(PerfTimePoint const& now) CORVANE_REQUIRES(mutex);
     /** The same, but hands over what has been forgotten, so that it can be freed with the mutex given up. */
     void ClearExpiredHandle(PerfTimePoint const& now, ExpiredRecords& out) CORVANE_REQUIRES(mutex);

@@ -39,7 +39,7 @@ bool IsTaken(Platform const& platform)
 {
     SandboxNodes nodes;
     nodes.Prepare(platform);
-    PlatformConfigs configs(platform, [&nodes](std::string const& node) { return nodes.PlaceOf(node); });
+    PlatformConfigs configs(platform, [&nodes](std::string const& node) { return nodes.PathOf(node); });
     for (QosEntry const& entry : platform.qos) {
         if (configs.FitToDevice(entry) != 0) {
             return false;

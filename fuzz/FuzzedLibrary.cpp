@@ -36,7 +36,7 @@ FuzzedLibrary::FuzzedLibrary(Platform const& described, std::uint64_t seed)
 bool FuzzedLibrary::Start(ConfigManagerOptions options)
 {
     nodes.Prepare(platform);
-    configs = std::make_unique<PlatformConfigs>(platform, [this](auto const& node) { return nodes.PlaceOf(node); });
+    configs = std::make_unique<PlatformConfigs>(platform, [this](auto const& node) { return nodes.PathOf(node); });
     try {
         configs->FitToDevice();
     } catch (InputError const& error) {
@@ -44,10 +44,10 @@ bool FuzzedLibrary::Start(ConfigManagerOptions options)
         return false;
     }
     if (isSound) {
-        base = BaseState(platform, [this](auto const& node) { return nodes.PlaceOf(node); });
+        base = BaseState(platform, [this](auto const& node) { return nodes.PathOf(node); });
         nodes.SetBase(base);
     }
-    options.threadBinderNode = platform.threadBinderNode.empty() ? "" : nodes.PlaceOf(platform.threadBinderNode);
+    options.threadBinderNode = platform.threadBinderNode.empty() ? "" : nodes.PathOf(platform.threadBinderNode);
     manager = std::make_unique<ConfigManager>(options);
     int const result = manager->Init(configs->Config(), platform.events, platform.scenarios, platform.probe);
     Expect((result == 0) == isSound || HasTwins(platform), "the library and its check are not of one mind");

@@ -4,7 +4,7 @@
 
 #include "sandbox/VirtualTime.h"
 #include "tools/corvanectl/nodes/SandboxNodes.h"
-#include "tools/corvanectl/platform/BaseState.h"
+#include "tools/corvanectl/platform/NodeValues.h"
 #include "tools/corvanectl/platform/Platform.h"
 #include "tools/corvanectl/platform/PlatformConfigs.h"
 

@@ -57,6 +57,17 @@ std::string ErrorName(int error)
     return found != names.end() ? found->second : "errno " + std::to_string(error);
 }
 
+std::optional<int> ErrorNumber(std::string const& name)
+{
+    constexpr int BEHIND_LAST = 256;
+    for (int error = 1; error < BEHIND_LAST; ++error) {
+        if (ErrorName(error) == name) {
+            return error;
+        }
+    }
+    return std::nullopt;
+}
+
 std::string NodeWrite::Text() const
 {
     static constexpr char DIGITS[] = "0123456789abcdef";

@@ -12,6 +12,7 @@
 #include <functional>
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@ struct SandboxNode;
 
 /** @return the name of an errno that a node may answer with, such as "ENODEV"; "errno 4711" of any other. */
 std::string ErrorName(int error);
+/** The other way round. @return nothing of a text that is none of these. */
+std::optional<int> ErrorNumber(std::string const& name);
 
 /** One write on a node, as it was attempted. */
 struct NodeWrite {

@@ -73,7 +73,7 @@ public:
     Compiled compiled;
 
 private:
-    std::string Place(std::string const& node) const { return node.empty() ? "" : nodes.PlaceOf(node); }
+    std::string Place(std::string const& node) const { return node.empty() ? "" : nodes.PathOf(node); }
 
     /** The nodes of the header are those of the device. */
     void Move(PerfQosConfig& config)

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "tools/corvanectl/commands/Calls.h"
+#include "tools/corvanectl/commands/Command.h"
 #include "tools/corvanectl/commands/Explain.h"
+#include "tools/corvanectl/commands/Interpreter.h"
 #include "tools/corvanectl/nodes/SandboxNodes.h"
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
@@ -64,7 +66,7 @@ protected:
         asked.name = name;
         asked.infos = {{qos, {{0, {{operation, value}}}}}};
         CallFor(session, asked);
-        session.Settle();
+        session.WaitForWorkers();
     }
 
     StopSignal const stop;
@@ -118,7 +120,7 @@ TEST_F(Played, HandlesThatDumpsShowAlikeAreToldApart)
     Hold(1, "first", 0, PERF_OPERATION_BOOST, 1401600);
     for (int i = 0; i < 1023; ++i) {
         Hold(3, "", 3, PERF_OPERATION_BOOST, 257000000);
-        CallRelease(session, {3, session.Claims().LastOf(3)});
+        CallRelease(session, {3, session.GetLedger().LastOf(3)});
     }
     Hold(2, "second", 0, PERF_OPERATION_LIMIT, 1017600);
     std::string const text = Explain(session, 0, std::nullopt);
@@ -148,6 +150,19 @@ TEST_F(Played, TheTableOfNodesNamesWhoeverHoldsEach)
     EXPECT_EQ(row("/proc/thread_bind"), "/proc/thread_bind nothing - no thread is bound ");
     EXPECT_EQ(ExplainNode(session, folder + "min_freq"), Explain(session, 0, 0U));
     EXPECT_EQ(ExplainNode(session, "/proc/thread_bind"), "    no thread is bound\n");
+}
+
+TEST_F(Played, TakesTheExampleOfEachCommandByTheArgumentsThatHelpShows)
+{
+    Interpreter interpreter(session, false);
+    for (Command const& command : AllCommands()) {
+        try {
+            interpreter.Execute(command.example);
+        } catch (UnknownName const& unknown) {
+            EXPECT_STREQ(command.name, "hint") << unknown.what(); // of which this platform has none
+        }
+    }
+    EXPECT_TRUE(interpreter.HasQuit());
 }
 
 TEST(Ledger, CountsWhatEndsByItselfFromTheCallAsTheLibraryDoes)

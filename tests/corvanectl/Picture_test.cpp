@@ -28,27 +28,27 @@ public:
         listener.Hear({PerfTimePoint(milliseconds(1000)), began});
     }
     void At(int ms) { now = PerfTimePoint(milliseconds(1000 + ms)); }
-    void Tell(StoryRecord::What const& what) { listener.Hear({now, what}); }
+    void Publish(StoryRecord::What const& what) { listener.Hear({now, what}); }
     void Write(char const* node, char const* bytes, int error = 0)
     {
         NodeWrite write;
         write.node = node;
         write.bytes = bytes;
         write.error = error;
-        Tell(Wrote{write});
+        Publish(Wrote{write});
     }
     /** The whole of it. */
     void Run()
     {
-        Tell(Held{1, 7, "game", "request", 0, {{10, {{0, {{PERF_OPERATION_BOOST, 600}}}}}}, 0});
-        Tell(Held{2, 7, "cap", "request", 0, {{11, {{0, {{PERF_OPERATION_BOOST, 1}}}}}}, 2000});
+        Publish(Held{1, 7, "game", "request", 0, {{10, {{0, {{PERF_OPERATION_BOOST, 600}}}}}}, 0});
+        Publish(Held{2, 7, "cap", "request", 0, {{11, {{0, {{PERF_OPERATION_BOOST, 1}}}}}}, 2000});
         At(2500);
         Write("/a/min_freq", "600");
         Write("/quiet", "5");
         At(5000);
         Write("/a/min_freq", "601");
         Write("/a/max_freq", "600");
-        Tell(Triggered{"event", 3, true, 0, 0, {{10, {{1000, {{0, {{PERF_OPERATION_BOOST, 900}}}}}}}}, "LAUNCH"});
+        Publish(Triggered{"event", 3, true, 0, 0, {{10, {{1000, {{0, {{PERF_OPERATION_BOOST, 900}}}}}}}}, "LAUNCH"});
         At(7500);
         Write("/a/min_freq", "900");
         Write("/a/min_freq", "1000", EBUSY);
@@ -57,7 +57,7 @@ public:
         At(7700);
         Write("/b/min_freq", "1");
         At(10000);
-        Tell(Settled{true});
+        Publish(Settled{true});
     }
 
 private:
@@ -65,7 +65,7 @@ private:
     PerfTimePoint now{milliseconds(1000)};
 };
 
-std::string Drawn()
+std::string GetChart()
 {
     std::ostringstream svg;
     Picture picture(svg);
@@ -96,7 +96,7 @@ std::vector<Corner> FirstLine(std::string const& svg)
 
 TEST(Picture, DrawsEachNumberAtItsTimeAndTheHigherTheHigher)
 {
-    auto const line = FirstLine(Drawn());
+    auto const line = FirstLine(GetChart());
     ASSERT_EQ(line.size(), 5U) << "the base, three values, the end";
     double const left = line.front().x;
     double const right = line.back().x;
@@ -109,7 +109,7 @@ TEST(Picture, DrawsEachNumberAtItsTimeAndTheHigherTheHigher)
 
 TEST(Picture, SaysValuesOwnersTimesAndWhatWasQuiet)
 {
-    std::string const svg = Drawn();
+    std::string const svg = GetChart();
     std::vector<std::string> texts;
     std::regex const text(R"~(<text class="([^"]*)"[^>]*>([^<]*)</text>)~");
     for (std::sregex_iterator at(svg.begin(), svg.end(), text), end; at != end; ++at) {

@@ -131,7 +131,7 @@ TEST(StoredStory, ReadsBackEachKindOfRecordAsItWasWritten)
              Held{8, 9, "n", "scenario", 4, {{2, groups}}, 4000000000}, Released{}, Released{3, 4},
              Triggered{"event", 5, false, 6, 7, {{8, {{9, groups}, {10, {}}}}}, "LAUNCH"}, Suspended{{1, 2}, true},
              Wrote{WriteOf("/n", "12")}, Wrote{WriteOf("/n", "\n", EBUSY)}, Wrote{WriteOf("/n", "1234", 0, 2)},
-             Strayed{"/n", "1", "2"}, Told{"a\nb"}, Marked{"title"}, Settled{true}}) {
+             Strayed{"/n", "1", "2"}, Output{"a\nb"}, Marked{"title"}, Settled{true}}) {
         auto const json = JsonOf(what);
         StoryRecord::What const back = RecordOf(nlohmann::ordered_json::parse(json.dump()));
         EXPECT_EQ(back.index(), what.index());

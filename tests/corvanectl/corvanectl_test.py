@@ -729,7 +729,8 @@ class Kernel(Processes):
         self.assertEqual(self.held(), self.NODES)
 
     def test_the_device_is_compared_with_its_description(self):
-        self.assertEqual(run("check", "--device", self.PLATFORM).returncode, 0)
+        self.assertEqual([run("check", "--device", self.PLATFORM, *strict).returncode for strict in ([], ["--strict"])],
+                         [0, 1])
         pathlib.Path("/proc/sys/kernel/msgmax").write_text("1000")
         pathlib.Path("/sys/class/net/lo/mtu").write_text("9000")
         platform = json.loads((ROOT / self.PLATFORM).read_text())
@@ -743,8 +744,11 @@ class Kernel(Processes):
                   % os.uname().release,
                   "qos[3].groups[0].nodes[1]: /proc/sys/kernel/no_such is missing: No such file or directory"]
         checked = run("check", "--device", faulty)
-        self.assertEqual((checked.returncode, checked.stdout.splitlines()[6:]),
+        listed = checked.stdout.splitlines()[6:]
+        self.assertEqual((checked.returncode, [line for line in listed if ": warning: " not in line]),
                          (1, [faulty + ":1: " + fault for fault in faults]))
+        self.assertIn(faulty + ":1: warning: qos[0].groups[0].nodes[1]: /proc/sys/kernel/msgmnb holds 20001, and its "
+                      "base is 16384", listed)
         self.assertEqual(run("run", faulty).stderr, "".join("warning: %s\n" % fault for fault in faults))
 
 

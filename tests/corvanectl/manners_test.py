@@ -63,22 +63,14 @@ class Help(tool.TemporaryFiles):
                                         text=True, timeout=tool.PATIENCE_S)
                 self.assertEqual(result.returncode, 0, example + result.stdout[-200:] + result.stderr)
 
-    def test_every_command_shows_an_example_that_works(self):
+    def test_every_command_shows_an_example(self):
         listed = run(*SANDBOX, commands="?").stdout[4:]
         names = re.findall(r"^    (\S+)", listed, re.M)
         self.assertEqual(run(*SANDBOX, commands="help").stdout[7:], listed)
         self.assertLessEqual({"request", "status", "exit", "?"}, set(names))
-        platform = str(self.folder / "phone.json")
-        run("import", "platforms/powerhint.json", "-o", platform)
         shown = run(*SANDBOX, commands="".join("help %s\n" % name for name in names)).stdout
         examples = re.findall("        example: (.*)", shown)
         self.assertEqual([example.split()[0] for example in examples], names)
-        for name, example in zip(names, examples):
-            before = {"release": examples[0] + "\n",
-                      "expect-failure": "node /sys/class/input/touch/report_rate fail EINVAL\n"}.get(name, "")
-            arguments = ["run", platform, "--sandbox"] if name == "hint" else SANDBOX
-            result = run(*arguments, commands=before + example)
-            self.assertEqual(result.returncode, 0, result.stdout + result.stderr)
 
     def test_the_version_is_the_library_s(self):
         library = run(*SANDBOX, commands="version").stdout

@@ -99,21 +99,21 @@ Triggered EventOf(Platform const& platform, PerfEventId id, std::vector<unsigned
 void CallFor(Session& session, Held asked)
 {
     if (asked.what == "scenario") {
-        asked.infos = InfosOf(session.Described(), asked.id);
+        asked.infos = InfosOf(session.GetPlatform(), asked.id);
     }
     auto const [result, said] = Ask([&] { return Call(session.Manager(), asked); });
-    session.Tell(Answered{result, asked.handle, ReasonsFor(session, asked, result, said)});
+    session.Publish(Answered{result, asked.handle, ReasonsFor(session, asked, result, said)});
     if (result == 0 && asked.handle != NO_HANDLE) {
-        session.Tell(asked);
+        session.Publish(asked);
     }
 }
 
 void CallRelease(Session& session, Released const& what)
 {
     int const result = Call(session.Manager(), what);
-    session.Tell(Answered{result});
+    session.Publish(Answered{result});
     if (result == 0) {
-        session.Tell(what);
+        session.Publish(what);
     }
 }
 
@@ -122,11 +122,11 @@ void CallSuspend(Session& session, Suspended asked)
     std::vector<unsigned int> params{asked.on ? 1U : 0U};
     params.insert(params.end(), asked.ids.begin(), asked.ids.end());
     auto const [result, said] = Ask([&] { return session.Manager().PerfSetSuspend(params); });
-    session.Tell(Answered{result, std::nullopt, ReasonsFor(session, asked, result, said)});
+    session.Publish(Answered{result, std::nullopt, ReasonsFor(session, asked, result, said)});
     if (result == 0) {
-        auto const isIdle = [&](PerfQosId id) { return !CanSuspend(session.Described(), id); };
+        auto const isIdle = [&](PerfQosId id) { return !CanSuspend(session.GetPlatform(), id); };
         asked.ids.erase(std::remove_if(asked.ids.begin(), asked.ids.end(), isIdle), asked.ids.end());
-        session.Tell(asked);
+        session.Publish(asked);
     }
 }
 
@@ -136,10 +136,10 @@ void CallEvent(Session& session, PerfEventId id, std::vector<unsigned int> const
         CallSuspend(session, {{params.begin() + 1, params.end()}, params[0] != 0});
         return;
     }
-    Triggered const asked = EventOf(session.Described(), id, params);
+    Triggered const asked = EventOf(session.GetPlatform(), id, params);
     auto const [result, said] = Ask([&] { return session.Manager().PerfEvent(id, params, "corvanectl"); });
-    session.Tell(Answered{result, std::nullopt, ReasonsFor(session, asked, result, said)});
+    session.Publish(Answered{result, std::nullopt, ReasonsFor(session, asked, result, said)});
     if (result == 0) {
-        session.Tell(asked);
+        session.Publish(asked);
     }
 }

@@ -5,18 +5,19 @@
 #include "tools/corvanectl/commands/Interpreter.h"
 #include "tools/corvanectl/commands/Vocabulary.h"
 #include "tools/corvanectl/platform/Findings.h"
+#include "tools/corvanectl/story/NodeText.h"
 
 #include <sstream>
 
 PerfQosId ToQosId(Session const& session, std::string const& text)
 {
-    for (QosEntry const& entry : session.Described().qos) {
+    for (QosEntry const& entry : session.GetPlatform().qos) {
         if (entry.name == text) {
             return entry.id;
         }
     }
     auto const names = QosNames(session);
-    return ToUnsigned(text, "the id or name of a resource", &names);
+    return ToUnsigned(text, FindPlaceholder("QOS").meaning, &names);
 }
 
 namespace {
@@ -38,7 +39,7 @@ void AddPart(Session const& session, std::string const& word, std::vector<PerfRe
     }
     auto& groups = infos.back().groupInfos;
     if (key == "group") {
-        groups.push_back({ToUnsigned(value, "the number of a group"), {}});
+        groups.push_back({ToUnsigned(value, FindPlaceholder("GROUP").meaning), {}});
         return;
     }
     if (key != "boost" && key != "limit") {
@@ -54,33 +55,33 @@ void AddPart(Session const& session, std::string const& word, std::vector<PerfRe
 /** Takes "as NAME" if it is there, and the end of the line. */
 std::string TakeName(Words& words)
 {
-    std::string name = words.TakeIf("as") ? words.Take("the name") : "";
+    std::string name = words.TakeIf("as") ? words.Take("NAME") : "";
     words.End();
     return name;
 }
 
 unsigned long long TakeHandle(Session const& session, int pid, Words& words)
 {
-    std::string const text = words.Take("the handle");
+    std::string const text = words.Take("HANDLE");
     if (text == "last") {
-        if (auto const last = session.Claims().LastOf(pid)) {
+        if (auto const last = session.GetLedger().LastOf(pid)) {
             return *last;
         }
         throw InputError("process " + std::to_string(pid) + " has had no handle yet");
     }
-    auto const named = session.Claims().Named(text);
-    return named ? *named : ToHandle(text, "a handle, nor the name of one", session.Claims().Names());
+    auto const named = session.GetLedger().Named(text);
+    return named ? *named : ToHandle(text, "a handle, nor the name of one", session.GetLedger().Names());
 }
 
 void Request(Interpreter& interpreter, Words& words)
 {
-    Session& session = interpreter.Live();
+    Session& session = interpreter.CurrentSession();
     Held held;
     held.what = "request";
-    held.pid = words.TakeInt("the process id");
-    held.duration = words.TakeUnsigned("a number of ms");
+    held.pid = words.TakeInt("PID");
+    held.duration = words.TakeUnsigned("MS");
     while (!words.Empty() && !words.NextIs("as")) {
-        AddPart(session, words.Take("a value"), held.infos);
+        AddPart(session, words.Take("VALUE"), held.infos);
     }
     held.name = TakeName(words);
     CallFor(session, held);
@@ -88,8 +89,8 @@ void Request(Interpreter& interpreter, Words& words)
 
 void Release(Interpreter& interpreter, Words& words)
 {
-    Session& session = interpreter.Live();
-    int const pid = words.TakeInt("the process id");
+    Session& session = interpreter.CurrentSession();
+    int const pid = words.TakeInt("PID");
     unsigned long long const handle = TakeHandle(session, pid, words);
     words.End();
     CallRelease(session, {pid, handle});
@@ -97,83 +98,80 @@ void Release(Interpreter& interpreter, Words& words)
 
 void ReleaseAll(Interpreter& interpreter, Words& words)
 {
-    int const pid = words.TakeInt("the process id");
+    int const pid = words.TakeInt("PID");
     words.End();
-    CallRelease(interpreter.Live(), {pid, std::nullopt});
+    CallRelease(interpreter.CurrentSession(), {pid, std::nullopt});
 }
 
 void Reset(Interpreter& interpreter, Words& words)
 {
     words.End();
-    CallRelease(interpreter.Live(), {});
+    CallRelease(interpreter.CurrentSession(), {});
 }
 
 /** A scenario or a mode, held until its handle is released. */
-void Hold(Session& session, Words& words, char const* what, char const* idMeaning)
+void Hold(Session& session, Words& words, char const* what, char const* placeholder)
 {
     Held held;
     held.what = what;
-    held.pid = words.TakeInt("the process id");
-    held.id = words.TakeUnsigned(idMeaning);
+    held.pid = words.TakeInt("PID");
+    held.id = words.TakeUnsigned(placeholder);
     held.name = TakeName(words);
     CallFor(session, held);
 }
 
 void Scenario(Interpreter& interpreter, Words& words)
 {
-    Hold(interpreter.Live(), words, "scenario", "the id of a scenario");
+    Hold(interpreter.CurrentSession(), words, "scenario", "SCENARIO");
 }
 
 void Mode(Interpreter& interpreter, Words& words)
 {
-    Hold(interpreter.Live(), words, "mode", "a work mode");
+    Hold(interpreter.CurrentSession(), words, "mode", "MODE");
 }
 
 void SetSuspend(Session& session, bool on, Words& words)
 {
     Suspended suspended{{}, on};
     do {
-        suspended.ids.push_back(ToQosId(session, words.Take("the id or name of a resource")));
+        suspended.ids.push_back(ToQosId(session, words.Take("QOS")));
     } while (!words.Empty());
     CallSuspend(session, suspended);
 }
 
 void Suspend(Interpreter& interpreter, Words& words)
 {
-    SetSuspend(interpreter.Live(), true, words);
+    SetSuspend(interpreter.CurrentSession(), true, words);
 }
 
 void Resume(Interpreter& interpreter, Words& words)
 {
-    SetSuspend(interpreter.Live(), false, words);
+    SetSuspend(interpreter.CurrentSession(), false, words);
 }
 
 void Event(Interpreter& interpreter, Words& words)
 {
-    unsigned int const id = words.TakeUnsigned("the id of an event");
-    CallEvent(interpreter.Live(), id, words.TakeUnsigneds("a parameter"));
+    unsigned int const id = words.TakeUnsigned("EVENT");
+    CallEvent(interpreter.CurrentSession(), id, words.TakeUnsigneds("MS"));
 }
 
 void Probe(Interpreter& interpreter, Words& words)
 {
-    bool const start = words.TakeIf("start");
-    if (!start && !words.TakeIf("stop")) {
-        throw InputError("neither start nor stop");
-    }
-    unsigned int const tid = words.TakeUnsigned("a thread id");
+    bool const start = words.TakeStart();
+    unsigned int const tid = words.TakeUnsigned("TID");
     words.End();
-    CallEvent(interpreter.Live(), PROBE_EVENT_ID, {start ? 1U : 0U, 0, tid});
+    CallEvent(interpreter.CurrentSession(), PROBE_EVENT_ID, {start ? 1U : 0U, 0, tid});
 }
 
 void Debug(Interpreter& interpreter, Words& words)
 {
-    Session& session = interpreter.Live();
-    std::string const option = words.Take("the option");
+    Session& session = interpreter.CurrentSession();
+    std::string const option = words.Take("--OPTION");
     words.End();
     std::ostringstream text;
     int const known = session.Manager().DebugSet(text, option);
-    session.Tell(Told{text.str() + (known == 1 ? "" : "    no option of the debug console")});
-    session.Tell(Answered{known == 1 ? 0 : -1});
+    session.Publish(Output{text.str() + (known == 1 ? "" : "    no option of the debug console")});
+    session.Publish(Answered{known == 1 ? 0 : -1});
 }
 
 } // namespace
@@ -181,18 +179,20 @@ void Debug(Interpreter& interpreter, Words& words)
 std::vector<Command> ClientCommands()
 {
     return {
-        {"request", "PID MS qos=ID [group=N] [boost=V] [limit=V] ... [as NAME]",
+        {"request", "PID MS qos=QOS [group=GROUP] [boost=VALUE] [limit=VALUE] ... [as NAME]",
          "ask for floors and ceilings, for MS ms or (0) until released",
          "request 100 0 qos=CPU_L boost=1401600 as camera", Request},
         {"release", "PID HANDLE|NAME|last", "give a request, scenario or mode back", "release 100 camera", Release},
         {"release-all", "PID", "give back all that a process holds", "release-all 100", ReleaseAll},
         {"reset", "", "give back all that anybody holds", "reset", Reset},
-        {"scenario", "PID ID [as NAME]", "hold a scenario", "scenario 7 0 as game", Scenario},
-        {"mode", "PID ID [as NAME]", "ask for work mode 0, 1 (boost first) or 2 (limit first)",
+        {"scenario", "PID SCENARIO [as NAME]", "hold a scenario", "scenario 7 0 as game", Scenario},
+        {"mode", "PID MODE [as NAME]",
+         "ask for work mode " + WorkModeText(PERF_WORK_MODE_DEFAULT) + ", " + WorkModeText(PERF_WORK_MODE_BOOST_FIRST) +
+             " or " + WorkModeText(PERF_WORK_MODE_LIMIT_FIRST),
          "mode 500 1 as boost-first", Mode},
         {"suspend", "QOS ...", "stop the writes of resources", "suspend DDR GPU", Suspend},
         {"resume", "QOS ...", "let the writes go on", "resume DDR GPU", Resume},
-        {"event", "ID [1 [MS] | 0]", "start or (0) stop an event", "event 0", Event},
+        {"event", "EVENT [1 [MS] | 0]", "start or (0) stop an event", "event 0", Event},
         {"probe", "start|stop TID", "boost for a thread and bind it", "probe start 4242", Probe},
         {"debug", "--OPTION", "switch a debug scenario, as in --game_mode_enable", "debug --game_mode_enable", Debug},
     };

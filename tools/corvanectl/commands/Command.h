@@ -15,11 +15,17 @@ class Session;
 /** One command of the language. */
 struct Command {
     char const* name;
-    char const* arguments;
-    char const* meaning;
+    char const* arguments; ///< as help shows them, of Placeholders; they bound what run may take and feed completion
+    std::string meaning;
     char const* example;
     void (*run)(Interpreter&, Words&);
     bool speaksForItself = false; ///< what it shows need not stand below the command
+
+    void Run(Interpreter& interpreter, Words& words) const
+    {
+        words.Follow(arguments);
+        run(interpreter, words);
+    }
 };
 
 /** @return the id of a resource that is given by name or id. @throws InputError */

@@ -22,19 +22,12 @@ void Add(std::vector<std::string> const& names, std::string const& before, Known
 /** Adds what may stand for an argument. */
 void AddFor(std::string const& argument, Session const& session, Known& known)
 {
-    if (argument == "QOS") {
-        Add(QosNames(session), "", known);
-    } else if (argument == "qos=ID") {
-        Add(QosNames(session), "qos=", known);
-    } else if (argument == "NODE" || argument == "PATH") {
-        Add(NodeNames(session), "", known);
-    } else if (argument == "COMMAND") {
-        Add(CommandNames(), "", known);
-    } else if (argument == "NAME") {
-        Add(session.Claims().Names(), "", known);
-        Add(HintNames(session), "", known);
+    if (Placeholder const& placeholder = FindPlaceholder(argument); placeholder.names != nullptr) {
+        Add(placeholder.names(session), "", known);
     } else if (std::size_t const equals = argument.find('='); equals != std::string::npos) {
-        known.insert(argument.substr(0, equals + 1));
+        auto* const names = FindPlaceholder(argument.substr(equals + 1)).names;
+        std::string const key = argument.substr(0, equals + 1);
+        Add(names == nullptr ? std::vector<std::string>{""} : names(session), key, known);
     }
 }
 
@@ -46,11 +39,11 @@ Known KnownBehind(Session const& session, Words& before)
         Add(CommandNames(), "", known);
         return known;
     }
-    std::string const name = before.Take("the command");
-    if (name == "expect-refused" || name == "expect-failure") {
-        return KnownBehind(session, before);
-    }
+    std::string const name = before.Take("COMMAND");
     for (Command const& command : AllCommands()) {
+        if (command.name == name && command.arguments == std::string("COMMAND ...")) {
+            return KnownBehind(session, before);
+        }
         if (command.name == name) {
             Add(FixedWords(command), "", known);
             for (std::string const& argument : ArgumentWords(command)) {

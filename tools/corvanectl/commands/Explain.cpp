@@ -18,8 +18,9 @@ namespace {
 /** Words for whoever holds something. */
 class Holders {
 public:
-    explicit Holders(Session const& session)
-        : start(session.Claims().Start()), now(SessionTime::Now()), held(session.Claims().Outstanding(start))
+    explicit Holders(Session& session)
+        : start(session.GetLedger().Start()), now(SessionTime::Now()), triggers(session.GetLedger().Running(start)),
+          unnamed(LibraryState::Handles(session.Manager())), held(session.GetLedger().Outstanding(start))
     {
     }
 
@@ -31,7 +32,7 @@ public:
         auto const entry = Find(handle);
         std::string const number = std::to_string(handle);
         if (entry == held.rend()) {
-            return "handle " + number + ", of an event, the probe or the debug console";
+            return TriggerOf(handle) + " (handle " + number + ")";
         }
         std::string const name = entry->held.name.empty() ? "" : " \"" + entry->held.name + "\"";
         return entry->held.what + name + " (handle " + number + ") of process " + std::to_string(entry->held.pid);
@@ -58,8 +59,29 @@ private:
                             [handle](Ledger::Entry const& entry) { return entry.held.handle == handle; });
     }
 
+    std::string TriggerOf(unsigned long long handle) const
+    {
+        for (auto const& [id, each] : unnamed.events) {
+            if (each == handle) {
+                auto const isIt = [id = id](Ledger::Trigger const& trigger) {
+                    return trigger.triggered.what == "event" && trigger.triggered.id == id;
+                };
+                auto const found = std::find_if(triggers.begin(), triggers.end(), isIt);
+                return found == triggers.end() ? "event " + std::to_string(id) : found->triggered.Text();
+            }
+        }
+        for (auto const& [thread, each] : unnamed.probes) {
+            if (each == handle) {
+                return "the probe of thread " + std::to_string(thread);
+            }
+        }
+        return "an event, the probe or the debug console";
+    }
+
     PerfTimePoint const start;
     PerfTimePoint const now;
+    std::vector<Ledger::Trigger> const triggers;
+    CommandManager::UnnamedHandles const unnamed;
     std::vector<Ledger::Entry> const held; ///< with what is over: the library lets that go when it wakes up next
 };
 
@@ -100,7 +122,7 @@ void ExplainCourse(PerfGroupState const& group, WorkModeState const& mode, Holde
 
 std::vector<std::string> NodesOfGroup(Session const& session, QosEntry const& entry, unsigned int group)
 {
-    auto const selected = SelectedGroups(entry, session.Described().control);
+    auto const selected = SelectedGroups(entry, session.GetPlatform().control);
     return group < selected.size() ? entry.groups[selected[group]].nodePathVec
                                    : std::vector<std::string>{entry.globalBoostNode};
 }
@@ -146,7 +168,7 @@ std::string Aligned(std::vector<std::vector<std::string>> const& rows)
 std::string BoundThreadsText(Session const& session)
 {
     std::string threads;
-    for (std::string const& thread : session.Bound().All()) {
+    for (std::string const& thread : session.GetBoundThreads().All()) {
         threads += (threads.empty() ? "thread " : ", ") + thread;
     }
     return threads.empty() ? "no thread is bound" : threads;
@@ -179,8 +201,8 @@ std::string Explain(Session& session, PerfQosId qos, std::optional<unsigned int>
     if (!resource || (group && *group >= resource->groups.size())) {
         throw InputError("the library has no such resource or group");
     }
-    QosEntry const& entry = *FindQos(session.Described(), qos);
-    auto const suspension = session.Claims().SuspensionOf(qos);
+    QosEntry const& entry = *FindQos(session.GetPlatform(), qos);
+    auto const suspension = session.GetLedger().SuspensionOf(qos);
     WorkModeState const mode = LibraryState::Modes(session.Manager());
     Holders const holders(session);
     std::ostringstream out;
@@ -206,7 +228,7 @@ std::string Explain(Session& session, PerfQosId qos, std::optional<unsigned int>
 
 std::string ExplainNode(Session& session, std::string const& node)
 {
-    Platform const& platform = session.Described();
+    Platform const& platform = session.GetPlatform();
     std::set<std::pair<std::size_t, unsigned int>> seen;
     std::string text;
     for (PlatformNode const& each : NodesOf(platform)) {
@@ -221,7 +243,7 @@ std::string ExplainNode(Session& session, std::string const& node)
 
 std::string NodeTable(Session& session)
 {
-    Platform const& platform = session.Described();
+    Platform const& platform = session.GetPlatform();
     std::map<std::string, std::string> bases;
     for (BaseNode const& base : session.Base()) {
         bases.emplace(base.node, ReadableBytes(base.bytes));

@@ -18,7 +18,7 @@ constexpr int HINT_PID = 1; // hints have one client, whoever it is
 
 NamedHint const& FindHint(Session const& session, std::string const& name)
 {
-    auto const& hints = session.Described().hints;
+    auto const& hints = session.GetPlatform().hints;
     auto const found =
         std::find_if(hints.begin(), hints.end(), [&name](NamedHint const& hint) { return hint.name == name; });
     if (found == hints.end()) {
@@ -30,7 +30,7 @@ NamedHint const& FindHint(Session const& session, std::string const& name)
 /** @return the handle under which the hint is held, if it is. */
 std::optional<unsigned long long> HandleOf(Session const& session, NamedHint const& hint)
 {
-    for (Ledger::Entry const& entry : session.Claims().Outstanding(SessionTime::Now())) {
+    for (Ledger::Entry const& entry : session.GetLedger().Outstanding(SessionTime::Now())) {
         if (entry.held.name == hint.name && entry.held.pid == HINT_PID) {
             return entry.held.handle;
         }
@@ -43,7 +43,7 @@ void StartHeld(Session& session, NamedHint const& hint)
 {
     auto const before = HandleOf(session, hint);
     if (before && hint.duration == 0) {
-        session.Tell(Told{"    " + hint.name + " is held already"});
+        session.Publish(Output{"    " + hint.name + " is held already"});
         return;
     }
     Held held;
@@ -61,7 +61,7 @@ void StartHeld(Session& session, NamedHint const& hint)
 
 bool IsRunning(Session const& session, PerfEventId event)
 {
-    auto const running = session.Claims().Running(SessionTime::Now());
+    auto const running = session.GetLedger().Running(SessionTime::Now());
     return std::any_of(running.begin(), running.end(), [event](Ledger::Trigger const& trigger) {
         return trigger.triggered.what == "event" && trigger.triggered.id == event;
     });
@@ -76,7 +76,7 @@ void StopOwn(Session& session, NamedHint const& hint)
     } else if (handle) {
         CallRelease(session, {HINT_PID, *handle});
     } else {
-        session.Tell(Told{"    " + hint.name + " is not held"});
+        session.Publish(Output{"    " + hint.name + " is not held"});
     }
 }
 
@@ -117,14 +117,11 @@ void StartHint(Session& session, NamedHint const& hint, Names& passed)
 
 void Hint(Interpreter& interpreter, Words& words)
 {
-    NamedHint const& hint = FindHint(interpreter.Live(), words.Take("the name of a hint"));
-    bool const start = words.TakeIf("start");
-    if (!start && !words.TakeIf("stop")) {
-        throw InputError("neither start nor stop");
-    }
+    NamedHint const& hint = FindHint(interpreter.CurrentSession(), words.Take("HINT"));
+    bool const start = words.TakeStart();
     words.End();
     Names passed;
-    (start ? StartHint : StopHint)(interpreter.Live(), hint, passed);
+    (start ? StartHint : StopHint)(interpreter.CurrentSession(), hint, passed);
 }
 
 } // namespace
@@ -132,5 +129,5 @@ void Hint(Interpreter& interpreter, Words& words)
 std::vector<Command> HintCommands()
 {
     return {
-        {"hint", "NAME start|stop", "start or stop what the platform knows by this name", "hint LAUNCH start", Hint}};
+        {"hint", "HINT start|stop", "start or stop what the platform knows by this name", "hint LAUNCH start", Hint}};
 }

@@ -24,7 +24,7 @@ public:
     bool HasFailed() const { return failed; }
 
     // for the commands
-    Session& Live() { return session; }
+    Session& CurrentSession() { return session; }
     void Quit() { quit = true; }
     void Fail() { failed = true; }
     void ExpectRefusal() { expectsRefusal = true; }

@@ -10,8 +10,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <iterator>
-#include <optional>
 #include <sstream>
 
 namespace {
@@ -19,7 +17,7 @@ namespace {
 /** @return the sandbox that has this node. @throws InputError if there is none. */
 Sandbox& BoxOf(Session& session, std::string const& node)
 {
-    Sandbox& box = session.Where().Box();
+    Sandbox& box = session.GetNodes().Box();
     try {
         box.Writes(node);
     } catch (std::logic_error const&) {
@@ -30,8 +28,7 @@ Sandbox& BoxOf(Session& session, std::string const& node)
 
 Fault TakeFault(Words& words)
 {
-    static constexpr int ERRORS[] = {EINVAL, EBUSY, EIO, EACCES, EPERM, ENOSPC};
-    std::string const how = words.Take("the fault");
+    std::string const how = words.Take("ERROR");
     if (how == "ENODEV") {
         return Fault::Stale();
     }
@@ -39,32 +36,27 @@ Fault TakeFault(Words& words)
         return Fault::OpenError(EACCES);
     }
     if (how == "short") {
-        return Fault::ShortCount(words.TakeUnsigned("a number of bytes"));
+        return Fault::ShortCount(words.TakeUnsigned("BYTES"));
     }
-    auto const error = std::find_if(std::begin(ERRORS), std::end(ERRORS),
-                                    [&how](int candidate) { return ErrorName(candidate) == how; });
-    if (error == std::end(ERRORS)) {
-        std::string names;
-        for (int const candidate : ERRORS) {
-            names += ErrorName(candidate) + ", ";
-        }
-        throw InputError("\"" + how + "\" is none of ENODEV, " + names + "short, open");
+    auto const error = ErrorNumber(how);
+    if (!error) {
+        throw InputError("\"" + how + "\" is none of short, open and errors such as EBUSY");
     }
-    return Fault::Error(*error, words.Empty() ? Fault::UNTIL_CLEARED : words.TakeUnsigned("a number of times"));
+    return Fault::Error(*error, words.Empty() ? Fault::UNTIL_CLEARED : words.TakeUnsigned("TIMES"));
 }
 
 void Node(Interpreter& interpreter, Words& words)
 {
-    std::string const node = words.Take("the path of a node");
-    Sandbox& box = BoxOf(interpreter.Live(), node);
+    std::string const node = words.Take("NODE");
+    Sandbox& box = BoxOf(interpreter.CurrentSession(), node);
     if (words.TakeIf("clear")) {
         words.End();
         box.ClearFaults(node);
     } else if (words.TakeIf("delay")) {
-        std::chrono::milliseconds const time(words.TakeUnsigned("a number of ms"));
+        std::chrono::milliseconds const time(words.TakeUnsigned("MS"));
         words.End();
         box.FailNode(node, Fault::Delay(time));
-        interpreter.Live().Clock().NodesAreSlow();
+        interpreter.CurrentSession().Clock().NodesAreSlow();
     } else if (words.TakeIf("fail")) {
         Fault const fault = TakeFault(words);
         words.End();
@@ -95,7 +87,7 @@ std::size_t ReportAway(Session& session, std::vector<BaseNode> const& expected, 
 /** Reports the threads that are bound. @return how many there are. */
 std::size_t ReportBound(Session& session, std::ostream& report)
 {
-    auto const bound = session.Bound().All();
+    auto const bound = session.GetBoundThreads().All();
     for (std::string const& thread : bound) {
         report << "    thread " << thread << " is still bound\n";
     }
@@ -113,9 +105,9 @@ void CheckIsKnown(Session const& session, std::string const& node)
 
 void Expect(Interpreter& interpreter, Words& words)
 {
-    Session& session = interpreter.Live();
-    std::string const node = words.Take("the path of a node");
-    std::string expected = words.Take("the value");
+    Session& session = interpreter.CurrentSession();
+    std::string const node = words.Take("NODE");
+    std::string expected = words.Take("VALUE");
     for (std::string const& word : words.TakeRest()) {
         expected += " " + word;
     }
@@ -127,7 +119,7 @@ void Expect(Interpreter& interpreter, Words& words)
     bool const isMet = held && fits(*held);
     std::string const state =
         held ? " is at " + ReadableBytes(SettingOf(*held)) : " cannot be read and was not written";
-    session.Tell(Told{"    " + node + state + (isMet ? "" : ", expected was " + expected)});
+    session.Publish(Output{"    " + node + state + (isMet ? "" : ", expected was " + expected)});
     if (!isMet) {
         interpreter.Fail();
     }
@@ -136,7 +128,7 @@ void Expect(Interpreter& interpreter, Words& words)
 void ExpectBase(Interpreter& interpreter, Words& words)
 {
     words.End();
-    Session& session = interpreter.Live();
+    Session& session = interpreter.CurrentSession();
     session.Sleep(std::chrono::milliseconds(0));
     std::ostringstream report;
     auto const& expected = session.Base();
@@ -147,7 +139,7 @@ void ExpectBase(Interpreter& interpreter, Words& words)
     } else {
         report << "    " << away << " of " << expected.size() << " nodes are not at their base\n";
     }
-    session.Tell(Told{report.str()});
+    session.Publish(Output{report.str()});
     if (away + bound != 0) {
         interpreter.Fail();
     }
@@ -158,7 +150,7 @@ void ExpectBase(Interpreter& interpreter, Words& words)
 std::vector<Command> NodeCommands()
 {
     return {
-        {"node", "PATH fail ERROR [TIMES] | fail short BYTES | fail open | delay MS | clear",
+        {"node", "NODE fail ERROR [TIMES] | fail short BYTES | fail open | delay MS | clear",
          "make a node of the sandbox misbehave", "node /dev/memory_bandwidth fail EBUSY 1", Node},
         {"expect", "NODE VALUE", "fail unless the node is at this value", "expect /dev/memory_bandwidth 6640", Expect},
         {"expect-base", "", "fail unless every node is at its base", "expect-base", ExpectBase},

@@ -10,9 +10,9 @@ namespace {
 
 void Sleep(Interpreter& interpreter, Words& words)
 {
-    std::chrono::milliseconds const time(words.TakeUnsigned("a number of ms"));
+    std::chrono::milliseconds const time(words.TakeUnsigned("MS"));
     words.End();
-    interpreter.Live().Sleep(time);
+    interpreter.CurrentSession().Sleep(time);
 }
 
 void Say(Interpreter& interpreter, Words& words)
@@ -21,15 +21,15 @@ void Say(Interpreter& interpreter, Words& words)
     for (std::string const& word : words.TakeRest()) {
         title += (title.empty() ? "" : " ") + word;
     }
-    interpreter.Live().Tell(Marked{title});
+    interpreter.CurrentSession().Publish(Marked{title});
 }
 
 void ExpectRefused(Interpreter& interpreter, Words& words)
 {
-    Session& session = interpreter.Live();
-    std::string const name = words.Take("the command");
-    FindCommand(name).run(interpreter, words);
-    if (!session.Claims().LastResult()) {
+    Session& session = interpreter.CurrentSession();
+    std::string const name = words.Take("COMMAND");
+    FindCommand(name).Run(interpreter, words);
+    if (!session.GetLedger().LastResult()) {
         throw InputError("\"" + name + "\" is nothing that the library could refuse");
     }
     interpreter.ExpectRefusal();
@@ -37,7 +37,7 @@ void ExpectRefused(Interpreter& interpreter, Words& words)
 
 void ExpectFailure(Interpreter& interpreter, Words& words)
 {
-    FindCommand(words.Take("the command")).run(interpreter, words);
+    FindCommand(words.Take("COMMAND")).Run(interpreter, words);
     interpreter.ExpectFailedWrite();
 }
 

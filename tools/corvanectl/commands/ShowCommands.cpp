@@ -21,63 +21,64 @@ void Dump(Interpreter& interpreter, Words& words)
 {
     std::ostringstream text;
     auto const options = words.TakeRest();
-    if (interpreter.Live().Manager().Dump(text, options) != 0) {
+    if (interpreter.CurrentSession().Manager().Dump(text, options) != 0) {
         std::string const option = options.empty() ? "" : options.front();
         std::string const suggestion = DidYouMean(option, FixedWords(FindCommand("dump")));
         text << (suggestion.empty() ? "" : "    no such dump") << suggestion;
-        interpreter.Live().Tell(Answered{-1});
+        interpreter.CurrentSession().Publish(Answered{-1});
     }
-    interpreter.Live().Tell(Told{text.str()});
+    interpreter.CurrentSession().Publish(Output{text.str()});
 }
 
 void ShowChart(Interpreter& interpreter, Words& words)
 {
     words.End();
-    interpreter.Live().Tell(Told{interpreter.Live().Drawn().Text(ColumnsOfOutput(COLUMNS_OF_NO_TERMINAL))});
+    interpreter.CurrentSession().Publish(
+        Output{interpreter.CurrentSession().GetChart().Text(ColumnsOfOutput(COLUMNS_OF_NO_TERMINAL))});
 }
 
 void ExplainQos(Interpreter& interpreter, Words& words)
 {
-    Session& session = interpreter.Live();
-    std::string const what = words.Take("the id or name of a resource, or a node");
+    Session& session = interpreter.CurrentSession();
+    std::string const what = words.Take("QOS");
     if (what.front() == '/') {
         words.End();
         std::string const text = ExplainNode(session, what);
         if (text.empty()) {
             throw NoSuchNode(session, what);
         }
-        session.Tell(Told{text});
+        session.Publish(Output{text});
         return;
     }
     PerfQosId const qos = ToQosId(session, what);
-    auto const group = words.Empty() ? std::nullopt : std::optional(words.TakeUnsigned("the number of a group"));
+    auto const group = words.Empty() ? std::nullopt : std::optional(words.TakeUnsigned("GROUP"));
     words.End();
-    session.Tell(Told{Explain(session, qos, group)});
+    session.Publish(Output{Explain(session, qos, group)});
 }
 
 void ShowNodes(Interpreter& interpreter, Words& words)
 {
     words.End();
-    interpreter.Live().Tell(Told{NodeTable(interpreter.Live())});
+    interpreter.CurrentSession().Publish(Output{NodeTable(interpreter.CurrentSession())});
 }
 
 void Status(Interpreter& interpreter, Words& words)
 {
     words.End();
-    interpreter.Live().Tell(Told{StatusOf(interpreter.Live())});
+    interpreter.CurrentSession().Publish(Output{StatusOf(interpreter.CurrentSession())});
 }
 
 void Version(Interpreter& interpreter, Words& words)
 {
     words.End();
     std::ostringstream text;
-    interpreter.Live().Manager().DumpCoreVersion(text);
-    interpreter.Live().Tell(Told{text.str()});
+    interpreter.CurrentSession().Manager().DumpCoreVersion(text);
+    interpreter.CurrentSession().Publish(Output{text.str()});
 }
 
 void Log(Interpreter& /* interpreter */, Words& words)
 {
-    unsigned int const bits = words.TakeUnsigned("a number of bits");
+    unsigned int const bits = words.TakeUnsigned("BITS");
     words.End();
     LibraryVoice::Switch(bits);
 }
@@ -91,12 +92,12 @@ void Help(Interpreter& interpreter, Words& words)
     if (words.Empty()) {
         std::for_each(AllCommands().begin(), AllCommands().end(), describe);
     } else {
-        Command const& command = FindCommand(words.Take("the command"));
+        Command const& command = FindCommand(words.Take("COMMAND"));
         words.End();
         describe(command);
         text << "        example: " << command.example << "\n";
     }
-    interpreter.Live().Tell(Told{text.str()});
+    interpreter.CurrentSession().Publish(Output{text.str()});
 }
 
 } // namespace

@@ -14,12 +14,6 @@ namespace {
 
 constexpr std::size_t MOST_HELD = 12; ///< lines; a screen has little more
 
-std::string NameOf(Platform const& platform, PerfQosId id)
-{
-    QosEntry const* const entry = FindQos(platform, id);
-    return entry == nullptr ? std::to_string(id) : entry->name;
-}
-
 /** @return what is asked for, as a request is written. */
 std::string Asked(Platform const& platform, std::vector<PerfRequestInfo> const& infos)
 {
@@ -40,12 +34,12 @@ std::string Asked(Platform const& platform, std::vector<PerfRequestInfo> const& 
 class HeldLines {
 public:
     explicit HeldLines(Session const& session)
-        : platform(session.Described()), start(session.Claims().Start()), now(SessionTime::Now())
+        : platform(session.GetPlatform()), start(session.GetLedger().Start()), now(SessionTime::Now())
     {
-        for (Ledger::Entry const& entry : session.Claims().Outstanding(now)) {
+        for (Ledger::Entry const& entry : session.GetLedger().Outstanding(now)) {
             Add(entry);
         }
-        for (Ledger::Trigger const& trigger : session.Claims().Running(now)) {
+        for (Ledger::Trigger const& trigger : session.GetLedger().Running(now)) {
             lines.push_back(trigger.triggered.Text() + Time(trigger.since, trigger.until));
         }
     }
@@ -89,8 +83,8 @@ private:
 std::string SuspendedOf(Session const& session)
 {
     std::string names;
-    for (QosEntry const& entry : session.Described().qos) {
-        if (session.Claims().SuspensionOf(entry.id)) {
+    for (QosEntry const& entry : session.GetPlatform().qos) {
+        if (session.GetLedger().SuspensionOf(entry.id)) {
             names += (names.empty() ? "" : ", ") + entry.name;
         }
     }
@@ -106,7 +100,7 @@ std::string StatusOf(Session& session)
         return !Holds(session.HeldBy(node.node).value_or(node.bytes), node.bytes);
     });
     std::ostringstream out;
-    out << "    time: " << SecondsText(SessionTime::Now() - session.Claims().Start()) << ", "
+    out << "    time: " << SecondsText(SessionTime::Now() - session.GetLedger().Start()) << ", "
         << (session.Clock().IsVirtual() ? "virtual" : "real") << "\n"
         << "    work mode: " << WorkModeText(LibraryState::Modes(session.Manager()).mode) << "\n"
         << "    suspended: " << SuspendedOf(session) << "\n"

@@ -19,7 +19,37 @@ template <typename Items, typename NameOf> std::vector<std::string> NamesOf(Item
     return names;
 }
 
+constexpr Placeholder PLACEHOLDERS[] = {
+    {"", "a word", nullptr},
+    {"BITS", "a number of bits", nullptr},
+    {"BYTES", "a number of bytes", nullptr},
+    {"COMMAND", "the command", [](Session const& /* any */) { return CommandNames(); }},
+    {"ERROR", "the fault", nullptr},
+    {"EVENT", "the id of an event", nullptr},
+    {"GROUP", "the number of a group", nullptr},
+    {"HANDLE", "the handle", nullptr},
+    {"HINT", "the name of a hint", HintNames},
+    {"MODE", "a work mode", nullptr},
+    {"MS", "a number of ms", nullptr},
+    {"NAME", "the name", [](Session const& session) { return session.GetLedger().Names(); }},
+    {"NODE", "the path of a node", NodeNames},
+    {"PID", "the process id", nullptr},
+    {"QOS", "the id or name of a resource", QosNames},
+    {"SCENARIO", "the id of a scenario", nullptr},
+    {"TID", "a thread id", nullptr},
+    {"TIMES", "a number of times", nullptr},
+    {"VALUE", "the value", nullptr},
+    {"--OPTION", "the option", nullptr},
+};
+
 } // namespace
+
+Placeholder const& FindPlaceholder(std::string const& word)
+{
+    auto const* const found = std::find_if(std::begin(PLACEHOLDERS), std::end(PLACEHOLDERS),
+                                           [&word](Placeholder const& each) { return each.word == word; });
+    return found == std::end(PLACEHOLDERS) ? PLACEHOLDERS[0] : *found;
+}
 
 std::vector<std::string> CommandNames()
 {
@@ -46,17 +76,17 @@ std::vector<std::string> FixedWords(Command const& command)
 
 std::vector<std::string> QosNames(Session const& session)
 {
-    return NamesOf(session.Described().qos, [](QosEntry const& entry) { return entry.name; });
+    return NamesOf(session.GetPlatform().qos, [](QosEntry const& entry) { return entry.name; });
 }
 
 std::vector<std::string> NodeNames(Session const& session)
 {
-    return NamesOf(NodesOf(session.Described()), [](PlatformNode const& node) { return node.name; });
+    return NamesOf(NodesOf(session.GetPlatform()), [](PlatformNode const& node) { return node.name; });
 }
 
 std::vector<std::string> HintNames(Session const& session)
 {
-    return NamesOf(session.Described().hints, [](NamedHint const& hint) { return hint.name; });
+    return NamesOf(session.GetPlatform().hints, [](NamedHint const& hint) { return hint.name; });
 }
 
 UnknownName NoSuchNode(Session const& session, std::string const& node)

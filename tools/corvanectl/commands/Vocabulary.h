@@ -12,6 +12,15 @@ struct Command;
 
 // What has a name: for suggestions and for completion.
 
+/** A word in the arguments of commands, as help shows them, that another one takes the place of. */
+struct Placeholder {
+    char const* word;
+    char const* meaning;                               ///< of what stands there
+    std::vector<std::string> (*names)(Session const&); ///< that may stand there; nullptr where nobody knows them
+};
+
+/** @return the meaningless one if there is none of this word. */
+Placeholder const& FindPlaceholder(std::string const& word);
 std::vector<std::string> CommandNames();
 /** @return the words of a command's arguments, without what says how they belong together. */
 std::vector<std::string> ArgumentWords(Command const& command);

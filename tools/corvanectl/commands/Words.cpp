@@ -2,12 +2,14 @@
 
 #include "tools/corvanectl/commands/Words.h"
 
+#include "tools/corvanectl/commands/Vocabulary.h"
 #include "tools/corvanectl/platform/Findings.h"
 #include "tools/corvanectl/platform/Suggestion.h"
 
 #include <charconv>
 #include <iterator>
 #include <sstream>
+#include <stdexcept>
 #include <system_error>
 
 namespace {
@@ -55,8 +57,16 @@ Words::Words(std::string const& line)
     words.assign(std::istream_iterator<std::string>(in), {});
 }
 
+void Words::ExpectInArguments(std::string const& word) const
+{
+    if (!arguments.empty() && arguments.find(word) == std::string::npos) {
+        throw std::logic_error("\"" + word + "\" is not in \"" + arguments + "\"");
+    }
+}
+
 bool Words::TakeIf(std::string const& word)
 {
+    ExpectInArguments(word);
     if (!NextIs(word)) {
         return false;
     }
@@ -64,29 +74,39 @@ bool Words::TakeIf(std::string const& word)
     return true;
 }
 
-std::string Words::Take(std::string const& what)
+std::string Words::Take(char const* placeholder)
 {
+    ExpectInArguments(placeholder);
     if (Empty()) {
-        throw InputError(what + " is missing");
+        throw InputError(std::string(FindPlaceholder(placeholder).meaning) + " is missing");
     }
     return words[next++];
 }
 
-int Words::TakeInt(std::string const& what)
+int Words::TakeInt(char const* placeholder)
 {
-    return ToInt(Take(what), what);
+    return ToInt(Take(placeholder), FindPlaceholder(placeholder).meaning);
 }
 
-unsigned int Words::TakeUnsigned(std::string const& what)
+unsigned int Words::TakeUnsigned(char const* placeholder)
 {
-    return ToUnsigned(Take(what), what);
+    return ToUnsigned(Take(placeholder), FindPlaceholder(placeholder).meaning);
 }
 
-std::vector<unsigned int> Words::TakeUnsigneds(std::string const& what)
+bool Words::TakeStart()
+{
+    bool const start = TakeIf("start");
+    if (!start && !TakeIf("stop")) {
+        throw InputError("neither start nor stop");
+    }
+    return start;
+}
+
+std::vector<unsigned int> Words::TakeUnsigneds(char const* placeholder)
 {
     std::vector<unsigned int> numbers;
     while (!Empty()) {
-        numbers.push_back(TakeUnsigned(what));
+        numbers.push_back(TakeUnsigned(placeholder));
     }
     return numbers;
 }

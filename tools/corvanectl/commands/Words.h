@@ -10,20 +10,29 @@ class Words {
 public:
     explicit Words(std::string const& line);
 
+    /** From now on nothing is taken that does not stand in these arguments, as help shows them. */
+    void Follow(char const* commandArguments) { arguments = commandArguments; }
+
     bool Empty() const { return next == words.size(); }
     bool NextIs(std::string const& word) const { return !Empty() && words[next] == word; }
     /** @return whether the next word is this one; if so, takes it. */
     bool TakeIf(std::string const& word);
-    /** @param what the word should be, for the error. */
-    std::string Take(std::string const& what);
-    int TakeInt(std::string const& what);
-    unsigned int TakeUnsigned(std::string const& what);
-    std::vector<unsigned int> TakeUnsigneds(std::string const& what);
+    /** @param placeholder of the command's arguments, which says what the word should be. */
+    std::string Take(char const* placeholder);
+    int TakeInt(char const* placeholder);
+    unsigned int TakeUnsigned(char const* placeholder);
+    std::vector<unsigned int> TakeUnsigneds(char const* placeholder);
+    /** Takes "start" or "stop". @return whether it was the first. */
+    bool TakeStart();
     std::vector<std::string> TakeRest();
     /** Throws if a word is left. */
     void End() const;
 
 private:
+    /** @throws std::logic_error: help and completion would not say what the command takes. */
+    void ExpectInArguments(std::string const& word) const;
+
+    std::string arguments;
     std::vector<std::string> words;
     std::size_t next = 0;
 };

@@ -3,13 +3,12 @@
 #include "tools/corvanectl/nodes/DeviceCheck.h"
 
 #include "tools/corvanectl/nodes/NodeFile.h"
-#include "tools/corvanectl/platform/NodeDomains.h"
 #include "tools/corvanectl/story/NodeText.h"
 
 #include <cerrno>
-#include <optional>
 #include <set>
 #include <sstream>
+#include <string>
 #include <system_error>
 
 #include <fcntl.h>
@@ -18,97 +17,92 @@
 
 namespace {
 
-using Place = std::function<std::string(std::string const& node)>;
-
 std::string Reason(int error)
 {
     return std::generic_category().message(error);
-}
-
-/** @return the ascending frequencies that a list names, up to the first word that is none. */
-std::vector<int> Frequencies(QosEntry const& entry, Place const& place)
-{
-    std::istringstream list(entry.freqListNode.empty() ? "" : ReadNode(place(entry.freqListNode)).value_or(""));
-    std::set<int> frequencies;
-    for (int frequency = 0; list >> frequency;) {
-        frequencies.insert(frequency);
-    }
-    return {frequencies.begin(), frequencies.end()};
-}
-
-std::string Range(NodeDomain const& domain)
-{
-    bool const openEnded = domain.highest == std::numeric_limits<long long>::max();
-    return std::to_string(domain.lowest) + (openEnded ? " and up" : " .. " + std::to_string(domain.highest));
 }
 
 /** @return what is wrong with the content, or an empty text. */
 std::string Fault(NodeDomain const& domain, std::string const& content)
 {
     std::string const held = "holds \"" + ReadableBytes(SettingOf(content)) + "\"";
-    if (domain.isNumber) {
-        auto const number = NumberAt(content);
-        if (!number) {
-            return held + ", which is no number";
-        }
-        bool const isInside = domain.lowest <= *number && *number <= domain.highest;
-        return isInside ? "" : "holds " + std::to_string(*number) + ", which is outside " + Range(domain);
-    }
-    for (std::string const& text : domain.texts) {
+    std::set<long long> numbers;
+    for (std::string const& text : domain.written) {
         if (Holds(content, text)) {
             return "";
         }
+        if (auto const number = NumberOf(text)) {
+            numbers.insert(*number);
+        }
     }
-    return domain.texts.empty() ? "" : held + ", which is none of the described texts";
+    if (domain.node.hasLevels || numbers.size() != domain.written.size()) {
+        return held + ", which is none of the described texts";
+    }
+    auto const number = NumberAt(content);
+    if (!number) {
+        return held + ", which is no number";
+    }
+    bool const isInside = *numbers.begin() <= *number && *number <= *numbers.rbegin();
+    return isInside ? ""
+                    : "holds " + std::to_string(*number) + ", which is outside " + std::to_string(*numbers.begin()) +
+                          " .. " + std::to_string(*numbers.rbegin());
 }
 
-void CheckNode(NodeDomain const& domain, std::string const& path, Findings& findings)
+void CheckContent(NodeDomain const& domain, std::string const& file, std::string const& content, Findings& findings)
 {
-    std::string const where = domain.path;
+    std::string const fault = domain.written.empty() ? "" : Fault(domain, content);
+    if (!fault.empty()) {
+        findings.Add(domain.node.path, file + " " + fault);
+    } else if (domain.base && !Holds(content, *domain.base)) {
+        findings.Warn(domain.node.path, file + " holds " + ReadableBytes(SettingOf(content)) + ", and its base is " +
+                                            ReadableBytes(*domain.base));
+    }
+}
+
+void CheckNode(NodeDomain const& domain, bool isBinder, std::string const& file, Findings& findings)
+{
+    std::string const& where = domain.node.path;
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-        findings.Add(where, path + " is missing: " + Reason(errno));
+    if (stat(file.c_str(), &status) != 0) {
+        findings.Add(where, file + " is missing: " + Reason(errno));
         return;
     }
     if (S_ISDIR(status.st_mode)) {
-        findings.Add(where, path + " is a folder");
+        findings.Add(where, file + " is a folder");
         return;
     }
-    if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) {
-        findings.Add(where, path + " cannot be written: " + Reason(errno));
+    if (faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) != 0) {
+        findings.Add(where, file + " cannot be written: " + Reason(errno));
     }
-    if (!domain.isNumber && domain.texts.empty()) {
-        return;
+    if (isBinder) {
+        return; // takes lines and holds nothing
     }
-    auto const content = ReadNode(path);
-    if (!content &&
-        (status.st_mode & (S_IRUSR | S_IRGRP | S_IROTH)) != 0) { // else it can only be written, which is well
-        findings.Add(where, path + " cannot be read: " + Reason(errno));
-    }
-    std::string const fault = content ? Fault(domain, *content) : "";
-    if (!fault.empty()) {
-        findings.Add(where, path + " " + fault);
+    if (auto const content = ReadNode(file)) {
+        CheckContent(domain, file, *content, findings);
+    } else if ((status.st_mode & (S_IRUSR | S_IRGRP | S_IROTH)) != 0) { // else it can only be written, which is well
+        findings.Add(where, file + " cannot be read: " + Reason(errno));
     }
 }
 
 } // namespace
 
-void CheckDevice(Platform const& platform, Place const& place, Findings& findings)
+void CheckDevice(Platform const& platform, PlatformConfigs::PathLookup const& place, Findings& findings)
 {
     for (std::size_t i = 0; i < platform.qos.size(); ++i) {
         QosEntry const& entry = platform.qos[i];
-        std::string const path = "qos[" + std::to_string(i) + "].freqListNode";
         if (entry.freqListNode.empty() || !IsBuilt(entry, platform.control)) {
             continue;
         }
-        if (!ReadNode(place(entry.freqListNode))) {
-            findings.Add(path, place(entry.freqListNode) + " cannot be read: " + Reason(errno));
-        } else if (Frequencies(entry, place).empty()) {
-            findings.Add(path, place(entry.freqListNode) + " lists no frequency");
+        std::string const file = place(entry.freqListNode);
+        auto const list = ReadNode(file);
+        int first = 0;
+        if (!list) {
+            findings.Add(Indexed("qos", i) + ".freqListNode", file + " cannot be read: " + Reason(errno));
+        } else if (!(std::istringstream(*list) >> first)) {
+            findings.Add(Indexed("qos", i) + ".freqListNode", file + " lists no frequency");
         }
     }
-    for (NodeDomain const& domain :
-         NodeDomains(platform, [&place](QosEntry const& entry) { return Frequencies(entry, place); })) {
-        CheckNode(domain, place(domain.node), findings);
+    for (NodeDomain const& domain : NodeDomains(platform, place)) {
+        CheckNode(domain, domain.node.resource == platform.qos.size(), place(domain.node.name), findings);
     }
 }

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "sandbox/Sandbox.h"
-#include "tools/corvanectl/platform/BaseState.h"
+#include "tools/corvanectl/platform/NodeValues.h"
 #include "tools/corvanectl/platform/Platform.h"
 
 #include <functional>
@@ -21,7 +21,7 @@ public:
 
     /** Text of the places that is not the device's own, to be cut out of what is shown; may be empty. */
     virtual std::string Root() const = 0;
-    virtual std::string PlaceOf(std::string const& node) const = 0;
+    virtual std::string PathOf(std::string const& node) const = 0;
 
     /** True for device nodes: checked before the start, read back after writes. */
     virtual bool AreReal() const { return false; }

@@ -59,8 +59,28 @@ std::vector<Strayed> ReadBack::Compare(Nodes const& nodes)
         if (content && !fits(*content)) {
             strayed.push_back({node, text, SettingOf(*content)});
         }
+        if (content) {
+            seen[node] = *content;
+        }
     }
     return strayed;
+}
+
+std::vector<Strayed> ReadBack::Overwritten(Nodes const& nodes)
+{
+    std::vector<Strayed> overwritten;
+    PerfTimePoint const deadline = PerfTime::Now() + READ_BACK_TIME; // for a write that is not told yet
+    for (auto& [node, content] : seen) {
+        auto const fits = [this, &each = node, &before = content](std::string const& now) {
+            return now == before || Holds(now, LastTaken(each).value_or(now));
+        };
+        std::string const now = nodes.ReadWhatFits(node, deadline, fits).value_or(content);
+        if (!fits(now)) {
+            overwritten.push_back({node, LastTaken(node).value_or(""), SettingOf(now), true});
+        }
+        content = now;
+    }
+    return overwritten;
 }
 
 std::optional<std::string> ReadBack::LastTaken(std::string const& node) const

@@ -22,6 +22,8 @@ public:
 
     /** @return the nodes written since the last call that can be read and hold something else. */
     std::vector<Strayed> Compare(Nodes const& nodes);
+    /** @return the nodes that hold something else than when they were compared last, and what nobody here wrote. */
+    std::vector<Strayed> Overwritten(Nodes const& nodes);
     /**
      * @return how many writes since the last call failed, or were taken in part. One that is taken when it is offered
      * again, as after ENODEV, has not failed.
@@ -35,6 +37,7 @@ private:
     std::map<std::string, std::string> TakeFresh();
 
     std::string const ignored;
+    std::map<std::string, std::string> seen; ///< by node, what it held when it was compared; the session's thread only
     mutable std::mutex mutex;
     // guarded by mutex
     std::map<std::string, std::string> taken;   ///< the last text by node

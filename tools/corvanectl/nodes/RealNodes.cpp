@@ -23,7 +23,7 @@ void RealNodes::Prepare(Platform const& platform)
     for (PlatformNode const& node : NodesOf(platform)) {
         bool const isNew = names.insert(node.name).second;
         if (isNew && node.name != platform.threadBinderNode) { // which takes lines and holds nothing
-            saved.Save(node.name, PlaceOf(node.name));
+            saved.Save(node.name, PathOf(node.name));
         }
     }
 }
@@ -32,7 +32,7 @@ void RealNodes::Watch(Sandbox::Observer observer)
 {
     std::map<std::string, std::string> places;
     for (std::string const& name : names) {
-        places[PlaceOf(name)] = name;
+        places[PathOf(name)] = name;
     }
     watch.emplace(places, [this, told = std::move(observer)](NodeWrite const& write) {
         if (write.result >= 0) {
@@ -45,7 +45,7 @@ void RealNodes::Watch(Sandbox::Observer observer)
 
 std::optional<std::string> RealNodes::Read(std::string const& node) const
 {
-    return ReadNode(PlaceOf(node));
+    return ReadNode(PathOf(node));
 }
 
 Nodes::Leaving RealNodes::Leave()

@@ -18,7 +18,7 @@ public:
     explicit RealNodes(bool keep) : keeps(keep) {}
 
     std::string Root() const override { return ""; }
-    std::string PlaceOf(std::string const& node) const override { return node; }
+    std::string PathOf(std::string const& node) const override { return node; }
     bool AreReal() const override { return true; }
     bool LeftAsFound() const override { return !keeps; }
     void Prepare(Platform const& platform) override;

@@ -8,7 +8,7 @@
 
 #include <unistd.h>
 
-std::string RootNodes::PlaceOf(std::string const& node) const
+std::string RootNodes::PathOf(std::string const& node) const
 {
     return root + (node.front() == '/' ? "" : "/") + node;
 }
@@ -16,8 +16,8 @@ std::string RootNodes::PlaceOf(std::string const& node) const
 void RootNodes::Prepare(Platform const& platform)
 {
     for (PlatformNode const& node : NodesOf(platform)) {
-        if (access(PlaceOf(node.name).c_str(), F_OK) != 0) {
-            throw InputError(PlaceOf(node.name) + ": no such node");
+        if (access(PathOf(node.name).c_str(), F_OK) != 0) {
+            throw InputError(PathOf(node.name) + ": no such node");
         }
     }
     RealNodes::Prepare(platform);
@@ -28,7 +28,7 @@ void RootNodes::AfterWrite(NodeWrite const& write)
     // A plain file keeps what stands behind a shorter text; a node does not, and does not mind being cut.
     if (write.result > 0) {
         int const savedErrno = errno;
-        static_cast<void>(truncate(PlaceOf(write.node).c_str(), write.result));
+        static_cast<void>(truncate(PathOf(write.node).c_str(), write.result));
         errno = savedErrno;
     }
 }

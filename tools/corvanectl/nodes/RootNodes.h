@@ -12,7 +12,7 @@ public:
     RootNodes(std::string folder, bool keep) : RealNodes(keep), root(std::move(folder)) {}
 
     std::string Root() const override { return root; }
-    std::string PlaceOf(std::string const& node) const override;
+    std::string PathOf(std::string const& node) const override;
     /** @throws InputError if a node is missing. */
     void Prepare(Platform const& platform) override;
 

@@ -8,7 +8,7 @@
 class SandboxNodes : public Nodes {
 public:
     std::string Root() const override { return sandbox.Root(); }
-    std::string PlaceOf(std::string const& node) const override { return sandbox.Path(node); }
+    std::string PathOf(std::string const& node) const override { return sandbox.Path(node); }
     void Prepare(Platform const& platform) override;
     void SetBase(std::vector<BaseNode> const& base) override;
     void Watch(Sandbox::Observer observer) override;

@@ -3,9 +3,11 @@
 #pragma once
 
 #include <algorithm>
+#include <memory>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 /** Input that cannot be worked with: the text says where and what, in one line. The tool ends with status 2. */
@@ -26,6 +28,12 @@ inline std::string Count(std::size_t count, std::string const& what)
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
+/** "qos[2]" */
+inline std::string Indexed(std::string const& list, std::size_t index)
+{
+    return list + "[" + std::to_string(index) + "]";
+}
+
 /** Of what is wrong or different, so much is listed; whoever needs more than that needs another file. */
 constexpr std::size_t MOST_LISTED = 100;
 
@@ -34,6 +42,16 @@ inline std::string AndMore(std::size_t count)
 {
     return count > MOST_LISTED ? "and " + std::to_string(count - MOST_LISTED) + " more\n" : "";
 }
+
+/** On which line of a text each of its values stands. */
+struct LineTree {
+    unsigned int line = 1;
+    std::string key; ///< of a field; empty of an element of a list
+    std::vector<LineTree> below;
+
+    /** @return the line of a path, as in "qos[2].groups[0].limitBase"; of what is not there, that of what it is in. */
+    unsigned int LineOf(std::string const& path) const;
+};
 
 /** One thing that is wrong with a platform file. */
 struct Finding {
@@ -54,6 +72,16 @@ public:
         unreadable.insert(path);
     }
 
+    void SetLines(LineTree tree) { lines = std::make_shared<LineTree const>(std::move(tree)); }
+    unsigned int LineOf(std::string const& path) const { return lines->LineOf(path); }
+    /** @return none, on the same text. */
+    Findings ForSameText() const
+    {
+        Findings others;
+        others.lines = lines;
+        return others;
+    }
+
     bool Empty() const { return findings.empty(); }
     bool HasErrors() const
     {
@@ -71,4 +99,5 @@ public:
 private:
     std::vector<Finding> findings;
     std::set<std::string> unreadable; ///< paths
+    std::shared_ptr<LineTree const> lines = std::make_shared<LineTree const>();
 };

@@ -4,144 +4,13 @@
 
 #include "tools/corvanectl/platform/Suggestion.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <limits>
 #include <system_error>
-#include <unordered_set>
 #include <utility>
 
 namespace {
-
-std::string Place(std::string const& name, std::string const& text, std::size_t byte)
-{
-    std::size_t const end = std::min(byte == 0 ? 0 : byte - 1, text.size());
-    auto const line = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), '\n') + 1;
-    std::size_t const lineEnd = text.rfind('\n', end == 0 ? 0 : end - 1);
-    std::size_t const column = lineEnd == std::string::npos || end == 0 ? end + 1 : end - lineEnd;
-    return name + ":" + std::to_string(line) + ":" + std::to_string(column);
-}
-
-/** "[json.exception.parse_error.101] parse error at line 1, column 2: what" without all but the last. */
-std::string WhatOnly(std::string const& message)
-{
-    std::size_t const colon = message.find(": ");
-    return colon == std::string::npos ? message : message.substr(colon + 2);
-}
-
-/**
- * Builds the value of a text, and notices keys that are given twice. Each list and object is filled when it ends: one
- * that grows would look for each key among all before it, and copy all that is below.
- */
-class Builder : public nlohmann::json_sax<Json> {
-public:
-    Builder(std::string const& called, std::string const& whole, Findings& list)
-        : name(called), text(whole), findings(list)
-    {
-    }
-
-    Json Take() { return std::move(root); }
-
-    bool null() override { return Put(nullptr); }
-    bool boolean(bool value) override { return Put(value); }
-    bool number_integer(number_integer_t value) override { return Put(value); }
-    bool number_unsigned(number_unsigned_t value) override { return Put(value); }
-    bool number_float(number_float_t value, string_t const& /*text*/) override { return Put(value); }
-    bool string(string_t& value) override { return Put(std::move(value)); }
-    bool binary(binary_t& value) override { return Put(std::move(value)); }
-
-    bool start_object(std::size_t /*elements*/) override { return Begin(false); }
-    bool start_array(std::size_t /*elements*/) override { return Begin(true); }
-
-    bool key(string_t& value) override
-    {
-        frames.back().key = value;
-        if (!frames.back().keys.insert(value).second) {
-            findings.Add(Path(), "the key is given twice");
-        }
-        return true;
-    }
-
-    bool end_object() override
-    {
-        Json object = Json::object();
-        Json::object_t::Container& fields = object.get_ref<Json::object_t&>();
-        fields.reserve(frames.back().values.size());
-        for (auto& [field, value] : frames.back().values) {
-            fields.emplace_back(std::move(field), std::move(value));
-        }
-        return End(std::move(object));
-    }
-
-    bool end_array() override
-    {
-        Json array = Json::array();
-        auto& elements = array.get_ref<Json::array_t&>();
-        elements.reserve(frames.back().values.size());
-        for (auto& element : frames.back().values) {
-            elements.push_back(std::move(element.second));
-        }
-        return End(std::move(array));
-    }
-
-    bool parse_error(std::size_t position, std::string const& /*token*/, Json::exception const& error) override
-    {
-        if (dynamic_cast<Json::parse_error const*>(&error) != nullptr) {
-            throw InputError(Place(name, text, position) + ": " + WhatOnly(error.what()));
-        }
-        throw InputError(name + ": " + error.what()); // a number beyond every range
-    }
-
-private:
-    struct Frame {
-        bool isArray;
-        std::string key; ///< of the value that comes next
-        std::vector<std::pair<std::string, Json>> values;
-        std::unordered_set<std::string> keys;
-    };
-
-    bool Put(Json value)
-    {
-        if (frames.empty()) {
-            root = std::move(value);
-        } else {
-            frames.back().values.emplace_back(std::move(frames.back().key), std::move(value));
-        }
-        return true;
-    }
-
-    bool Begin(bool isArray)
-    {
-        frames.push_back({isArray, {}, {}, {}});
-        return true;
-    }
-
-    bool End(Json value)
-    {
-        frames.pop_back();
-        return Put(std::move(value));
-    }
-
-    std::string Path() const
-    {
-        std::string path;
-        for (Frame const& frame : frames) {
-            if (frame.isArray) {
-                path += "[" + std::to_string(frame.values.size()) + "]";
-            } else {
-                path += (path.empty() ? "" : ".") + frame.key;
-            }
-        }
-        return path;
-    }
-
-    std::string const& name;
-    std::string const& text;
-    Findings& findings;
-    Json root;
-    std::vector<Frame> frames;
-};
 
 bool IsNumber(Json const& json)
 {
@@ -169,13 +38,6 @@ std::optional<int> ToLevel(std::string const& text)
 }
 
 } // namespace
-
-Json ParseJson(std::string const& name, std::string const& text, Findings& findings)
-{
-    Builder builder(name, text, findings);
-    Json::sax_parse(text, &builder);
-    return builder.Take();
-}
 
 JsonObject::JsonObject(Json const& object, std::string where, Findings& list)
     : json(object), path(std::move(where)), findings(list)
@@ -287,8 +149,7 @@ std::vector<std::string> JsonObject::Texts(std::string const& key)
         if (element.is_string()) {
             texts.push_back(element.get<std::string>());
         } else {
-            findings.AddUnreadable(Path(key) + "[" + std::to_string(i) + "]",
-                                   std::string("must be a text, not ") + element.type_name());
+            findings.AddUnreadable(Indexed(Path(key), i), std::string("must be a text, not ") + element.type_name());
         }
     }
     return texts;
@@ -303,7 +164,7 @@ std::vector<int> JsonObject::Ints(std::string const& key)
         if (IsNumber(element) && Fits<int>(element)) {
             numbers.push_back(element.get<int>());
         } else {
-            findings.AddUnreadable(Path(key) + "[" + std::to_string(i) + "]", "must be a whole number of 32 bits");
+            findings.AddUnreadable(Indexed(Path(key), i), "must be a whole number of 32 bits");
         }
     }
     return numbers;
@@ -323,7 +184,7 @@ void JsonObject::Objects(std::string const& key, std::function<void(JsonObject&)
 {
     Json const* const field = Field(key, false, &Json::is_array, "a list of objects");
     for (std::size_t i = 0; field != nullptr && i < field->size(); ++i) {
-        JsonObject object((*field)[i], Path(key) + "[" + std::to_string(i) + "]", findings);
+        JsonObject object((*field)[i], Indexed(Path(key), i), findings);
         visit(object);
         object.RejectUnknownKeys();
     }

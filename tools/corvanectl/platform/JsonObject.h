@@ -2,9 +2,7 @@
 
 #pragma once
 
-#include "tools/corvanectl/platform/Findings.h"
-
-#include <nlohmann/json.hpp>
+#include "tools/corvanectl/platform/JsonText.h"
 
 #include <functional>
 #include <optional>
@@ -13,16 +11,6 @@
 #include <string_view>
 #include <unordered_map>
 #include <vector>
-
-/** Keeps the order of the file, so that findings come in the order of the file. */
-using Json = nlohmann::ordered_json;
-
-/**
- * Parses a text. A key that is given twice in one object is a finding.
- * @param name what to call the text in an error.
- * @throws InputError with name, line and column if it is not JSON.
- */
-Json ParseJson(std::string const& name, std::string const& text, Findings& findings);
 
 /**
  * One object of a platform file: hands out its fields by type and notes what is wrong with them, each with its path.

@@ -38,22 +38,45 @@ std::string TakeBracket(std::string& line)
     return text;
 }
 
-/** What a line means that only its author understands, as in docs/diagnostics.md; empty of others. */
-std::string MeaningOf(std::string const& line)
+/** What is known of the library's error lines by their words, of which the first that fit count. */
+struct Known {
+    char const* words;
+    char const* field;   ///< of the platform file, that the line is about; nullptr where only its caller can tell
+    char const* meaning; ///< of a line that only its author understands, as in docs/diagnostics.md; else nullptr
+};
+
+constexpr Known KNOWN_LINES[] = {
+    {"available min", ".availableMin", nullptr},
+    {"base range", ".limitBase", nullptr},
+    {"boost base", ".boostBase", nullptr},
+    {"group value size", ".levels", nullptr},
+    {"level2value", ".levels", nullptr},
+    {"levelToValueMap", ".levelToValueMap", nullptr},
+    {"EAS", ".levelToValueMap", nullptr},
+    {"freq list", ".freqListNode", nullptr},
+    {"PerfQosFreqConfig", ".freqListNode", "a resource with a freqListNode"},
+    {"ath", ".nodes", nullptr},
+    {"group id", ".id", nullptr},
+    {"invalid qos id", ".id", nullptr},
+    {"event id", ".id", nullptr},
+    {"scenario id", ".id", nullptr},
+    {"group num", ".groups", nullptr},
+    {"empty group", ".groups", nullptr},
+    {"duration", ".duration", nullptr},
+    {"boostValue(", nullptr, "a boost switches the global boost on and a limit switches it off"},
+    {"invalid set base command", nullptr, "base values of EAS have no duration and stand alone in a request"},
+    {"invalid parameter for PerfEvent", nullptr, "an event takes nothing or 1 to start, and 0 alone to stop"},
+    {"found in levelMapping", nullptr, "no such level"},
+    {"invalid pid", nullptr, "a client's id is above 0"},
+    {"invalid scenario id", nullptr, "none of this platform's"},
+    {"LoadGroupInfo fail", nullptr, "there is no group"},
+};
+
+std::string KnownOf(std::string const& line, char const* Known::*what)
 {
-    static std::pair<char const*, char const*> const MEANINGS[] = {
-        {"boostValue(", "a boost switches the global boost on and a limit switches it off"},
-        {"invalid set base command", "base values of EAS have no duration and stand alone in a request"},
-        {"invalid parameter for PerfEvent", "an event takes nothing or 1 to start, and 0 alone to stop"},
-        {"found in levelMapping", "no such level"},
-        {"invalid pid", "a client's id is above 0"},
-        {"invalid scenario id", "none of this platform's"},
-        {"PerfQosFreqConfig", "a resource with a freqListNode"},
-        {"LoadGroupInfo fail", "there is no group"},
-    };
-    for (auto const& [words, meaning] : MEANINGS) {
-        if (line.find(words) != std::string::npos) {
-            return std::string(" (") + meaning + ")";
+    for (Known const& known : KNOWN_LINES) {
+        if (known.*what != nullptr && line.find(known.words) != std::string::npos) {
+            return known.*what;
         }
     }
     return "";
@@ -65,6 +88,11 @@ void LibraryLog::SendTo(Receiver to)
 {
     receiver = to;
     LogTap::SetReceiver(Hear);
+}
+
+std::string LibraryLog::FieldOf(std::string const& line)
+{
+    return KnownOf(line, &Known::field);
 }
 
 CaughtLines::CaughtLines(Mode how) : mode(how), outer(innermost), switchBefore(PfLogonNamespace::PfLogonGet())
@@ -111,7 +139,11 @@ std::string CaughtLines::Why() const
     bool const namesNoBound =
         error > 0 && lines[error - 1].text.rfind("operation value(", 0) == 0 &&
         (text.rfind("invalid operation value", 0) == 0 || text.rfind("OperationValueValidate failed", 0) == 0);
-    return namesNoBound ? lines[error - 1].text : text + MeaningOf(text);
+    if (namesNoBound) {
+        return lines[error - 1].text;
+    }
+    std::string const meaning = KnownOf(text, &Known::meaning);
+    return meaning.empty() ? text : text + " (" + meaning + ")";
 }
 
 std::string CaughtLines::Name() const

@@ -13,6 +13,9 @@ using Receiver = void (*)(int priority, char const* tag, char const* message);
 /** From now on, with lines of every priority; nullptr drops them. */
 void SendTo(Receiver receiver);
 
+/** @return the field of a platform file that an error line is about, as in ".levels"; empty where it does not tell. */
+std::string FieldOf(std::string const& line);
+
 } // namespace LibraryLog
 
 /** The lines that the library says on this thread while this lives. They may be nested; the innermost one hears. */

@@ -4,6 +4,7 @@
 
 #include "resource/PerfResource.h"
 #include "resource/ResourceManager.h"
+#include "tools/corvanectl/platform/Findings.h"
 #include "tools/corvanectl/platform/LibraryLog.h"
 
 #include <algorithm>
@@ -73,22 +74,52 @@ QosEntry const* FindQos(Platform const& platform, PerfQosId id)
     return found == platform.qos.end() ? nullptr : &*found;
 }
 
+std::string NameOf(Platform const& platform, PerfQosId id)
+{
+    QosEntry const* const entry = FindQos(platform, id);
+    return entry == nullptr ? "resource " + std::to_string(id) : entry->name;
+}
+
 std::vector<PlatformNode> NodesOf(Platform const& platform)
 {
     std::vector<PlatformNode> nodes;
     for (std::size_t i = 0; i < platform.qos.size(); ++i) {
-        for (PerfGroupConfig const& group : platform.qos[i].groups) {
+        QosEntry const& entry = platform.qos[i];
+        std::string const path = Indexed("qos", i);
+        for (std::size_t position = 0; position < entry.groups.size(); ++position) {
+            PerfGroupConfig const& group = entry.groups[position];
             for (std::size_t index = 0; index < group.nodePathVec.size(); ++index) {
-                nodes.push_back({group.nodePathVec[index], i, group.groupId, index});
+                nodes.push_back({group.nodePathVec[index],
+                                 Indexed(Indexed(path + ".groups", position) + ".nodes", index), i, position,
+                                 group.groupId, index, !group.level2ValueMap.empty()});
             }
         }
-        if (!platform.qos[i].globalBoostNode.empty()) {
-            nodes.push_back(
-                {platform.qos[i].globalBoostNode, i, static_cast<unsigned int>(platform.qos[i].groups.size())});
+        if (!entry.globalBoostNode.empty()) {
+            nodes.push_back({entry.globalBoostNode, path + ".globalBoostNode", i, entry.groups.size(),
+                             static_cast<unsigned int>(entry.groups.size())});
         }
     }
     if (!platform.threadBinderNode.empty()) {
-        nodes.push_back({platform.threadBinderNode, platform.qos.size()});
+        nodes.push_back({platform.threadBinderNode, "probe.threadBinderNode", platform.qos.size()});
     }
+    return nodes;
+}
+
+std::vector<PlatformNode> WrittenNodesOf(Platform const& platform)
+{
+    std::vector<std::vector<std::size_t>> written; // groups of each resource
+    for (QosEntry const& entry : platform.qos) {
+        written.emplace_back();
+        if (IsBuilt(entry, platform.control)) {
+            written.back() = SelectedGroups(entry, platform.control);
+            written.back().push_back(entry.groups.size()); // the global boost's
+        }
+    }
+    std::vector<PlatformNode> nodes = NodesOf(platform);
+    auto const isUnwritten = [&](PlatformNode const& node) {
+        return node.resource < written.size() &&
+               std::count(written[node.resource].begin(), written[node.resource].end(), node.position) == 0;
+    };
+    nodes.erase(std::remove_if(nodes.begin(), nodes.end(), isUnwritten), nodes.end());
     return nodes;
 }

@@ -83,13 +83,21 @@ std::vector<int> SortedFrequencies(QosEntry const& entry);
 /** @return the resource of this id, or nullptr. */
 QosEntry const* FindQos(Platform const& platform, PerfQosId id);
 
+/** @return the name of the resource of this id; "resource 7" where there is none. */
+std::string NameOf(Platform const& platform, PerfQosId id);
+
 /** A node that the library writes for a platform. */
 struct PlatformNode {
     std::string name;
-    std::size_t resource; ///< position in Platform::qos; behind the last one: the thread binder's
-    unsigned int group = 0;
-    std::size_t index = 0; ///< among the nodes of its group
+    std::string path;         ///< where the file names it, as in "qos[2].groups[0].nodes[1]"
+    std::size_t resource;     ///< position in Platform::qos; behind the last one: the thread binder's
+    std::size_t position = 0; ///< of its group in the file; behind the last one: the global boost's
+    unsigned int group = 0;   ///< its id
+    std::size_t index = 0;    ///< among the nodes of its group
+    bool hasLevels = false;
 };
 
 /** The nodes of all resources, in the order of the file, and then the thread binder's. */
 std::vector<PlatformNode> NodesOf(Platform const& platform);
+/** Likewise without those of other chips' variants and of resources that are not built. */
+std::vector<PlatformNode> WrittenNodesOf(Platform const& platform);

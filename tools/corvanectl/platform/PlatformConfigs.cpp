@@ -4,10 +4,13 @@
 
 #include "tools/corvanectl/platform/Findings.h"
 
+#include <algorithm>
+
 namespace {
 
 std::unique_ptr<PerfQosConfig> MakeConfig(QosEntry const& entry, std::vector<PerfGroupConfig> groups,
-                                          PlatformConfigs::Place const& place)
+                                          PlatformConfigs::PathLookup const& place,
+                                          PlatformConfigs::PathLookup const& listPlace)
 {
     switch (KindOf(entry)) {
     case ResourceKind::IPA_POWER:
@@ -22,29 +25,23 @@ std::unique_ptr<PerfQosConfig> MakeConfig(QosEntry const& entry, std::vector<Per
     if (entry.freqListNode.empty()) {
         return std::make_unique<PerfQosConfig>(entry.name, std::move(groups));
     }
-    return std::make_unique<PerfQosFreqConfig>(entry.name, std::move(groups), place(entry.freqListNode),
+    return std::make_unique<PerfQosFreqConfig>(entry.name, std::move(groups), listPlace(entry.freqListNode),
                                                entry.overwriteMaxFreq, entry.freqToBandwidthCoefficient);
 }
 
 } // namespace
 
-PlatformConfigs::PlatformConfigs(Platform const& described, Place const& place) : platform(described)
+PlatformConfigs::PlatformConfigs(Platform const& described, PathLookup const& place, PathLookup const& listPlace)
+    : platform(described)
 {
     for (QosEntry const& entry : platform.qos) {
-        Add(entry, place);
-    }
-}
-
-void PlatformConfigs::Add(QosEntry const& entry, Place const& place)
-{
-    std::vector<PerfGroupConfig> groups = entry.groups;
-    for (PerfGroupConfig& group : groups) {
-        for (std::string& node : group.nodePathVec) {
-            node = place(node);
+        std::vector<PerfGroupConfig> groups = entry.groups;
+        for (PerfGroupConfig& group : groups) {
+            std::transform(group.nodePathVec.begin(), group.nodePathVec.end(), group.nodePathVec.begin(), place);
         }
+        configs.push_back(MakeConfig(entry, std::move(groups), place, listPlace));
+        byId.emplace(entry.id, configs.back().get());
     }
-    configs.push_back(MakeConfig(entry, std::move(groups), place));
-    byId.emplace(entry.id, configs.back().get());
 }
 
 void PlatformConfigs::FitToDevice()

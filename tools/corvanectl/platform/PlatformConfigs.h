@@ -16,9 +16,11 @@
 class PlatformConfigs {
 public:
     /** Says where a node of the file is to be found. */
-    using Place = std::function<std::string(std::string const& node)>;
+    using PathLookup = std::function<std::string(std::string const& node)>;
 
-    PlatformConfigs(Platform const& platform, Place const& place);
+    PlatformConfigs(Platform const& described, PathLookup const& place) : PlatformConfigs(described, place, place) {}
+    /** @param listPlace likewise, of those that list frequencies. */
+    PlatformConfigs(Platform const& platform, PathLookup const& place, PathLookup const& listPlace);
     PlatformConfigs(PlatformConfigs const&) = delete;
     PlatformConfigs& operator=(PlatformConfigs const&) = delete;
 
@@ -34,8 +36,6 @@ public:
     PerfDefaultConfig Config() const { return {0, byId, platform.control}; }
 
 private:
-    void Add(QosEntry const& entry, Place const& place);
-
     Platform const& platform;
     std::vector<std::unique_ptr<PerfQosConfig>> configs;
     std::map<PerfQosId, PerfQosConfig*> byId;

@@ -2,7 +2,6 @@
 
 #include "tools/corvanectl/nodes/DeviceCheck.h"
 #include "tools/corvanectl/platform/Summary.h"
-#include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/PlatformInput.h"
 #include "tools/corvanectl/program/Program.h"
 
@@ -22,22 +21,22 @@ struct CheckOptions {
 int Check(CheckOptions const& options)
 {
     PlatformInput const& input = options.platform;
+    auto const isFault = [&](Findings const& found) { return found.HasErrors() || (options.strict && !found.Empty()); };
     Findings findings;
-    std::string const text = ReadTextFile(input.file);
-    Platform const platform = input.Read(text, findings);
-    input.Print(findings, text, std::cout);
-    if (findings.HasErrors() || (options.strict && !findings.Empty())) {
+    Platform const platform = input.Read(findings);
+    input.Print(findings, std::cout);
+    if (isFault(findings)) {
         return STATUS_BAD_INPUT;
     }
     SummarisePlatform(platform, std::cout);
     if (!options.device) {
         return STATUS_OK;
     }
-    Findings misfits;
+    Findings misfits = findings.ForSameText();
     CheckDevice(
         platform, [&](std::string const& node) { return options.root + node; }, misfits);
-    input.Print(misfits, text, std::cout);
-    return misfits.Empty() ? STATUS_OK : STATUS_NOT_AS_EXPECTED;
+    input.Print(misfits, std::cout);
+    return isFault(misfits) ? STATUS_NOT_AS_EXPECTED : STATUS_OK;
 }
 
 } // namespace

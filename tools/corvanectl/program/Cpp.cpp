@@ -21,10 +21,9 @@ int Cpp(CppOptions const& options)
 {
     PlatformInput const& input = options.platform;
     Findings findings;
-    std::string const text = ReadTextFile(input.file);
-    Platform const platform = input.Read(text, findings);
+    Platform const platform = input.Read(findings);
     if (findings.HasErrors()) {
-        input.Print(findings, text, std::cerr);
+        input.Print(findings, std::cerr);
         return STATUS_BAD_INPUT;
     }
     std::string const source = std::filesystem::path(input.file).filename();

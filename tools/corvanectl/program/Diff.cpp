@@ -37,7 +37,7 @@ try {
     Story story;
     LibraryVoice const voice(story);
     Findings findings;
-    Platform platform = input.Read(ReadTextFile(input.file), findings);
+    Platform platform = input.Read(findings);
     if (findings.HasErrors()) {
         throw InputError("no sound platform; \"corvanectl check\" says why");
     }

@@ -25,7 +25,7 @@ std::string Reason(int error)
 }
 
 /** @return where a file is or would be, whatever names lead there. */
-std::string PlaceOf(std::string const& file)
+std::string PathOf(std::string const& file)
 {
     std::error_code unknown;
     std::string const place = std::filesystem::weakly_canonical(file, unknown);
@@ -76,7 +76,7 @@ std::string MakeBeside(std::string const& name, std::string const& place)
 
 std::ifstream OpenTextFile(std::string const& file)
 {
-    Note(file, PlaceOf(file), false);
+    Note(file, PathOf(file), false);
     std::ifstream in(file, std::ios::binary);
     in.peek(); // what a folder holds cannot be read
     if (!in.eof() && !in) {
@@ -91,7 +91,7 @@ std::string ReadTextFile(std::string const& file)
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-OutputFile::OutputFile(std::string file) : name(std::move(file)), place(PlaceOf(name))
+OutputFile::OutputFile(std::string file) : name(std::move(file)), place(PathOf(name))
 {
     Note(name, place, true);
     if (!IsNoFile(place)) {

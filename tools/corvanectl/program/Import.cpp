@@ -20,17 +20,15 @@ int Import(ImportOptions const& options)
 {
     PlatformInput source;
     source.file = options.file;
-    std::string const text = WithoutComments(ReadTextFile(options.file));
-    Findings wrong;
-    Findings lost;
-    PowerHints const hints = ReadPowerHints(options.file, text, wrong, lost);
-    if (!wrong.Empty()) {
-        source.Print(wrong, text, std::cerr);
+    Findings findings;
+    PowerHints const hints = ReadPowerHints(options.file, WithoutComments(ReadTextFile(options.file)), findings);
+    if (findings.HasErrors()) {
+        source.Print(findings, std::cerr);
         return STATUS_BAD_INPUT;
     }
     std::filesystem::path const output(options.output);
-    ImportedPlatform const imported = ImportPowerHints(hints, output.stem(), lost);
-    source.Print(lost, text, std::cerr);
+    PlatformOfHints const imported = ImportPowerHints(hints, output.stem(), findings);
+    source.Print(findings, std::cerr);
     std::string const script = std::filesystem::path(output).replace_extension(".txt");
     if (script == options.output) {
         throw InputError(script + ": is what the script beside the platform is to be called");

@@ -2,9 +2,9 @@
 
 #include "tools/corvanectl/program/PlatformInput.h"
 
-#include "tools/corvanectl/platform/JsonPlaces.h"
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
+#include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/render/Paint.h"
 
 #include <algorithm>
@@ -23,19 +23,18 @@ Platform PlatformInput::Read(std::string const& text, Findings& findings) const
     return platform;
 }
 
-void PlatformInput::Print(Findings const& findings, std::string const& text, std::ostream& out) const
+Platform PlatformInput::Read(Findings& findings) const
 {
-    std::size_t const listed = std::min(findings.All().size(), MOST_LISTED);
-    std::vector<std::string> paths;
-    for (std::size_t i = 0; i < listed; ++i) {
-        paths.push_back(findings.All()[i].path);
-    }
-    std::vector<unsigned int> const lines = LinesOf(text, paths);
-    auto line = lines.begin();
+    return Read(ReadTextFile(file), findings);
+}
+
+void PlatformInput::Print(Findings const& findings, std::ostream& out) const
+{
     Paint const paint(out);
+    std::size_t const listed = std::min(findings.All().size(), MOST_LISTED);
     for (std::size_t i = 0; i < listed; ++i) {
         Finding const& finding = findings.All()[i];
-        std::string const place = file + ":" + std::to_string(*line++) + ": ";
+        std::string const place = file + ":" + std::to_string(findings.LineOf(finding.path)) + ": ";
         out << (finding.isWarning ? place + paint.Yellow("warning: ") : paint.Red(place)) << paint.Bold(finding.path)
             << (finding.path.empty() ? "" : ": ") << finding.text << "\n";
     }

@@ -19,6 +19,8 @@ struct PlatformInput {
     void AddTo(CLI::App& verb);
     /** Reads and checks a text. @throws InputError if it is not JSON. */
     Platform Read(std::string const& text, Findings& findings) const;
-    /** Prints each finding with its line. @param text of the file. */
-    void Print(Findings const& findings, std::string const& text, std::ostream& out) const;
+    /** Likewise of the file itself. */
+    Platform Read(Findings& findings) const;
+    /** Prints each finding with its line. */
+    void Print(Findings const& findings, std::ostream& out) const;
 };

@@ -153,7 +153,7 @@ void Complain(CommandSource const& source, std::string const& place, InputError 
 void RunCommands(CommandSource const& source, StopSignal const& stop, Interpreter& interpreter)
 {
     Completer const complete = [&interpreter](std::string const& typed) {
-        return Completions(interpreter.Live(), typed);
+        return Completions(interpreter.CurrentSession(), typed);
     };
     std::string line;
     for (unsigned int number = 1; !interpreter.HasQuit() && std::cout; ++number) {
@@ -228,7 +228,7 @@ int Play(PlayOptions const& options, std::string const& platformText, std::uniqu
     Findings findings;
     Platform platform = options.platform.Read(platformText, findings);
     if (findings.HasErrors()) {
-        options.platform.Print(findings, platformText, std::cerr);
+        options.platform.Print(findings, std::cerr);
         return STATUS_BAD_INPUT;
     }
     LibraryVoice::Switch(options.logBits);

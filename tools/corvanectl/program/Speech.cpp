@@ -54,13 +54,13 @@ void Speech::SayAtOnce(std::string const& text)
     out.SayAtOnce(text);
 }
 
-void Speech::Door::SayAtOnce(std::string const& text)
+void Speech::Buffer::SayAtOnce(std::string const& text)
 {
     behind->sputn(text.data(), static_cast<std::streamsize>(text.size()));
     behind->pubsync();
 }
 
-std::streamsize Speech::Door::xsputn(char const* text, std::streamsize length)
+std::streamsize Speech::Buffer::xsputn(char const* text, std::streamsize length)
 {
     std::lock_guard<std::mutex> const lock(speech.mutex);
     if (!speech.holdsBack) {
@@ -71,14 +71,14 @@ std::streamsize Speech::Door::xsputn(char const* text, std::streamsize length)
     return length;
 }
 
-Speech::Door::int_type Speech::Door::overflow(int_type letter)
+Speech::Buffer::int_type Speech::Buffer::overflow(int_type letter)
 {
     char const text = traits_type::to_char_type(letter);
-    bool const isSaid = traits_type::eq_int_type(letter, traits_type::eof()) || Door::xsputn(&text, 1) == 1;
+    bool const isSaid = traits_type::eq_int_type(letter, traits_type::eof()) || Buffer::xsputn(&text, 1) == 1;
     return isSaid ? traits_type::not_eof(letter) : traits_type::eof();
 }
 
-int Speech::Door::sync()
+int Speech::Buffer::sync()
 {
     std::lock_guard<std::mutex> const lock(speech.mutex);
     return speech.holdsBack ? 0 : behind->pubsync();

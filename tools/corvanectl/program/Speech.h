@@ -30,12 +30,12 @@ public:
 
 private:
     /** Stands before the buffer of a stream. */
-    class Door : public std::streambuf {
+    class Buffer : public std::streambuf {
     public:
-        Door(Speech& speaking, std::ostream& spoken) : speech(speaking), stream(spoken), behind(spoken.rdbuf(this)) {}
-        Door(Door const&) = delete;
-        Door& operator=(Door const&) = delete;
-        ~Door() override { stream.rdbuf(behind); }
+        Buffer(Speech& speaking, std::ostream& spoken) : speech(speaking), stream(spoken), behind(spoken.rdbuf(this)) {}
+        Buffer(Buffer const&) = delete;
+        Buffer& operator=(Buffer const&) = delete;
+        ~Buffer() override { stream.rdbuf(behind); }
 
         void SayAtOnce(std::string const& text);
 
@@ -54,6 +54,6 @@ private:
     int const wake;
     bool holdsBack = false; ///< guarded by mutex
     std::string held;       ///< guarded by mutex
-    Door out;
-    std::optional<Door> error;
+    Buffer out;
+    std::optional<Buffer> error;
 };

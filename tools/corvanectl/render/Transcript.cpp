@@ -28,26 +28,26 @@ std::string TextOf(Answered const& answer)
 
 void Transcript::Hear(StoryRecord const& record)
 {
-    record.Match([&](Began const& began) { Begin(record.time, began); },
-                 [&](Asked const& command) { Ask(command.line); }, [&](Answered const& answer) { Answer(answer); },
-                 [&](Told const& told) { Say(told.text); },
-                 [&](Marked const& marked) {
-                     asked.clear();
-                     Say("\n" + paint.Bold("== " + marked.title));
-                 },
-                 [&](Wrote const& wrote) {
-                     if (style.live) {
-                         ShowWrite(wrote.write);
-                         out << std::flush;
-                     } else {
-                         held.push_back(wrote.write);
-                     }
-                 },
-                 [&](Strayed const& strayed) {
-                     Say(paint.Yellow("    " + strayed.node + " was written " + ReadableBytes(strayed.written) +
-                                      " and holds " + ReadableBytes(strayed.held)));
-                 },
-                 [&](Settled const& settled) { ShowHeld(binderPosition + (settled.binderToo ? 1 : 0)); });
+    record.Match(
+        [&](Began const& began) { Begin(record.time, began); }, [&](Asked const& command) { Ask(command.line); },
+        [&](Answered const& answer) { Answer(answer); }, [&](Output const& output) { Say(output.text); },
+        [&](Marked const& marked) {
+            asked.clear();
+            Say("\n" + paint.Bold("== " + marked.title));
+        },
+        [&](Wrote const& wrote) {
+            if (style.live) {
+                ShowWrite(wrote.write);
+                out << std::flush;
+            } else {
+                held.push_back(wrote.write);
+            }
+        },
+        [&](Strayed const& strayed) {
+            Say(paint.Yellow("    " + strayed.node + " was written " + ReadableBytes(strayed.written) + " and holds " +
+                             ReadableBytes(strayed.held) + (strayed.isByOthers ? ", which somebody else wrote" : "")));
+        },
+        [&](Settled const& settled) { ShowHeld(binderPosition + (settled.binderToo ? 1 : 0)); });
 }
 
 void Transcript::Begin(PerfTimePoint time, Began const& began)

@@ -26,3 +26,8 @@ WorkModeState LibraryState::Modes(ConfigManager& manager)
 {
     return manager.members.workModeManager.State();
 }
+
+CommandManager::UnnamedHandles LibraryState::Handles(ConfigManager& manager)
+{
+    return manager.members.commandManager.State();
+}

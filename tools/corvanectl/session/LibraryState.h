@@ -3,6 +3,7 @@
 #pragma once
 
 #include "catalogue/WorkModeManager.h"
+#include "command/CommandManager.h"
 #include "resource/PerfResource.h"
 
 #include <corvane/ConfigManager.h>
@@ -15,4 +16,5 @@ public:
     /** Waits for the resource's worker, like a dump. @return nothing of a resource that is not there. */
     static std::optional<PerfResourceState> Of(ConfigManager& manager, PerfQosId id);
     static WorkModeState Modes(ConfigManager& manager);
+    static CommandManager::UnnamedHandles Handles(ConfigManager& manager);
 };

@@ -18,15 +18,15 @@ namespace {
 std::atomic<Story*> story{nullptr};
 std::atomic<int> threshold{ANDROID_LOG_WARN};
 
-void TellLine(int priority, char const* tag, char const* message)
+void PublishLine(int priority, char const* tag, char const* message)
 {
-    Story* const told = story;
-    if (told == nullptr || priority < threshold) {
+    Story* const current = story;
+    if (current == nullptr || priority < threshold) {
         return;
     }
     std::string text = message;
     text.erase(text.find_last_not_of(" \n") + 1);
-    told->Tell(SessionTime::Now(), Logged{priority, tag, std::move(text)});
+    current->Publish(SessionTime::Now(), Logged{priority, tag, std::move(text)});
 }
 
 } // namespace
@@ -36,8 +36,8 @@ extern "C" {
 // In an executable these stand before the platform library's own, and so receive its labels.
 __attribute__((visibility("default"))) void atrace_begin_body(char const* label)
 {
-    if (Story* const told = story) {
-        told->Tell(SessionTime::Now(), Labelled{label});
+    if (Story* const current = story) {
+        current->Publish(SessionTime::Now(), Labelled{label});
     }
 }
 
@@ -45,11 +45,11 @@ __attribute__((visibility("default"))) void atrace_end_body() {}
 
 } // extern "C"
 
-LibraryVoice::LibraryVoice(Story& told)
+LibraryVoice::LibraryVoice(Story& published)
 {
-    story = &told;
+    story = &published;
     atrace_enabled_tags = ATRACE_TAG_GRAPHICS;
-    LibraryLog::SendTo(TellLine);
+    LibraryLog::SendTo(PublishLine);
 }
 
 LibraryVoice::~LibraryVoice()

@@ -10,7 +10,7 @@
  */
 class LibraryVoice {
 public:
-    explicit LibraryVoice(Story& told);
+    explicit LibraryVoice(Story& published);
     LibraryVoice(LibraryVoice const&) = delete;
     LibraryVoice& operator=(LibraryVoice const&) = delete;
     ~LibraryVoice();

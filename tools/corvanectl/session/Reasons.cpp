@@ -8,12 +8,6 @@
 
 namespace {
 
-std::string NameOf(Platform const& platform, PerfQosId id)
-{
-    QosEntry const* const entry = FindQos(platform, id);
-    return entry == nullptr ? "resource " + std::to_string(id) : entry->name;
-}
-
 bool IsThere(Platform const& platform, PerfQosId id)
 {
     QosEntry const* const entry = FindQos(platform, id);
@@ -30,7 +24,7 @@ public:
         std::string why;
         auto const taken = Ask(id, groups, why);
         if (taken.empty()) {
-            missing.push_back(NameOf(session.Described(), id) + ": not on this platform");
+            missing.push_back(NameOf(session.GetPlatform(), id) + ": not on this platform");
         } else if (why.empty()) {
             Compare(id, groups, taken.front().groupInfo);
         } else if (objection.empty()) {
@@ -71,11 +65,11 @@ private:
 
     std::string Where(PerfQosId id, unsigned int group, PerfOperationType operation, int value) const
     {
-        QosEntry const* const entry = FindQos(session.Described(), id);
+        QosEntry const* const entry = FindQos(session.GetPlatform(), id);
         bool const isAlone =
-            group == 0 && entry != nullptr && SelectedGroups(*entry, session.Described().control).size() == 1;
+            group == 0 && entry != nullptr && SelectedGroups(*entry, session.GetPlatform().control).size() == 1;
         return (operation == PERF_OPERATION_BOOST ? "boost=" : "limit=") + std::to_string(value) + " on " +
-               NameOf(session.Described(), id) + (isAlone ? "" : " group " + std::to_string(group));
+               NameOf(session.GetPlatform(), id) + (isAlone ? "" : " group " + std::to_string(group));
     }
 
     /** The one value that is refused by itself, or the resource. */
@@ -90,7 +84,7 @@ private:
                 }
             }
         }
-        return NameOf(session.Described(), id) + ": " + whyAll;
+        return NameOf(session.GetPlatform(), id) + ": " + whyAll;
     }
 
     void Compare(PerfQosId id, PerfGroupTable const& asked, PerfGroupTable const& taken)
@@ -171,7 +165,7 @@ std::vector<std::string> ReasonsFor(Session& session, Triggered const& asked, in
 
 std::vector<std::string> ReasonsFor(Session& session, Suspended const& asked, int result, std::string const& said)
 {
-    Platform const& platform = session.Described();
+    Platform const& platform = session.GetPlatform();
     std::vector<std::string> reasons;
     for (PerfQosId const id : asked.ids) {
         if (FixedKindOf(id) == ResourceKind::MEM_LAT) {

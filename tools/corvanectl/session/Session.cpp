@@ -26,22 +26,22 @@ std::map<int, std::string> TextsOfLevels(PerfQosConfig const& config, PlatformNo
 
 } // namespace
 
-Session::Session(Platform described, Nodes& where, Story& told, SessionTime& clock, StopSignal const& stopping)
-    : platform(std::move(described)), story(told), nodes(where), time(clock), stop(stopping),
+Session::Session(Platform described, Nodes& where, Story& published, SessionTime& clock, StopSignal const& stopping)
+    : platform(std::move(described)), story(published), nodes(where), time(clock), stop(stopping),
       bound(platform.threadBinderNode), readBack(platform.threadBinderNode),
-      configs(platform, [this](std::string const& node) { return nodes.PlaceOf(node); })
+      configs(platform, [this](std::string const& node) { return nodes.PathOf(node); })
 {
     story.Hide(nodes.Root());
-    for (StoryListener* const listener : std::initializer_list<StoryListener*>{&ledger, &bound, &readBack, &drawn}) {
+    for (StoryListener* const listener : std::initializer_list<StoryListener*>{&ledger, &bound, &readBack, &chart}) {
         story.Add(*listener);
     }
     nodes.Prepare(platform);
     Warn();
     configs.FitToDevice();
-    base = BaseState(platform, [this](std::string const& node) { return nodes.PlaceOf(node); });
+    base = BaseState(platform, [this](std::string const& node) { return nodes.PathOf(node); });
     nodes.SetBase(base);
-    nodes.Watch([&told](NodeWrite const& write) { told.Tell(write.time, Wrote{write}); });
-    Tell(Beginning());
+    nodes.Watch([&published](NodeWrite const& write) { published.Publish(write.time, Wrote{write}); });
+    Publish(Beginning());
     Start();
 }
 
@@ -55,17 +55,19 @@ void Session::Warn()
     Findings findings;
     if (nodes.AreReal()) {
         CheckDevice(
-            platform, [this](std::string const& node) { return nodes.PlaceOf(node); }, findings);
+            platform, [this](std::string const& node) { return nodes.PathOf(node); }, findings);
     }
     for (Finding const& finding : findings.All()) {
-        Tell(Warned{finding.path + ": " + finding.text});
+        if (!finding.isWarning) { // a device that is in use is not at its base
+            Publish(Warned{finding.path + ": " + finding.text});
+        }
     }
 }
 
 void Session::Start()
 {
     ConfigManagerOptions options;
-    options.threadBinderNode = platform.threadBinderNode.empty() ? "" : nodes.PlaceOf(platform.threadBinderNode);
+    options.threadBinderNode = platform.threadBinderNode.empty() ? "" : nodes.PathOf(platform.threadBinderNode);
     options.rewriteDelay = 100;
     manager = std::make_unique<ConfigManager>(options);
     if (manager->Init(configs.Config(), platform.events, platform.scenarios, platform.probe) != 0) {
@@ -94,9 +96,9 @@ Began Session::Beginning() const
     return began;
 }
 
-void Session::Tell(StoryRecord::What what)
+void Session::Publish(StoryRecord::What what)
 {
-    story.Tell(SessionTime::Now(), std::move(what));
+    story.Publish(SessionTime::Now(), std::move(what));
 }
 
 bool Session::End()
@@ -108,10 +110,10 @@ bool Session::End()
         ReleaseEverything();
     }
     manager.reset();
-    Tell(Settled{true});
+    Publish(Settled{true});
     Nodes::Leaving const leaving = nodes.Leave();
     for (std::string const& line : leaving.lines) {
-        Tell(Told{"    " + line});
+        Publish(Output{"    " + line});
     }
     return leaving.asItShould;
 }
@@ -120,32 +122,35 @@ bool Session::End()
 void Session::ReleaseEverything()
 {
     manager->Reset();
-    time.Settle(*manager);
+    time.WaitForWorkers(*manager);
     for (int tries = 0; tries < 100 && !bound.All().empty(); ++tries) {
         time.Advance(std::chrono::milliseconds(10), StopSignal());
     }
 }
 
-void Session::Settle()
+void Session::WaitForWorkers()
 {
-    time.Settle(*manager);
-    TellSettled(false);
+    time.WaitForWorkers(*manager);
+    ReadBackNodes(false);
 }
 
 void Session::Sleep(std::chrono::milliseconds duration)
 {
     time.Advance(duration, stop);
-    time.Settle(*manager);
-    TellSettled(true);
+    time.WaitForWorkers(*manager);
+    ReadBackNodes(true);
 }
 
-void Session::TellSettled(bool binderToo)
+void Session::ReadBackNodes(bool binderToo)
 {
-    Tell(Settled{binderToo});
+    Publish(Settled{binderToo});
     if (nodes.AreReal()) {
         for (Strayed const& strayed : readBack.Compare(nodes)) {
             nodes.NoteStrayed(strayed.node, strayed.held);
-            Tell(strayed);
+            Publish(strayed);
+        }
+        for (Strayed const& strayed : readBack.Overwritten(nodes)) {
+            Publish(strayed);
         }
     }
 }

@@ -4,7 +4,7 @@
 
 #include "tools/corvanectl/nodes/Nodes.h"
 #include "tools/corvanectl/nodes/ReadBack.h"
-#include "tools/corvanectl/platform/BaseState.h"
+#include "tools/corvanectl/platform/NodeValues.h"
 #include "tools/corvanectl/platform/Platform.h"
 #include "tools/corvanectl/platform/PlatformConfigs.h"
 #include "tools/corvanectl/render/BlockChart.h"
@@ -30,7 +30,7 @@
 class Session {
 public:
     /** @throws InputError if a node is missing, or the library refuses the platform. */
-    Session(Platform platform, Nodes& where, Story& told, SessionTime& clock, StopSignal const& stopping);
+    Session(Platform platform, Nodes& where, Story& published, SessionTime& clock, StopSignal const& stopping);
     Session(Session const&) = delete;
     Session& operator=(Session const&) = delete;
     /** Ends it, if that has not happened. */
@@ -40,21 +40,19 @@ public:
     bool End();
 
     ConfigManager& Manager() { return *manager; }
-    Platform const& Described() const { return platform; }
-    Nodes& Where() { return nodes; }
+    Platform const& GetPlatform() const { return platform; }
+    Nodes& GetNodes() { return nodes; }
     SessionTime& Clock() { return time; }
     SessionTime const& Clock() const { return time; }
-    Ledger const& Claims() const { return ledger; }
-    BoundThreads const& Bound() const { return bound; }
-    BlockChart const& Drawn() const { return drawn; }
-    /** What the library was given: the platform as it fits the device. Valid as long as this object. */
-    PerfDefaultConfig Fitted() const { return configs.Config(); }
+    Ledger const& GetLedger() const { return ledger; }
+    BoundThreads const& GetBoundThreads() const { return bound; }
+    BlockChart const& GetChart() const { return chart; }
 
-    /** Tells something that happens now. */
-    void Tell(StoryRecord::What what);
+    /** Publishes something that happens now. */
+    void Publish(StoryRecord::What what);
 
     /** Waits until every worker has done what it was told so far. */
-    void Settle();
+    void WaitForWorkers();
     /** Lets time pass, for the thread binder too, which cannot be asked whether it is idle. */
     void Sleep(std::chrono::milliseconds duration);
 
@@ -76,7 +74,7 @@ private:
     Began Beginning() const;
     void Start();
     void ReleaseEverything();
-    void TellSettled(bool binderToo);
+    void ReadBackNodes(bool binderToo);
 
     Platform const platform;
     Story& story;
@@ -86,7 +84,7 @@ private:
     Ledger ledger;
     BoundThreads bound;
     ReadBack readBack;
-    BlockChart drawn;
+    BlockChart chart;
     PlatformConfigs configs;
     std::vector<BaseNode> base;
     std::unique_ptr<ConfigManager> manager; ///< last: its threads end before anything that they use

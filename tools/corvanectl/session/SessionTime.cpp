@@ -13,7 +13,7 @@ SessionTime::SessionTime(Kind kind)
     }
 }
 
-void SessionTime::Settle(ConfigManager& manager)
+void SessionTime::WaitForWorkers(ConfigManager& manager)
 {
     if (own) {
         own->Settle(); // the thread binder too

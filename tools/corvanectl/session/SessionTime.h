@@ -30,7 +30,7 @@ public:
     bool IsVirtual() const { return own.has_value(); }
 
     /** Waits until every worker has done what it was told so far. */
-    void Settle(ConfigManager& manager);
+    void WaitForWorkers(ConfigManager& manager);
     /** From now on a write may take virtual time, for which settling then waits. */
     void NodesAreSlow() { nodesAreSlow = true; }
     /** @param stop ends it early, where it takes time. */

@@ -221,17 +221,6 @@ template <typename Form> void Fields(Form& form, Suspended& suspended)
     form.Field("on", suspended.on);
 }
 
-int ErrorNumber(std::string const& name)
-{
-    constexpr int BEHIND_LAST = 256;
-    for (int error = 1; error < BEHIND_LAST; ++error) {
-        if (ErrorName(error) == name) {
-            return error;
-        }
-    }
-    throw std::invalid_argument(name);
-}
-
 template <typename Form> void Fields(Form& form, Wrote& wrote)
 {
     NodeWrite& write = wrote.write;
@@ -247,21 +236,23 @@ template <typename Form> void Fields(Form& form, Wrote& wrote)
     }
     form.Field("error", error);
     form.Field("taken", taken);
-    write.error = error ? ErrorNumber(*error) : 0;
+    write.error = error ? ErrorNumber(*error).value() : 0;
     write.result = error ? -1 : taken.value_or(length);
 }
 
 template <typename Form> void Fields(Form& form, Strayed& strayed)
 {
-    strayed = {strayed.node, ReadableBytes(strayed.written), ReadableBytes(strayed.held)};
+    strayed.written = ReadableBytes(strayed.written);
+    strayed.held = ReadableBytes(strayed.held);
     form.Field("node", strayed.node);
     form.Field("written", strayed.written);
     form.Field("held", strayed.held);
+    form.Field("others", strayed.isByOthers);
 }
 
-template <typename Form> void Fields(Form& form, Told& told)
+template <typename Form> void Fields(Form& form, Output& output)
 {
-    form.Field("text", told.text);
+    form.Field("text", output.text);
 }
 
 template <typename Form> void Fields(Form& form, Marked& marked)

@@ -30,11 +30,11 @@ void Story::Hide(std::string text)
     hidden = std::move(text);
 }
 
-void Story::Tell(PerfTimePoint time, StoryRecord::What what)
+void Story::Publish(PerfTimePoint time, StoryRecord::What what)
 {
     std::lock_guard<std::mutex> const lock(mutex);
-    if (auto* const told = std::get_if<Told>(&what)) {
-        told->text = WithoutRoot(std::move(told->text), hidden);
+    if (auto* const output = std::get_if<Output>(&what)) {
+        output->text = WithoutRoot(std::move(output->text), hidden);
     } else if (auto* const logged = std::get_if<Logged>(&what)) {
         logged->text = WithoutRoot(std::move(logged->text), hidden);
     }

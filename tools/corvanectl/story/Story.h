@@ -81,7 +81,7 @@ struct Triggered {
     std::chrono::milliseconds Length() const;
 };
 
-/** Resources were told to write nothing, or to write again. */
+/** Resources were suspended or resumed. */
 struct Suspended {
     std::vector<PerfQosId> ids;
     bool on;
@@ -96,7 +96,8 @@ struct Wrote {
 struct Strayed {
     std::string node;
     std::string written;
-    std::string held; ///< instead
+    std::string held;        ///< instead
+    bool isByOthers = false; ///< at first it held what it should
 };
 
 /** The library has marked what it does for a system trace. On the thread that does it. */
@@ -117,7 +118,7 @@ struct Warned {
 };
 
 /** Text of any number of lines that a command shows: a dump, a report. */
-struct Told {
+struct Output {
     std::string text;
 };
 
@@ -134,7 +135,7 @@ struct Settled {
 /** One record of a story. */
 struct StoryRecord {
     using What = std::variant<Began, Asked, Answered, Held, Released, Triggered, Suspended, Wrote, Strayed, Labelled,
-                              Logged, Warned, Told, Marked, Settled>;
+                              Logged, Warned, Output, Marked, Settled>;
 
     PerfTimePoint time;
     What what;
@@ -155,7 +156,7 @@ private:
     template <typename... Cases> Overloaded(Cases...) -> Overloaded<Cases...>;
 };
 
-/** Follows a story. It hears one record at a time, on the thread that tells it, and tells nothing itself. */
+/** Follows a story: gets one record at a time, on the thread that publishes it, and publishes nothing itself. */
 class StoryListener {
 public:
     virtual ~StoryListener() = default;
@@ -163,8 +164,8 @@ public:
 };
 
 /**
- * What happens, told to everyone who listens: what is shown, kept or compared is made of these records alone. Any
- * thread may tell at any time; each listener hears the records in one order, the same for all.
+ * Publishes what happens to its listeners: what is shown, kept or compared is made of these records alone. Any thread
+ * may publish at any time; all listeners get the records in the same order.
  */
 class Story {
 public:
@@ -172,15 +173,15 @@ public:
     Story(Story const&) = delete;
     Story& operator=(Story const&) = delete;
 
-    /** Before anything else is told. The listener must outlive the telling. */
+    /** Before the first record. The listener must outlive the last one. */
     void Add(StoryListener& listener) { listeners.push_back(&listener); }
     /** Cuts this text out of what the library says: the folder of a sandbox. */
     void Hide(std::string text);
 
-    void Tell(PerfTimePoint time, StoryRecord::What what);
+    void Publish(PerfTimePoint time, StoryRecord::What what);
 
 private:
-    std::vector<StoryListener*> listeners; ///< constant once something is told
+    std::vector<StoryListener*> listeners; ///< constant after the first record
     std::mutex mutex;
     std::string hidden; ///< guarded by mutex
 };

@@ -19,35 +19,7 @@
 
 namespace {
 
-/** The field that a line of the library is about, by the words that it says it with. The first that fit count. */
-std::string FieldOf(std::string const& line)
-{
-    static std::pair<char const*, char const*> const WORDS[] = {
-        {"available min", ".availableMin"},
-        {"base range", ".limitBase"},
-        {"boost base", ".boostBase"},
-        {"group value size", ".levels"},
-        {"level2value", ".levels"},
-        {"levelToValueMap", ".levelToValueMap"},
-        {"EAS", ".levelToValueMap"},
-        {"freq list", ".freqListNode"},
-        {"PerfQosFreqConfig", ".freqListNode"},
-        {"ath", ".nodes"},
-        {"group id", ".id"},
-        {"invalid qos id", ".id"},
-        {"event id", ".id"},
-        {"scenario id", ".id"},
-        {"group num", ".groups"},
-        {"empty group", ".groups"},
-        {"duration", ".duration"},
-    };
-    for (auto const& [word, field] : WORDS) {
-        if (line.find(word) != std::string::npos) {
-            return field;
-        }
-    }
-    return "";
-}
+using LibraryLog::FieldOf;
 
 /**
  * Puts a platform to the library piece by piece: what it refuses is a fault, and nothing else is. Each record goes by
@@ -57,13 +29,10 @@ class LibraryCheck {
 public:
     LibraryCheck(Platform const& checked, Findings& list)
         : platform(NamedByPlace(checked)), findings(list),
-          configs(platform, [this](std::string const& node) { return PlaceOf(node); })
+          configs(
+              platform, [](std::string const& node) { return node; }, // none is opened here
+              [this](std::string const& node) { return AddList(node); })
     {
-        for (QosEntry const& entry : platform.qos) {
-            if (!entry.freqListNode.empty()) {
-                lists.AddFile(ListOf(entry), CoveringFrequencies(entry));
-            }
-        }
     }
 
     void Run()
@@ -78,18 +47,14 @@ public:
     }
 
 private:
-    /** A path that exists whatever the file calls it; other nodes are never opened here. */
-    std::string PlaceOf(std::string const& node) const
+    /** @return a path that exists, whatever the file calls the list. */
+    std::string AddList(std::string const& list)
     {
-        for (QosEntry const& entry : platform.qos) {
-            if (!node.empty() && node == entry.freqListNode) {
-                return lists.Path(ListOf(entry));
-            }
-        }
-        return node;
+        auto const names = [&list](QosEntry const& entry) { return entry.freqListNode == list; };
+        QosEntry const& entry = *std::find_if(platform.qos.begin(), platform.qos.end(), names);
+        lists.AddFile(entry.name, CoveringFrequencies(entry));
+        return lists.Path(entry.name);
     }
-
-    static std::string ListOf(QosEntry const& entry) { return entry.name + ".list"; }
 
     static Platform NamedByPlace(Platform platform)
     {
@@ -282,26 +247,25 @@ private:
         return isAny;
     }
 
-    std::string AgainstEvents(std::vector<ConfigurableEvent> events)
+    /** Why the library refuses a catalogue of these entries. */
+    template <typename Catalogue, typename Entry, typename Part, typename Validate>
+    std::string Against(std::vector<Entry> entries, std::vector<Part> Entry::*parts, Validate validate)
     {
-        auto const isUnknown = [this](ConfigurableEvent& event) {
-            return DropDoubtful(event.qosCommands) && event.qosCommands.empty();
-        };
-        events.erase(std::remove_if(events.begin(), events.end(), isUnknown), events.end());
+        auto const isUnknown = [&](Entry& entry) { return DropDoubtful(entry.*parts) && (entry.*parts).empty(); };
+        entries.erase(std::remove_if(entries.begin(), entries.end(), isUnknown), entries.end());
         CaughtLines const said;
-        PerfEventTable table = EventManager().Init(events);
-        return Verdict(events.empty() || (!table.empty() && manager.EventValidate(table) == 0), said);
+        auto table = Catalogue().Init(entries);
+        return Verdict(entries.empty() || (!table.empty() && (manager.*validate)(table) == 0), said);
     }
 
-    std::string AgainstScenarios(std::vector<ConfigurableScenario> scenarios)
+    std::string AgainstEvents(std::vector<ConfigurableEvent> const& events)
     {
-        auto const isUnknown = [this](ConfigurableScenario& scenario) {
-            return DropDoubtful(scenario.qosItems) && scenario.qosItems.empty();
-        };
-        scenarios.erase(std::remove_if(scenarios.begin(), scenarios.end(), isUnknown), scenarios.end());
-        CaughtLines const said;
-        PerfScenarioTable table = ScenarioManager().Init(scenarios);
-        return Verdict(scenarios.empty() || (!table.empty() && manager.ScenarioValidate(table) == 0), said);
+        return Against<EventManager>(events, &ConfigurableEvent::qosCommands, &ConfigManager::EventValidate);
+    }
+
+    std::string AgainstScenarios(std::vector<ConfigurableScenario> const& scenarios)
+    {
+        return Against<ScenarioManager>(scenarios, &ConfigurableScenario::qosItems, &ConfigManager::ScenarioValidate);
     }
 
     std::string AgainstRequest(std::vector<PerfRequestInfo> infos)
@@ -479,11 +443,6 @@ private:
 };
 
 } // namespace
-
-std::string Indexed(std::string const& list, std::size_t index)
-{
-    return list + "[" + std::to_string(index) + "]";
-}
 
 void CheckLibrary(Platform const& platform, Findings& findings)
 {

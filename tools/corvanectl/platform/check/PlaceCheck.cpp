@@ -5,43 +5,43 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-/** A file that the platform names. */
-struct Place {
-    enum class Use { WRITTEN, READ, UNUSED }; ///< unused: of another chip's variant, or of a resource that is not built
+enum class Use { WRITTEN, READ, UNUSED }; ///< unused: of another chip's variant, or of a resource that is not built
 
+/** A file that the platform names. */
+struct NamedFile {
     std::string field; ///< where it is named, as in "qos[2].groups[0].nodes[1]"
     std::string name;
     Use use;
     std::vector<int> const* frequencies = nullptr; ///< what a list holds
 };
 
-class Places {
+class NamedFiles {
 public:
-    explicit Places(Findings& list) : findings(list) {}
+    explicit NamedFiles(Findings& list) : findings(list) {}
 
-    void Add(Place const& place)
+    void Add(NamedFile const& file)
     {
-        if (place.name.empty() || findings.AnyUnreadableUnder(place.field)) {
+        if (file.name.empty() || findings.AnyUnreadableUnder(file.field)) {
             return; // told elsewhere
         }
-        std::string const fault = FaultOfPath(place.name);
+        std::string const fault = FaultOfPath(file.name);
         if (!fault.empty()) {
-            findings.Add(place.field, fault);
+            findings.Add(file.field, fault);
             return;
         }
-        Place& first = known.try_emplace(Normal(place.name), place).first->second;
-        if (first.use == Place::Use::UNUSED || place.use == Place::Use::UNUSED) {
-            first = first.use == Place::Use::UNUSED ? place : first;
-        } else if (first.field != place.field && !IsSharedList(first, place)) {
-            findings.Add(place.field, "\"" + place.name + "\" is " + first.field + " already");
+        NamedFile& first = known.try_emplace(Normal(file.name), file).first->second;
+        if (first.use == Use::UNUSED || file.use == Use::UNUSED) {
+            first = first.use == Use::UNUSED ? file : first;
+        } else if (first.field != file.field && !IsSharedList(first, file)) {
+            findings.Add(file.field, "\"" + file.name + "\" is " + first.field + " already");
         }
     }
 
@@ -85,44 +85,43 @@ private:
         return fits && name.size() <= LONGEST_PATH ? "" : "the path is too long";
     }
 
-    static bool IsSharedList(Place const& first, Place const& second)
+    static bool IsSharedList(NamedFile const& first, NamedFile const& second)
     {
-        return first.use == Place::Use::READ && second.use == Place::Use::READ &&
-               *first.frequencies == *second.frequencies;
+        return first.use == Use::READ && second.use == Use::READ && *first.frequencies == *second.frequencies;
     }
 
     Findings& findings;
-    std::map<std::string, Place> known; ///< by normal path
+    std::map<std::string, NamedFile> known; ///< by normal path
 };
-
-void AddResource(std::string const& path, QosEntry const& entry, PerfConfigControlInfo const& control, Places& places)
-{
-    bool const isBuilt = IsBuilt(entry, control);
-    auto const use = [isBuilt](Place::Use whenBuilt) { return isBuilt ? whenBuilt : Place::Use::UNUSED; };
-    auto const selected = SelectedGroups(entry, control);
-    for (std::size_t group = 0; group < entry.groups.size(); ++group) {
-        bool const isSelected = std::find(selected.begin(), selected.end(), group) != selected.end();
-        auto const& nodes = entry.groups[group].nodePathVec;
-        for (std::size_t node = 0; node < nodes.size(); ++node) {
-            places.Add({path + ".groups[" + std::to_string(group) + "].nodes[" + std::to_string(node) + "]",
-                        nodes[node], isSelected ? use(Place::Use::WRITTEN) : Place::Use::UNUSED});
-        }
-    }
-    places.Add({path + ".globalBoostNode", entry.globalBoostNode, use(Place::Use::WRITTEN)});
-    places.Add({path + ".freqListNode", entry.freqListNode, use(Place::Use::READ), &entry.frequencies});
-}
 
 } // namespace
 
 void CheckPlaces(Platform const& platform, Findings& findings)
 {
-    Places places(findings);
+    std::set<std::string> written;
+    for (PlatformNode const& node : WrittenNodesOf(platform)) {
+        written.insert(node.path);
+    }
+    std::vector<PlatformNode> const nodes = NodesOf(platform);
+    NamedFiles files(findings);
+    auto node = nodes.begin();
+    auto const addNodesOf = [&](std::size_t resource, bool isReadable) {
+        for (; node != nodes.end() && node->resource == resource; ++node) {
+            if (isReadable) {
+                files.Add({node->path, node->name, written.count(node->path) != 0 ? Use::WRITTEN : Use::UNUSED});
+            }
+        }
+    };
     for (std::size_t i = 0; i < platform.qos.size(); ++i) {
-        std::string const path = "qos[" + std::to_string(i) + "]";
-        if (!findings.AnyUnreadableUnder(path)) {
-            AddResource(path, platform.qos[i], platform.control, places);
+        QosEntry const& entry = platform.qos[i];
+        std::string const path = Indexed("qos", i);
+        bool const isReadable = !findings.AnyUnreadableUnder(path);
+        addNodesOf(i, isReadable);
+        if (isReadable) {
+            files.Add({path + ".freqListNode", entry.freqListNode,
+                       IsBuilt(entry, platform.control) ? Use::READ : Use::UNUSED, &entry.frequencies});
         }
     }
-    places.Add({"probe.threadBinderNode", platform.threadBinderNode, Place::Use::WRITTEN});
-    places.CheckFolders();
+    addNodesOf(platform.qos.size(), true);
+    files.CheckFolders();
 }

@@ -22,6 +22,3 @@ void CheckLibrary(Platform const& platform, Findings& findings);
 
 /** The part that concerns the files which nodes and frequency lists are. */
 void CheckPlaces(Platform const& platform, Findings& findings);
-
-/** As in "qos[2]". */
-std::string Indexed(std::string const& list, std::size_t index);

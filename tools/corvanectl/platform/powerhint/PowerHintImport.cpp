@@ -324,7 +324,7 @@ private:
 
 } // namespace
 
-ImportedPlatform ImportPowerHints(PowerHints const& hints, std::string const& name, Findings& lost)
+PlatformOfHints ImportPowerHints(PowerHints const& hints, std::string const& name, Findings& lost)
 {
     Import importing(hints, lost);
     Json platform = importing.Make(name);

@@ -11,20 +11,22 @@ namespace {
 /** Reads what one file says, and what of it has no counterpart. */
 class Reader {
 public:
-    Reader(Findings& unreadable, Findings& untranslated) : wrong(unreadable), lost(untranslated) {}
+    explicit Reader(Findings& list) : findings(list) {}
 
     PowerHints Read(Json const& file)
     {
-        JsonObject json(file, "", wrong);
+        JsonObject json(file, "", findings);
         EachOf(json, file, "Nodes", {"Name", "Path", "Values", "DefaultIndex", "ResetOnInit", "HoldFd", "Type"},
                [this](JsonObject& node, std::string const& path) { ReadNode(node, path); });
         EachOf(json, file, "Actions", {"PowerHint", "Node", "Value", "Duration", "Type"},
                [this](JsonObject& action, std::string const& path) { ReadAction(action, path); });
         LoseOtherKeys(file, "", {"Nodes", "Actions"});
-        if (hints.nodes.empty() && wrong.Empty()) {
-            wrong.Add("Nodes", "there is no node that is a file");
+        if (hints.nodes.empty() && !findings.HasErrors()) {
+            findings.Add("Nodes", "there is no node that is a file");
         }
-        LoseEmptyHints();
+        if (!findings.HasErrors()) {
+            LoseEmptyHints();
+        }
         return std::move(hints);
     }
 
@@ -34,13 +36,13 @@ private:
                 Visit visit)
     {
         if (!json.Has(list) || !file[list].is_array()) {
-            wrong.AddUnreadable(list, "must be a list of objects");
+            findings.AddUnreadable(list, "must be a list of objects");
             return;
         }
         std::size_t index = 0;
         for (Json const& element : file[list]) {
-            std::string const path = list + "[" + std::to_string(index++) + "]";
-            JsonObject object(element, path, wrong);
+            std::string const path = Indexed(list, index++);
+            JsonObject object(element, path, findings);
             if (element.is_object()) {
                 visit(object, path);
                 LoseOtherKeys(element, path + ".", keys);
@@ -52,7 +54,7 @@ private:
     {
         for (auto const& field : json.items()) {
             if (json.is_object() && keys.count(field.key()) == 0) {
-                lost.Warn(prefix + field.key(), "has no counterpart in a platform");
+                findings.Warn(prefix + field.key(), "has no counterpart in a platform");
             }
         }
     }
@@ -61,7 +63,7 @@ private:
     {
         std::string name = json.Text(key);
         if (json.Has(key) && (name.empty() || name.find_first_of(" \t\r\n") != std::string::npos)) {
-            wrong.Add(json.Path(key), "must be one word");
+            findings.Add(json.Path(key), "must be one word");
         }
         return name;
     }
@@ -73,35 +75,36 @@ private:
         node.path = json.Text("Path");
         node.resetOnInit = json.Bool("ResetOnInit", false);
         if (json.Bool("HoldFd", false)) {
-            lost.Warn(json.Path("HoldFd"), node.name + " is not kept open: what holds only meanwhile is gone at once");
+            findings.Warn(json.Path("HoldFd"),
+                          node.name + " is not kept open: what holds only meanwhile is gone at once");
         }
         std::string const type = json.Text("Type", "File");
         node.values = json.Texts("Values");
         if (type == "Property") {
-            lost.Warn(path, node.name + " is a property, and a platform has files only");
+            findings.Warn(path, node.name + " is a property, and a platform has files only");
             elsewhere.insert(node.name);
             return;
         }
         if (type != "File") {
-            wrong.Add(json.Path("Type"), "\"" + type + "\" is neither File nor Property");
+            findings.Add(json.Path("Type"), "\"" + type + "\" is neither File nor Property");
         }
         if (node.values.empty()) {
-            wrong.Add(json.Path("Values"), "there is no value");
+            findings.Add(json.Path("Values"), "there is no value");
             return;
         }
         node.defaultIndex = json.Unsigned("DefaultIndex", static_cast<unsigned int>(node.values.size() - 1));
         if (node.defaultIndex >= node.values.size()) {
-            wrong.Add(json.Path("DefaultIndex"),
-                      std::to_string(node.defaultIndex) + " is none of " + Count(node.values.size(), "value"));
+            findings.Add(json.Path("DefaultIndex"),
+                         std::to_string(node.defaultIndex) + " is none of " + Count(node.values.size(), "value"));
             return;
         }
         if (!positions.emplace(node.name, hints.nodes.size()).second) {
-            wrong.Add(json.Path("Name"), node.name + " is the name of another node already");
+            findings.Add(json.Path("Name"), node.name + " is the name of another node already");
             return;
         }
         auto const [other, isNew] = namesByPath.emplace(node.path, node.name);
         if (!isNew) {
-            wrong.Add(json.Path("Path"), node.path + " is the path of " + other->second + " already");
+            findings.Add(json.Path("Path"), node.path + " is the path of " + other->second + " already");
             return;
         }
         hints.nodes.push_back(std::move(node));
@@ -115,9 +118,9 @@ private:
         if (type == "DoHint" || type == "EndHint") {
             (type == "DoHint" ? hint.starts : hint.ends).push_back(value);
         } else if (type == "MaskHint") {
-            lost.Warn(path, hint.name + " masks " + value + ", and a platform masks nothing");
+            findings.Warn(path, hint.name + " masks " + value + ", and a platform masks nothing");
         } else if (!type.empty()) {
-            lost.Warn(json.Path("Type"), "\"" + type + "\" has no counterpart in a platform");
+            findings.Warn(json.Path("Type"), "\"" + type + "\" has no counterpart in a platform");
         } else {
             ReadNodeAction(json, path, value, hint);
         }
@@ -139,16 +142,19 @@ private:
         action.duration = json.Unsigned("Duration", 0);
         action.path = path + (json.Has("Duration") ? ".Duration" : "");
         auto const position = positions.find(node);
+        if (findings.AnyUnreadableUnder(path)) {
+            return;
+        }
         if (position == positions.end()) {
             std::string const why = elsewhere.count(node) != 0 ? node + " is a property" : "there is no node " + node;
-            lost.Warn(node.empty() ? path : json.Path("Node"), node.empty() ? "names no node" : why);
+            findings.Warn(node.empty() ? path : json.Path("Node"), node.empty() ? "names no node" : why);
             return;
         }
         action.node = position->second;
         auto const& values = hints.nodes[action.node].values;
         auto const listed = std::find(values.begin(), values.end(), value);
         if (listed == values.end()) {
-            lost.Warn(json.Path("Value"), "\"" + value + "\" is no value of " + node);
+            findings.Warn(json.Path("Value"), "\"" + value + "\" is no value of " + node);
             return;
         }
         action.value = static_cast<std::size_t>(listed - values.begin());
@@ -160,7 +166,8 @@ private:
         bool const isTwice = std::any_of(hint.actions.begin(), hint.actions.end(),
                                          [&action](HintAction const& other) { return other.node == action.node; });
         if (isTwice) {
-            lost.Warn(action.path, hint.name + " asks " + hints.nodes[action.node].name + " for another value already");
+            findings.Warn(action.path,
+                          hint.name + " asks " + hints.nodes[action.node].name + " for another value already");
             return;
         }
         hint.actions.push_back(std::move(action));
@@ -174,7 +181,7 @@ private:
         };
         auto const empty = std::find_if(hints.hints.begin(), hints.hints.end(), isEmpty);
         if (empty != hints.hints.end()) {
-            lost.Warn(empty->path, empty->name + " is lost: nothing of it has a counterpart in a platform");
+            findings.Warn(empty->path, empty->name + " is lost: nothing of it has a counterpart in a platform");
             hints.hints.erase(empty);
             LoseEmptyHints();
             return;
@@ -197,14 +204,13 @@ private:
         auto const gone = std::stable_partition(names.begin(), names.end(), isThere);
         bool const anyIsGone = gone != names.end();
         for (auto name = gone; name != names.end(); ++name) {
-            lost.Warn(hint.path, hint.name + " starts or ends " + *name + ", which is no hint here");
+            findings.Warn(hint.path, hint.name + " starts or ends " + *name + ", which is no hint here");
         }
         names.erase(gone, names.end());
         return anyIsGone;
     }
 
-    Findings& wrong;
-    Findings& lost;
+    Findings& findings;
     PowerHints hints;
     std::map<std::string, std::size_t> positions;   ///< of the nodes
     std::map<std::string, std::string> namesByPath; ///< of the nodes, by path
@@ -214,9 +220,9 @@ private:
 
 } // namespace
 
-PowerHints ReadPowerHints(std::string const& name, std::string const& text, Findings& wrong, Findings& lost)
+PowerHints ReadPowerHints(std::string const& name, std::string const& text, Findings& findings)
 {
-    return Reader(wrong, lost).Read(ParseJson(name, text, wrong));
+    return Reader(findings).Read(ParseJson(name, text, findings));
 }
 
 std::string WithoutComments(std::string text)

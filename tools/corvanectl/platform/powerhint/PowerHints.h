@@ -44,14 +44,13 @@ struct PowerHints {
 std::string WithoutComments(std::string text);
 
 /**
- * Reads a power-hint file without its comments.
- * @param wrong takes what cannot be read. @param lost takes what is well, and has no counterpart in a platform.
+ * Reads a power-hint file without its comments. What has no counterpart in a platform is a warning.
  * @throws InputError if it is not JSON.
  */
-PowerHints ReadPowerHints(std::string const& name, std::string const& text, Findings& wrong, Findings& lost);
+PowerHints ReadPowerHints(std::string const& name, std::string const& text, Findings& findings);
 
 /** What a power-hint file becomes. */
-struct ImportedPlatform {
+struct PlatformOfHints {
     Json platform;      ///< in the format of platforms/README.md
     std::string script; ///< starts every hint once, and lets it end or stops it
 };
@@ -61,4 +60,4 @@ struct ImportedPlatform {
  * first, so that of all that is asked for the highest level wins. What a hint is the first to move becomes one
  * resource. A hint that ends by itself becomes an event, any other a scenario; when their ids are used up, a request.
  */
-ImportedPlatform ImportPowerHints(PowerHints const& hints, std::string const& name, Findings& lost);
+PlatformOfHints ImportPowerHints(PowerHints const& hints, std::string const& name, Findings& findings);
