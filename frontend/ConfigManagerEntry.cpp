@@ -6,6 +6,7 @@
 #include "frontend/ConfigManagerMembers.h"
 #include "frontend/TraceCall.h"
 #include "resource/PerfResource.h"
+#include "resource/ResourceKind.h"
 #include "sys/Log.h"
 #include "sys/PerfTime.h"
 
@@ -64,7 +65,7 @@ int ConfigManager::PerfSetSuspend(std::vector<unsigned int> const& params) noexc
     CommandWrapper wrapper(type, PerfTimePoint{}, PerfTimePoint{}, 0);
     for (size_t i = 1; i < params.size(); ++i) {
         PerfQosId const qosId = params[i];
-        if (qosId >= PERF_QOS_MEM_LAT_FIRST && qosId <= PERF_QOS_MEM_LAT_LAST) {
+        if (FixedKindOf(qosId) == ResourceKind::MEM_LAT) {
             PF_LOGD("[%s:%d] suspend not support memlat !");
         } else if (members.resourceManager.GetResourcePtr(qosId) != nullptr) {
             wrapper.InsertSuspendCommand(qosId);

@@ -42,8 +42,7 @@ void DdrGroup::DoConfig(int boostValue, int limitValue)
         SingleNodeValueGroup::DoConfig(boostValue, limitValue);
         return;
     }
-    float const frequency = static_cast<float>(boostValue);
-    int const bandwidth = ToInt(freqToBandwidthCoefficient * frequency / static_cast<float>(freqDivisor));
+    int const bandwidth = ToInt(BandwidthOf(freqToBandwidthCoefficient, boostValue));
     PF_LOGI_VERBOSE("[%s:%d] ############ [%s] final write: bandwidth=%d, min=%d \n", name.c_str(), bandwidth,
                     boostValue);
     WriteUint(nodes[0], bandwidth);

@@ -7,14 +7,21 @@
 /** Turns the floor, a frequency, into a bandwidth and writes that as four raw bytes. */
 class DdrGroup : public SingleNodeValueGroup {
 public:
-    /** @param coefficient bandwidth = coefficient * frequency / 1000000; 0 or less writes the frequency as text. */
+    /** @param coefficient as in BandwidthOf; 0 or less writes the frequency as text. */
     DdrGroup(PerfGroupConfig const& config, PerfWorkMode workMode, float coefficient);
+
+    /** @return the bandwidth of a frequency. What does not fit an int is cut off when it is written. */
+    static float BandwidthOf(float coefficient, int frequency)
+    {
+        return coefficient * static_cast<float>(frequency) / static_cast<float>(freqDivisor);
+    }
 
     void DumpBaseValueAfterMapping(std::vector<SpecifiedGroupDumpInfo>& out) const override;
     void DoConfig(int boostValue, int limitValue) override;
 
 private:
+    static constexpr int freqDivisor = 1000000;
+
     // constant after construction
-    int const freqDivisor = 1000000;
     float const freqToBandwidthCoefficient;
 };

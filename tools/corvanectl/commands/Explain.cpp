@@ -180,14 +180,14 @@ PerfGroupState const* GroupOf(PlatformNode const& node, std::optional<PerfResour
     return resource && node.group < resource->groups.size() ? &resource->groups[node.group] : nullptr;
 }
 
-/** Who has the value of the node, of a frequency's second node that of its ceiling. */
+/** Who has the value of the node. */
 std::string HolderOf(PlatformNode const& node, QosEntry const& entry, PerfGroupState const* group,
                      Holders const& holders)
 {
     if (group == nullptr) {
         return "not on this platform";
     }
-    bool const isCeiling = node.index == 1 && KindOf(entry) == ResourceKind::FREQUENCY;
+    bool const isCeiling = node.index != 0 && ShowsCeiling(entry, node);
     PerfGroupSide const& side = isCeiling ? group->limit : group->boost;
     return holders.Name(SourceOf(side, isCeiling ? group->boost : group->limit).handle) +
            (group->isSuspended ? "; suspended" : "");

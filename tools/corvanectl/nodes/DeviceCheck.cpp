@@ -3,24 +3,18 @@
 #include "tools/corvanectl/nodes/DeviceCheck.h"
 
 #include "tools/corvanectl/nodes/NodeFile.h"
+#include "tools/corvanectl/platform/Findings.h"
 #include "tools/corvanectl/story/NodeText.h"
 
-#include <cerrno>
 #include <set>
 #include <sstream>
 #include <string>
-#include <system_error>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
-
-std::string Reason(int error)
-{
-    return std::generic_category().message(error);
-}
 
 /** @return what is wrong with the content, or an empty text. */
 std::string Fault(NodeDomain const& domain, std::string const& content)
@@ -64,7 +58,7 @@ void CheckNode(NodeDomain const& domain, bool isBinder, std::string const& file,
     std::string const& where = domain.node.path;
     struct stat status {};
     if (stat(file.c_str(), &status) != 0) {
-        findings.Add(where, file + " is missing: " + Reason(errno));
+        findings.Add(where, file + " is missing: " + SystemReason());
         return;
     }
     if (S_ISDIR(status.st_mode)) {
@@ -72,7 +66,7 @@ void CheckNode(NodeDomain const& domain, bool isBinder, std::string const& file,
         return;
     }
     if (faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) != 0) {
-        findings.Add(where, file + " cannot be written: " + Reason(errno));
+        findings.Add(where, file + " cannot be written: " + SystemReason());
     }
     if (isBinder) {
         return; // takes lines and holds nothing
@@ -80,7 +74,7 @@ void CheckNode(NodeDomain const& domain, bool isBinder, std::string const& file,
     if (auto const content = ReadNode(file)) {
         CheckContent(domain, file, *content, findings);
     } else if ((status.st_mode & (S_IRUSR | S_IRGRP | S_IROTH)) != 0) { // else it can only be written, which is well
-        findings.Add(where, file + " cannot be read: " + Reason(errno));
+        findings.Add(where, file + " cannot be read: " + SystemReason());
     }
 }
 
@@ -97,7 +91,7 @@ void CheckDevice(Platform const& platform, PlatformConfigs::PathLookup const& pl
         auto const list = ReadNode(file);
         int first = 0;
         if (!list) {
-            findings.Add(Indexed("qos", i) + ".freqListNode", file + " cannot be read: " + Reason(errno));
+            findings.Add(Indexed("qos", i) + ".freqListNode", file + " cannot be read: " + SystemReason());
         } else if (!(std::istringstream(*list) >> first)) {
             findings.Add(Indexed("qos", i) + ".freqListNode", file + " lists no frequency");
         }

@@ -2,9 +2,12 @@
 
 #include "tools/corvanectl/platform/CppWriter.h"
 
+#include "tools/corvanectl/platform/PlatformConfigs.h"
+
 #include <cctype>
 #include <iomanip>
 #include <limits>
+#include <map>
 #include <optional>
 #include <sstream>
 #include <utility>
@@ -32,19 +35,19 @@ std::string Quoted(std::string const& text)
 }
 
 /** The lowest int cannot be written as a literal: the minus is an operator. */
-std::string Int(int value)
+std::string Literal(int value)
 {
     return value == std::numeric_limits<int>::min() ? std::to_string(value + 1) + " - 1" : std::to_string(value);
 }
 
-std::string Float(float value)
+std::string Literal(float value)
 {
     std::ostringstream out;
     out << std::scientific << std::setprecision(std::numeric_limits<float>::max_digits10) << value << "f";
     return out.str();
 }
 
-char const* Bool(bool value)
+std::string Literal(bool value)
 {
     return value ? "true" : "false";
 }
@@ -83,54 +86,46 @@ std::string Group(QosEntry const& entry, PerfGroupConfig const& group)
     std::string text = "PerfGroupConfig(" + std::to_string(group.groupId) + ", " + Quoted(group.name) + ", ";
     bool const hasLevels = !group.level2ValueMap.empty();
     if (hasLevels || KindOf(entry) == ResourceKind::EAS) {
-        text += Int(group.boostBase);
+        text += Literal(group.boostBase);
     } else {
-        text += Int(group.availableMin) + ", " + Int(group.availableMax) + ", " + Int(group.boostBase) + ", " +
-                Int(group.limitBase);
+        text += Literal(group.availableMin) + ", " + Literal(group.availableMax) + ", " + Literal(group.boostBase) +
+                ", " + Literal(group.limitBase);
     }
     text += ", " + Texts(group.nodePathVec) + ", ";
     if (hasLevels) {
-        text += "LevelToValueMap" +
-                Braced(group.level2ValueMap,
-                       [](auto const& level) { return "{" + Int(level.first) + ", " + Texts(level.second) + "}"; }) +
-                ", ";
+        text +=
+            "LevelToValueMap" +
+            Braced(group.level2ValueMap,
+                   [](auto const& level) { return "{" + Literal(level.first) + ", " + Texts(level.second) + "}"; }) +
+            ", ";
     }
     text += "static_cast<ChipTypeAvailableValue>(" + std::to_string(group.chipType) + "))";
     return group.clampOutOfRange ? "Clamped(" + text + ")" : text;
 }
 
-std::string EasLevels(QosEntry const& entry)
+std::string Literal(std::map<int, EasValue> const& levels)
 {
-    return Braced(entry.easLevels, [](auto const& level) {
-        return "{" + Int(level.first) + ", {" + Int(level.second.schedtuneBoost) + ", " +
+    return Braced(levels, [](auto const& level) {
+        return "{" + Literal(level.first) + ", {" + Literal(level.second.schedtuneBoost) + ", " +
                std::to_string(level.second.globalBoost) + "}}";
     });
 }
 
-/** The class of a resource's configuration, and what its constructor takes behind name and groups. */
-std::pair<char const*, std::string> ConfigOf(QosEntry const& entry)
+std::string Literal(NodePath node)
 {
-    switch (KindOf(entry)) {
-    case ResourceKind::IPA_POWER:
-        return {"PerfQosIpaPowerConfig", ", " + Int(entry.socThreshold) + ", " + Int(entry.boardThreshold)};
-    case ResourceKind::EAS:
-        return {"PerfQosEasConfig", ", " + EasLevels(entry) + ", " + Int(entry.boostMin) + ", " + Int(entry.boostMax) +
-                                        ", " + Quoted(entry.globalBoostNode)};
-    default:
-        break;
-    }
-    if (entry.freqListNode.empty()) {
-        return {"PerfQosConfig", ""};
-    }
-    return {"PerfQosFreqConfig", ", " + Quoted(entry.freqListNode) + ", " + Bool(entry.overwriteMaxFreq) + ", " +
-                                     Float(entry.freqToBandwidthCoefficient)};
+    return Quoted(node.path);
+}
+
+std::string Literal(ListPath list)
+{
+    return Quoted(list.path);
 }
 
 std::string Operation(std::pair<PerfOperationType, int> const& operation)
 {
     return std::string(operation.first == PERF_OPERATION_BOOST ? "{PERF_OPERATION_BOOST, "
                                                                : "{PERF_OPERATION_LIMIT, ") +
-           Int(operation.second) + "}";
+           Literal(operation.second) + "}";
 }
 
 std::string Values(std::vector<GroupInfo> const& infos)
@@ -236,7 +231,9 @@ void WriteConfigs(Platform const& platform, std::ostream& out)
 {
     for (QosEntry const& entry : platform.qos) {
         std::string const id = std::to_string(entry.id);
-        auto const [type, rest] = ConfigOf(entry);
+        auto const [type, rest] = WithRecord(entry, [](auto record, auto const&... arguments) {
+            return std::pair{record.name, (std::string() + ... + (", " + Literal(arguments)))};
+        });
         out << "    std::string const name" << id << " = " << Quoted(entry.name) << ";\n    " << type << " qos" << id
             << "{name" << id << ", "
             << BracedLines("    ", entry.groups, [&](PerfGroupConfig const& group) { return Group(entry, group); })
@@ -246,8 +243,8 @@ void WriteConfigs(Platform const& platform, std::ostream& out)
 
 std::string Control(PerfConfigControlInfo const& control)
 {
-    return "{static_cast<PerfWorkMode>(" + std::to_string(control.workMode) + "), " + Bool(control.ipaResourceFlag) +
-           ", " + Bool(control.singleNodeQosEnable) + ", " + std::to_string(control.chipType) + "}";
+    return "{static_cast<PerfWorkMode>(" + std::to_string(control.workMode) + "), " + Literal(control.ipaResourceFlag) +
+           ", " + Literal(control.singleNodeQosEnable) + ", " + std::to_string(control.chipType) + "}";
 }
 
 char const* const BEGINNING = R"(

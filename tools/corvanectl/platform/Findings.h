@@ -3,10 +3,12 @@
 #pragma once
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -41,6 +43,12 @@ constexpr std::size_t MOST_LISTED = 100;
 inline std::string AndMore(std::size_t count)
 {
     return count > MOST_LISTED ? "and " + std::to_string(count - MOST_LISTED) + " more\n" : "";
+}
+
+/** @return why the last call of the system failed, in its words. */
+inline std::string SystemReason()
+{
+    return std::generic_category().message(errno);
 }
 
 /** On which line of a text each of its values stands. */

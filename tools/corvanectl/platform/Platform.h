@@ -97,6 +97,13 @@ struct PlatformNode {
     bool hasLevels = false;
 };
 
+/** @return whether a ceiling is seen on the node: on the second one of a frequency, else on the first, as a floor is.
+ */
+inline bool ShowsCeiling(QosEntry const& entry, PlatformNode const& node)
+{
+    return node.index == (KindOf(entry) == ResourceKind::FREQUENCY ? 1U : 0U);
+}
+
 /** The nodes of all resources, in the order of the file, and then the thread binder's. */
 std::vector<PlatformNode> NodesOf(Platform const& platform);
 /** Likewise without those of other chips' variants and of resources that are not built. */

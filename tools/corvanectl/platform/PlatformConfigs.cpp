@@ -5,41 +5,30 @@
 #include "tools/corvanectl/platform/Findings.h"
 
 #include <algorithm>
-
-namespace {
-
-std::unique_ptr<PerfQosConfig> MakeConfig(QosEntry const& entry, std::vector<PerfGroupConfig> groups,
-                                          PlatformConfigs::PathLookup const& place,
-                                          PlatformConfigs::PathLookup const& listPlace)
-{
-    switch (KindOf(entry)) {
-    case ResourceKind::IPA_POWER:
-        return std::make_unique<PerfQosIpaPowerConfig>(entry.name, std::move(groups), entry.socThreshold,
-                                                       entry.boardThreshold);
-    case ResourceKind::EAS:
-        return std::make_unique<PerfQosEasConfig>(entry.name, std::move(groups), entry.easLevels, entry.boostMin,
-                                                  entry.boostMax, place(entry.globalBoostNode));
-    default:
-        break;
-    }
-    if (entry.freqListNode.empty()) {
-        return std::make_unique<PerfQosConfig>(entry.name, std::move(groups));
-    }
-    return std::make_unique<PerfQosFreqConfig>(entry.name, std::move(groups), listPlace(entry.freqListNode),
-                                               entry.overwriteMaxFreq, entry.freqToBandwidthCoefficient);
-}
-
-} // namespace
+#include <type_traits>
+#include <utility>
 
 PlatformConfigs::PlatformConfigs(Platform const& described, PathLookup const& place, PathLookup const& listPlace)
     : platform(described)
 {
+    auto const placed = [&](auto const& argument) {
+        using Argument = std::decay_t<decltype(argument)>;
+        if constexpr (std::is_same_v<Argument, NodePath>) {
+            return place(argument.path);
+        } else if constexpr (std::is_same_v<Argument, ListPath>) {
+            return listPlace(argument.path);
+        } else {
+            return argument;
+        }
+    };
     for (QosEntry const& entry : platform.qos) {
         std::vector<PerfGroupConfig> groups = entry.groups;
         for (PerfGroupConfig& group : groups) {
             std::transform(group.nodePathVec.begin(), group.nodePathVec.end(), group.nodePathVec.begin(), place);
         }
-        configs.push_back(MakeConfig(entry, std::move(groups), place, listPlace));
+        configs.push_back(WithRecord(entry, [&](auto record, auto const&... rest) -> std::unique_ptr<PerfQosConfig> {
+            return std::make_unique<typename decltype(record)::Type>(entry.name, std::move(groups), placed(rest)...);
+        }));
         byId.emplace(entry.id, configs.back().get());
     }
 }

@@ -9,6 +9,37 @@
 #include <memory>
 #include <string>
 
+/** Paths in a record: of a node that is written, and of one that lists frequencies. */
+struct NodePath {
+    std::string const& path;
+};
+struct ListPath {
+    std::string const& path;
+};
+
+template <typename Class> struct RecordClass {
+    using Type = Class;
+    char const* name;
+};
+
+/** Calls build with the class of a resource's record and what its constructor takes behind the name and the groups. */
+template <typename Build> auto WithRecord(QosEntry const& entry, Build const& build)
+{
+    switch (KindOf(entry)) {
+    case ResourceKind::IPA_POWER:
+        return build(RecordClass<PerfQosIpaPowerConfig>{"PerfQosIpaPowerConfig"}, entry.socThreshold,
+                     entry.boardThreshold);
+    case ResourceKind::EAS:
+        return build(RecordClass<PerfQosEasConfig>{"PerfQosEasConfig"}, entry.easLevels, entry.boostMin, entry.boostMax,
+                     NodePath{entry.globalBoostNode});
+    default:
+        return entry.freqListNode.empty()
+                   ? build(RecordClass<PerfQosConfig>{"PerfQosConfig"})
+                   : build(RecordClass<PerfQosFreqConfig>{"PerfQosFreqConfig"}, ListPath{entry.freqListNode},
+                           entry.overwriteMaxFreq, entry.freqToBandwidthCoefficient);
+    }
+}
+
 /**
  * The records that the library takes for a platform, fitted to the running device: selected by chip type and revised.
  * Lives as long as the library uses them. The platform must outlive it.

@@ -4,7 +4,6 @@
 
 #include "tools/corvanectl/platform/Findings.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -18,11 +17,6 @@
 #include <unistd.h>
 
 namespace {
-
-std::string Reason(int error)
-{
-    return std::generic_category().message(error);
-}
 
 /** @return where a file is or would be, whatever names lead there. */
 std::string PathOf(std::string const& file)
@@ -65,7 +59,7 @@ std::string MakeBeside(std::string const& name, std::string const& place)
         descriptor = mkstemp(beside.data());
     }
     if (descriptor < 0) {
-        throw OutputError(name + ": cannot be written: " + Reason(errno));
+        throw OutputError(name + ": cannot be written: " + SystemReason());
     }
     fchmod(descriptor, mode);
     close(descriptor);
@@ -80,7 +74,7 @@ std::ifstream OpenTextFile(std::string const& file)
     std::ifstream in(file, std::ios::binary);
     in.peek(); // what a folder holds cannot be read
     if (!in.eof() && !in) {
-        throw InputError(file + ": cannot be read: " + Reason(errno));
+        throw InputError(file + ": cannot be read: " + SystemReason());
     }
     return in;
 }
@@ -99,7 +93,7 @@ OutputFile::OutputFile(std::string file) : name(std::move(file)), place(PathOf(n
     }
     out.open(beside.empty() ? place : beside);
     if (!out) {
-        throw OutputError(name + ": cannot be written: " + Reason(errno));
+        throw OutputError(name + ": cannot be written: " + SystemReason());
     }
 }
 

@@ -5,7 +5,6 @@
 #include "tools/corvanectl/story/NodeText.h"
 
 #include <algorithm>
-#include <chrono>
 #include <iomanip>
 #include <sstream>
 #include <tuple>
@@ -133,8 +132,7 @@ void Transcript::ShowWrite(NodeWrite const& write)
     }
     ShowAsked();
     std::ostringstream line;
-    std::chrono::duration<double> const time = write.time - start;
-    line << std::fixed << std::setprecision(3) << std::setw(9) << time.count() << "s  ";
+    line << std::setw(10) << SecondsText(write.time - start) << "  ";
     bool const isWhole = write.result == static_cast<ssize_t>(write.bytes.size());
     out << paint.Dim(line.str()) << (isWhole ? TextOf(write) : paint.Red(TextOf(write))) << "\n";
 }

@@ -83,12 +83,11 @@ Began Session::Beginning() const
         Began::Node begun{node.name, node.resource, "", nodes.Read(node.name).value_or("")};
         if (node.resource != platform.qos.size()) {
             QosEntry const& entry = platform.qos[node.resource];
-            std::size_t const ceiling = KindOf(entry) == ResourceKind::FREQUENCY ? 1 : 0;
             begun.resourceName = entry.name;
             begun.id = entry.id;
             begun.group = node.group;
             begun.showsFloors = node.index == 0;
-            begun.showsCeilings = node.index == ceiling;
+            begun.showsCeilings = ShowsCeiling(entry, node);
             begun.levels = TextsOfLevels(*configs.Config().qosConfigs.at(entry.id), node);
         }
         began.nodes.push_back(begun);

@@ -2,6 +2,8 @@
 
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
 
+#include "group/DdrGroup.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -82,9 +84,8 @@ private:
             present += group.nodePathVec.empty() ? 0 : 1;
             CheckLevels(entry, group, groupPath);
             CheckScale(group, groupPath + ".nodes");
-            if (kind == ResourceKind::DDR &&
-                !(std::fabs(entry.freqToBandwidthCoefficient * static_cast<float>(group.availableMax) / 1000000.0f) <
-                  2147483648.0f)) {
+            if (kind == ResourceKind::DDR && !(std::fabs(DdrGroup::BandwidthOf(entry.freqToBandwidthCoefficient,
+                                                                               group.availableMax)) < 2147483648.0f)) {
                 findings.Warn(path + ".freqToBandwidthCoefficient", "the bandwidth of " +
                                                                         std::to_string(group.availableMax) +
                                                                         " does not fit 32 bits, and is cut off");
