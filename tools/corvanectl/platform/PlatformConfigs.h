@@ -33,11 +33,13 @@ template <typename Build> auto WithRecord(QosEntry const& entry, Build const& bu
         return build(RecordClass<PerfQosEasConfig>{"PerfQosEasConfig"}, entry.easLevels, entry.boostMin, entry.boostMax,
                      NodePath{entry.globalBoostNode});
     default:
-        return entry.freqListNode.empty()
-                   ? build(RecordClass<PerfQosConfig>{"PerfQosConfig"})
-                   : build(RecordClass<PerfQosFreqConfig>{"PerfQosFreqConfig"}, ListPath{entry.freqListNode},
-                           entry.overwriteMaxFreq, entry.freqToBandwidthCoefficient);
+        break;
     }
+    if (entry.freqListNode.empty()) {
+        return build(RecordClass<PerfQosConfig>{"PerfQosConfig"});
+    }
+    return build(RecordClass<PerfQosFreqConfig>{"PerfQosFreqConfig"}, ListPath{entry.freqListNode},
+                 entry.overwriteMaxFreq, entry.freqToBandwidthCoefficient);
 }
 
 /**
