@@ -54,7 +54,6 @@ void AddLevels(FuzzBytes& bytes, QosEntry& entry, int lowest, unsigned int count
 
 void MakeFrequencies(FuzzBytes& bytes, QosEntry& entry)
 {
-    entry.freqListGiven = true;
     unsigned int const groups = 1 + bytes.Below(2);
     for (unsigned int i = 0; i < groups; ++i) {
         AddRange(bytes, entry, 2);
@@ -74,7 +73,6 @@ void MakeBandwidth(FuzzBytes& bytes, QosEntry& entry)
 {
     static constexpr float COEFFICIENTS[] = {0.0f, -1.0f, 0.5f, 9331.5f};
     AddRange(bytes, entry, 1);
-    entry.freqListGiven = true;
     entry.freqListNode = "/sys/" + entry.name + "/list";
     entry.freqToBandwidthCoefficient = bytes.Pick(COEFFICIENTS);
 }
@@ -151,6 +149,17 @@ void Spoil(FuzzBytes& bytes, QosEntry& entry)
     }
 }
 
+/** What a file must say of a resource of this shape, even of one that is unsound. */
+void KeepForm(QosEntry& entry)
+{
+    entry.freqListGiven = TraitsOf(KindOf(entry)).takesFrequencies;
+    if (!entry.freqListGiven) {
+        entry.freqListNode.clear();
+        entry.frequencies.clear();
+        entry.overwriteMaxFreq = false;
+    }
+}
+
 QosEntry DrawResource(FuzzBytes& bytes, std::size_t position)
 {
     struct Shape {
@@ -181,6 +190,7 @@ QosEntry DrawResource(FuzzBytes& bytes, std::size_t position)
     if (bytes.Chance(48)) {
         Spoil(bytes, entry);
     }
+    KeepForm(entry);
     return entry;
 }
 
