@@ -51,38 +51,4 @@ TEST_F(RewriteTest, OffersAValueAgainAtGrowingDistancesUntilItIsTaken)
     EXPECT_EQ(Offers(milliseconds(100'000)), Times{}) << "once";
 }
 
-TEST_F(RewriteTest, WaitsForAResume)
-{
-    Start();
-    sandbox.FailNode("gpu/floor", Fault::Error(EBUSY));
-    Request(LONG, {Boost(GPU, 50)});
-    EXPECT_EQ(manager->PerfSetSuspend({1, GPU}), 0);
-    EXPECT_EQ(Offers(milliseconds(10'000)), Times{0});
-    EXPECT_EQ(manager->PerfSetSuspend({0, GPU}), 0);
-    EXPECT_EQ(Offers(milliseconds(350)), (Times{0, 100, 300}));
-}
-
-TEST_F(RewriteTest, DoesNotWaitForAChangeThatFailsAgainAndAgain)
-{
-    Start();
-    sandbox.FailNode("gpu/power", Fault::Error(EBUSY));
-    sandbox.FailNode("gpu/floor", Fault::Error(EBUSY, 1));
-    Request(LONG, {Boost(GPU, 50)});
-    Times const once{0};
-    EXPECT_EQ(Offers(milliseconds(0)), once);
-    for (int ms = 0; ms < 6000; ms += 50) {
-        Request(20, {Boost(GPU, 90, 1)});
-        EXPECT_EQ(Offers(milliseconds(50)), ms < 5950 ? Times{} : Times{50});
-    }
-}
-
-TEST_F(RewriteTest, IsOffByDefault)
-{
-    options.rewriteDelay = ConfigManagerOptions().rewriteDelay;
-    Start();
-    sandbox.FailNode("gpu/floor", Fault::Error(EBUSY, 1));
-    Request(LONG, {Boost(GPU, 50)});
-    EXPECT_EQ(Offers(milliseconds(100'000)), Times{0});
-}
-
 } // namespace

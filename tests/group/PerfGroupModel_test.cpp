@@ -2,7 +2,6 @@
 
 #include "tests/group/GroupFixture.h"
 #include "tests/group/NaiveGroup.h"
-#include "tests/support/Random.h"
 
 #include <array>
 
@@ -154,103 +153,23 @@ INSTANTIATE_TEST_SUITE_P(InEachMode, SmallWorld,
                          testing::Values(PERF_WORK_MODE_DEFAULT, PERF_WORK_MODE_BOOST_FIRST,
                                          PERF_WORK_MODE_LIMIT_FIRST));
 
-/** Plays one random sequence on a group and on the naive one: few values and times, so that equals are common. */
-class Duel {
-public:
-    explicit Duel(unsigned int seed) : random(seed) {}
-
-    /** One more step. @return whether both came to the same. */
-    bool Step()
-    {
-        now += random.Chance(3) ? random.Below(4) : 0;
-        real.UpdateCurrTimePoint(At(now));
-        naive.UpdateCurrTimePoint(At(now));
-        auto const [verb, command, argument] = Next();
-        history += "  " + std::to_string(now) + Shown(verb, command, argument);
-        realResult = Play(real, verb, command, argument);
-        naiveResult = Play(naive, verb, command, argument);
-        return AreSame(real, realResult, naive, naiveResult);
-    }
-    std::string Real() const { return Told(realResult, real); }
-    std::string Naive() const { return Told(naiveResult, naive); }
-
-    std::string history;
-
-private:
-    using Move = std::tuple<Verb, PerfGroupCommand, int>;
-
-    /** Now and then none or too many. */
-    Values AnyValues()
-    {
-        Values values;
-        for (unsigned int type = 0; type < 3; ++type) {
-            if (type < 2 ? !random.Chance(4) : values.size() == 2 && random.Chance(20)) {
-                values[static_cast<PerfOperationType>(type)] = random.Below(11);
-            }
-        }
-        return values;
-    }
-
-    PerfGroupCommand NewCommand()
-    {
-        auto const spread = static_cast<unsigned long long>(random.Below(30));
-        int const start = now + random.Below(12) - 6;
-        return {random.Chance(50) ? INVALID_HANDLE + spread % 11 : 1020 + spread, At(start),
-                At(start + random.Below(20) - 1), AnyValues()};
-    }
-
-    /** A start, or mostly the stop that fits one, now and then one that does not quite. */
-    PerfGroupCommand StartOrStop(bool starts, std::vector<PerfGroupCommand>& earlier)
-    {
-        if (starts || earlier.empty()) {
-            earlier.push_back(NewCommand());
-            return earlier.back();
-        }
-        PerfGroupCommand& chosen = random.Pick(earlier);
-        PerfGroupCommand command = chosen;
-        int const dice = random.Below(12);
-        if (dice == 0) {
-            command.startTime -= std::chrono::milliseconds(1);
-        } else if (dice == 1) {
-            command.operationValueMap = AnyValues();
-        } else {
-            chosen = earlier.back();
-            earlier.pop_back();
-        }
-        return command;
-    }
-
-    Move Next()
-    {
-        int const dice = random.Below(100);
-        if (dice < 68) {
-            bool const isLong = dice < 24;
-            bool const starts = random.Below(5) < 3;
-            Verb const verb = isLong ? (starts ? LONG_START : LONG_STOP) : (starts ? SHORT_START : SHORT_STOP);
-            return {verb, StartOrStop(starts, started[isLong]), 0};
-        }
-        return dice < 74   ? Move{BASE_SET, NewCommand(), 0}
-               : dice < 92 ? Move{TIME_OUT, {}, now}
-               : dice < 96 ? Move{SUSPEND, {}, random.Chance(3)}
-                           : Move{MODE, {}, random.Chance(8) ? 3 : random.Below(3)};
-    }
-
-    Random random;
-    PerfWorkMode const mode = static_cast<PerfWorkMode>(random.Below(PERF_WORK_MODE_COUNT));
-    RecordingGroup real{Range(0, 10, 3, 7), mode};
-    NaiveGroup naive{Range(0, 10, 3, 7), mode};
-    int realResult = 0, naiveResult = 0;
-    int now = 0;
-    std::vector<PerfGroupCommand> started[2]; ///< short-term and long-term
-};
-
-TEST(PerfGroupRandom, AGroupAgreesWithTheNaiveOneAtEveryStep)
+TEST(PerfGroupModel, WhatIsNoCommandComesToNothing)
 {
-    for (unsigned int seed = 1; seed <= 24; ++seed) {
-        Duel duel(seed);
-        for (int step = 0; step < 400; ++step) {
-            ASSERT_TRUE(duel.Step()) << "seed " << seed << ", after\n"
-                                     << duel.history << "real " << duel.Real() << "naive " << duel.Naive();
+    PerfGroupCommand const commands[] = {
+        {INVALID_HANDLE, At(0), At(3), Boost(8)},
+        {1, At(0), {}, Boost(8)},
+        {1, At(3), At(1), Boost(8)},
+        {1, At(0), At(3), {}},
+        {1,
+         At(0),
+         At(3),
+         {{PERF_OPERATION_BOOST, 8}, {PERF_OPERATION_LIMIT, 9}, {static_cast<PerfOperationType>(2), 8}}}};
+    for (PerfGroupCommand const& command : commands) {
+        for (Verb const verb : {SHORT_START, SHORT_STOP, LONG_START, LONG_STOP, BASE_SET}) {
+            RecordingGroup real(Range(0, 10, 3, 7), PERF_WORK_MODE_DEFAULT);
+            NaiveGroup naive(Range(0, 10, 3, 7), PERF_WORK_MODE_DEFAULT);
+            std::string const told = Told(Play(real, verb, command, 0), real);
+            EXPECT_EQ(told, Told(Play(naive, verb, command, 0), naive)) << Shown(verb, command, 0);
         }
     }
 }

@@ -4,17 +4,12 @@
 #include "sandbox/Sandbox.h"
 #include "sandbox/VirtualTime.h"
 #include "sys/NodeIo.h"
-#include "tests/support/Random.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <map>
-#include <optional>
-#include <sstream>
 #include <utility>
 
 #include <unistd.h>
@@ -22,7 +17,6 @@
 namespace {
 
 using Strings = std::vector<std::string>;
-using namespace std::chrono_literals;
 
 constexpr int UNTOUCHED = 4711;
 
@@ -33,176 +27,6 @@ std::string Put(int fd, std::string const& text)
     auto const result = NodeIo::Write(fd, text.data(), text.size());
     return std::to_string(result) + (errno == 0 ? "" : " " + ErrorName(errno));
 }
-
-/** Two sandboxes with two nodes each, played at random and told again by what every node should hold and do. */
-class SandboxModel : public testing::Test {
-protected:
-    struct Node {
-        std::size_t box;
-        std::string name;
-        std::string content;
-        std::map<Fault::Kind, Fault> faults{};
-    };
-    struct Descriptor {
-        Node* node; ///< null once its sandbox is gone
-        bool isStale = false;
-    };
-
-    SandboxModel()
-    {
-        Renew(0);
-        Renew(1);
-    }
-    ~SandboxModel() override
-    {
-        for (auto const& descriptor : open) {
-            NodeIo::Close(descriptor.first);
-        }
-    }
-
-    void Renew(std::size_t box)
-    {
-        boxes[box].reset();
-        boxes[box] = std::make_unique<Sandbox>();
-        boxes[box]->OnWrite([this, box](NodeWrite const& write) { observed[box] += Told(write); });
-        sequence[box] = 0;
-        for (auto& descriptor : open) {
-            Node*& node = descriptor.second.node;
-            node = node != nullptr && node->box == box ? nullptr : node;
-        }
-        for (Node& node : nodes) {
-            if (node.box == box) {
-                node = {box, node.name, "first"};
-                boxes[box]->AddNode(node.name, "first");
-            }
-        }
-    }
-
-    static std::optional<long long> Take(Node& node, Fault::Kind kind)
-    {
-        auto const found = node.faults.find(kind);
-        if (found == node.faults.end()) {
-            return std::nullopt;
-        }
-        Fault const fault = found->second;
-        if (fault.times != Fault::UNTIL_CLEARED && --found->second.times == 0) {
-            node.faults.erase(found);
-        }
-        return fault.value;
-    }
-
-    void Open(Node& node)
-    {
-        int const fd = NodeIo::Open(boxes[node.box]->Path(node.name));
-        if (auto const error = Take(node, Fault::Kind::OPEN_ERROR)) {
-            EXPECT_EQ(errno, *error);
-            EXPECT_EQ(fd, -1);
-            NodeWrite failure; // the observer hears of it, and nobody else
-            failure.node = node.name;
-            failure.time = now;
-            failure.sequence = ++sequence[node.box];
-            failure.result = -1;
-            failure.error = static_cast<int>(*error);
-            unrecorded[node.box] += Told(failure);
-        } else {
-            ASSERT_TRUE(open.emplace(fd, Descriptor{&node}).second);
-        }
-    }
-
-    void Write(int fd, Descriptor& descriptor, std::string const& text)
-    {
-        std::string const outcome = Put(fd, text);
-        if (descriptor.node == nullptr) {
-            EXPECT_EQ(outcome, std::to_string(text.size())) << "an ordinary, deleted file";
-            return;
-        }
-        Node& node = *descriptor.node;
-        NodeWrite write;
-        write.node = node.name;
-        write.bytes = text;
-        write.time = now += Take(node, Fault::Kind::DELAY).value_or(0) * 1ms;
-        write.sequence = ++sequence[node.box];
-        auto taken = static_cast<long long>(text.size());
-        if (descriptor.isStale) {
-            write.error = ENODEV;
-        } else if (auto const error = Take(node, Fault::Kind::ERROR)) {
-            write.error = static_cast<int>(*error);
-        } else {
-            taken = std::min(taken, Take(node, Fault::Kind::SHORT_COUNT).value_or(taken));
-            node.content = taken == 0 ? node.content : text.substr(0, static_cast<std::size_t>(taken));
-        }
-        write.result = write.error == 0 ? static_cast<ssize_t>(taken) : -1;
-        EXPECT_EQ(outcome, std::to_string(write.result) + (write.error == 0 ? "" : " " + ErrorName(write.error)));
-        records[node.box] += Told(write);
-    }
-
-    static std::string Told(NodeWrite const& write)
-    {
-        std::ostringstream out;
-        out << write.sequence << " " << write << " = " << write.result << " " << write.error << " "
-            << write.time.time_since_epoch().count() << "\n";
-        return out.str();
-    }
-
-    void Fail(Node& node)
-    {
-        Fault const faults[] = {Fault::Stale(),       Fault::Gone(),     Fault::Error(EBUSY),     Fault::ShortCount(2),
-                                Fault::ShortCount(0), Fault::Delay(5ms), Fault::OpenError(EACCES)};
-        Fault fault = random.Pick(faults);
-        bool const isStale = fault.kind == Fault::Kind::STALE;
-        fault.times = isStale || random.Chance(4) ? fault.times : 1 + static_cast<unsigned int>(random.Below(3));
-        boxes[node.box]->FailNode(node.name, fault);
-        isStale ? MakeStale(node, true) : void(node.faults.insert_or_assign(fault.kind, fault));
-    }
-
-    void MakeStale(Node const& node, bool isStale)
-    {
-        for (auto& descriptor : open) {
-            bool& stale = descriptor.second.isStale;
-            stale = descriptor.second.node == &node ? isStale : stale;
-        }
-    }
-
-    void Step()
-    {
-        Node& node = random.Pick(nodes);
-        int const dice = random.Below(100);
-        if (dice < 15 && open.size() < 8) {
-            Open(node);
-        } else if (dice < 75 && !open.empty()) {
-            auto const at = std::next(open.begin(), random.Below(static_cast<int>(open.size())));
-            if (dice < 23) {
-                NodeIo::Close(at->first);
-                open.erase(at);
-                return;
-            }
-            std::string const texts[] = {"", "1", "22", "333", "-4\n"};
-            Write(at->first, at->second, random.Pick(texts));
-        } else if (dice < 85) {
-            Fail(node);
-        } else if (dice < 92) {
-            boxes[node.box]->ClearFaults(node.name);
-            node.faults.clear();
-            MakeStale(node, false);
-        } else if (dice < 98) {
-            node.content = std::to_string(dice); // without a record, and its descriptors and faults stay
-            boxes[node.box]->AddNode(node.name, node.content);
-        } else {
-            Renew(node.box);
-        }
-    }
-
-    VirtualTime time;
-    PerfTimePoint now = time.Now();
-    Random random{1};
-    std::unique_ptr<Sandbox> boxes[2];
-    Node nodes[4] = {{0, "/sys/a", ""}, {0, "b", ""}, {1, "/sys/a", ""}, {1, "/sys/c", ""}};
-    std::map<int, Descriptor> open;
-    std::uint64_t sequence[2]{};
-    std::string records[2];    ///< what each should have recorded since the last step
-    std::string observed[2];   ///< what it called back about
-    std::string unrecorded[2]; ///< what it should have called back about without recording it
-};
 
 } // namespace
 
@@ -233,28 +57,6 @@ TEST(Sandbox, AWriteReplacesTheContentAndIsRecordedAndAnythingElsePasses)
     NodeIo::Close(file);
     NodeIo::Close(max);
     EXPECT_EQ(sandbox.OpenDescriptors(), 0);
-}
-
-TEST_F(SandboxModel, EveryCallDoesWhatANaiveSandboxDoes)
-{
-    for (int step = 0; step < 6000 && !HasFailure(); ++step) {
-        SCOPED_TRACE("step " + std::to_string(step));
-        Step();
-        std::string seen[2];
-        for (std::size_t box = 0; box < 2; ++box) {
-            for (NodeWrite const& write : boxes[box]->TakeWrites()) {
-                seen[box] += Told(write);
-            }
-            EXPECT_EQ(seen[box], std::exchange(records[box], ""));
-            EXPECT_EQ(seen[box] + std::exchange(unrecorded[box], ""), std::exchange(observed[box], ""));
-        }
-        for (Node const& node : nodes) {
-            EXPECT_EQ(boxes[node.box]->Read(node.name), node.content);
-            auto const isHis = [&](auto const& descriptor) { return descriptor.second.node == &node; };
-            EXPECT_EQ(boxes[node.box]->OpenDescriptors(node.name), std::count_if(open.begin(), open.end(), isHis));
-        }
-        EXPECT_EQ(time.Now(), now);
-    }
 }
 
 TEST(Sandbox, AGateHoldsOneNodeBackAndTheEndLetsWritersGo)

@@ -2,7 +2,6 @@
 
 #include "sandbox/VirtualTime.h"
 
-#include "sys/NodeIo.h"
 #include "sys/PerfMutex.h"
 #include "sys/PerfTime.h"
 #include "tests/frontend/PlatformFixture.h"
@@ -52,7 +51,6 @@ protected:
 
     VirtualTime time;
     PerfTimePoint const start = time.Now();
-    Sandbox sandbox;
     PerfMutex mutex;
     PerfCondition condition;
     std::deque<PerfThread> threads;
@@ -111,69 +109,6 @@ TEST_F(VirtualTimeTest, ANotificationWakesTheFirstWhoWaitsForItWhenItIsGiven)
     EXPECT_EQ(Said(), (Strings{"7 notifies", "7 goes on", "7 c"})) << "a turn lasts until its thread waits";
     JoinAll();
     EXPECT_EQ(Said(), Strings{"8 d"}) << "a join lets time go on until the thread has ended";
-}
-
-TEST_F(VirtualTimeTest, TheOwnersOwnWaitLetsTheOthersRunUntilItIsOver)
-{
-    PerfCondition answered;
-    Spawn([&] {
-        PerfMutexLock lock(mutex);
-        condition.WaitUntil(lock, time.Now() + 40ms);
-        Say(" answers");
-        answered.NotifyOne();
-    });
-    SpawnWaiter(" late", 50ms);
-    PerfMutexLock lock(mutex);
-    answered.WaitUntil(lock, start + 30ms);
-    Say(" owner");
-    answered.Wait(lock);
-    Say(" owner");
-    EXPECT_EQ(Said(), (Strings{"30 owner", "40 answers", "40 owner"}));
-}
-
-TEST_F(VirtualTimeTest, ALockHeldByAThreadThatWaitsIsWaitedForInVirtualTime)
-{
-    int const fd = NodeIo::Open(sandbox.AddNode("slow"));
-    sandbox.FailNode("slow", Fault::Delay(250ms));
-    auto const writeLocked = [&](std::string const& name) {
-        return [&, name] {
-            PerfMutexLock const lock(mutex);
-            EXPECT_EQ(NodeIo::Write(fd, name.data(), 1), 1);
-            Say(name);
-        };
-    };
-    Spawn(writeLocked(" a"));
-    Spawn(writeLocked(" b"));
-    time.AdvanceBy(100ms);
-    EXPECT_EQ(Said(), Strings{});
-    {
-        PerfMutexLock const lock(mutex);
-        Say(" owner");
-    }
-    time.Settle();
-    EXPECT_EQ(Said(), (Strings{"250 a", "250 owner"}));
-    time.AdvanceBy(250ms);
-    EXPECT_EQ(Said(), Strings{"500 b"});
-    NodeIo::Close(fd);
-}
-
-TEST_F(VirtualTimeTest, DelaysAndGatesOfNodesAreWaitsInVirtualTime)
-{
-    int const fd = NodeIo::Open(sandbox.AddNode("node"));
-    sandbox.FailNode("node", Fault::Delay(70ms, 1));
-    NodeGate gate(sandbox, "node");
-    for (std::string const text : {"1", "2"}) {
-        Spawn([=] { EXPECT_EQ(NodeIo::Write(fd, text.data(), 1), 1); });
-    }
-    time.AdvanceBy(100ms);
-    EXPECT_TRUE(sandbox.Writes().empty());
-    gate.Release();
-    time.Settle();
-    EXPECT_EQ(Lines(sandbox.Writes()), (Strings{"node <- 2", "node <- 1"}));
-    for (NodeWrite const& write : sandbox.Writes()) {
-        EXPECT_EQ(write.time, start + 100ms);
-    }
-    NodeIo::Close(fd);
 }
 
 TEST_F(VirtualTimeTest, ThreadsStartAndJoinOthersAndCarryTheirNames)

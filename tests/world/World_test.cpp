@@ -75,7 +75,8 @@ public:
     void AdvanceBy(milliseconds duration) { time.AdvanceBy(duration); }
     void Refuse(std::string const& node, bool on)
     {
-        on ? sandbox.FailNode(node, Fault::Error(EBUSY)) : sandbox.ClearFaults(node);
+        Fault const fault = node.size() % 2 == 0 ? Fault::Error(EBUSY) : Fault::ShortCount(0);
+        on ? sandbox.FailNode(node, fault) : sandbox.ClearFaults(node);
     }
 
 private:

@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "tests/group/KindFixture.h"
-
-#include "group/DdrGroup.h"
-#include "group/FrequencyGroup.h"
-#include "group/IpaSustainablePowerGroup.h"
-#include "group/LevelMapGroup.h"
 #include "group/SingleNodeValueGroup.h"
-#include "tests/support/Random.h"
+
+#include "sandbox/Sandbox.h"
+#include "tests/support/LogCapture.h"
+
+#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
-#include <memory>
 
 #include <sys/fsuid.h>
 #include <unistd.h>
@@ -21,53 +17,11 @@
 namespace {
 
 namespace fs = std::filesystem;
+using Strings = std::vector<std::string>;
 
 std::ptrdiff_t OpenFiles()
 {
     return std::distance(fs::directory_iterator("/proc/self/fd"), {});
-}
-
-using FaultyNodes = KindTest;
-
-TEST_F(FaultyNodes, AHundredThousandWritesWithFaultsLeaveNoDescriptorBehind)
-{
-    std::ptrdiff_t const files = OpenFiles();
-    std::vector<std::unique_ptr<PerfGroup>> groups;
-    groups.push_back(std::make_unique<SingleNodeValueGroup>(Config({"a"}), PERF_WORK_MODE_DEFAULT));
-    groups.push_back(std::make_unique<FrequencyGroup>(Config({"a", "b"}), PERF_WORK_MODE_DEFAULT));
-    groups.push_back(std::make_unique<DdrGroup>(Config({"b"}), PERF_WORK_MODE_DEFAULT, 2.0f));
-    groups.push_back(
-        std::make_unique<IpaSustainablePowerGroup>(Config({"a", "b", "c"}), PERF_WORK_MODE_DEFAULT, true, 500, 400));
-    LevelToValueMap const levels{{300, {"x", "y"}}, {500, {"", "z"}}};
-    for (char const* const name : {"grp", "REMAINDER"}) {
-        groups.push_back(std::make_unique<LevelMapGroup>(Levels({"b", "c"}, levels, name), PERF_WORK_MODE_DEFAULT));
-    }
-    static Fault const FAULTS[] = {Fault::Stale(),          Fault::Gone(),        Fault::Error(EINVAL, 2),
-                                   Fault::Error(ENODEV, 1), Fault::ShortCount(0), Fault::OpenError(EACCES, 3),
-                                   Fault::OpenError(EMFILE)};
-    static char const* const NODES[] = {"a", "b", "c"};
-    static int const VALUES[] = {300, 400, 500};
-    Random random(1);
-    std::size_t writes = 0;
-    while (writes < 100'000) {
-        if (random.Chance(4)) {
-            sandbox.FailNode(random.Pick(NODES), random.Pick(FAULTS));
-        } else if (random.Chance(3)) {
-            sandbox.ClearFaults(random.Pick(NODES));
-        }
-        PerfGroup& group = *random.Pick(groups);
-        group.DoConfig(random.Pick(VALUES), 8000);
-        if (random.Chance(16)) {
-            group.CloseAllFds();
-        }
-        writes += sandbox.TakeWrites().size();
-        // Each group has at most one open on each of its nodes.
-        ASSERT_LE(sandbox.OpenDescriptors(), 1 + 2 + 1 + 3 + 2 + 2) << "after " << writes << " writes";
-        log.Clear();
-    }
-    groups.clear();
-    EXPECT_EQ(sandbox.OpenDescriptors(), 0);
-    EXPECT_EQ(OpenFiles(), files);
 }
 
 /** A file of a folder, without a sandbox, and a group on it. */
