@@ -115,7 +115,10 @@ private:
     void AddEndTime(ShortCmdInfo const& info) CORVANE_REQUIRES(mutex);
     /** From here on, what ends by then has expired. */
     void SetTime(PerfTimePoint const& now, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
-    /** Lets a record that ends so early live until somebody looks again. Before the record's process is looked up. */
+    /**
+     * For a record that ends no later than expiredUntil: moves that back, so that the record counts as running until a
+     * later call sets the time. May forget processes: call it before the record's own is looked up.
+     */
     void MakeWayForEnd(PerfTimePoint const& endTime, ExpiredRecords& out) CORVANE_REQUIRES(mutex);
     /** Frees what has expired since that time, and makes it the present one. */
     void GoBackTo(PerfTimePoint const& time, ExpiredRecords& out) CORVANE_REQUIRES(mutex);

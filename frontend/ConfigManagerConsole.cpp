@@ -94,8 +94,8 @@ bool ConfigManager::DumpInfo(std::ostringstream& out, std::string const& option)
         members.scenarioManager.Dump(out);
     } else if (option == "--base_info") {
         PF_LOGD("[%s:%d] before base_info Dump");
-        static_cast<void>(TaskDump(true, out));   // what fails is logged, and an answer all the same
-        PF_LOGD("[%s:%d] before base_info Dump"); // after it, in the same words
+        static_cast<void>(TaskDump(true, out));   // a failure is logged, and the option still counts as handled
+        PF_LOGD("[%s:%d] before base_info Dump"); // meant: this line says "before" as well
     } else if (option == "--workMode") {
         members.workModeManager.Dump(out);
     } else if (option == "--task") {

@@ -18,7 +18,7 @@ using std::chrono::milliseconds;
 
 namespace {
 
-int ProbeEventDoor(char const* method, ConfigManager& manager, std::vector<unsigned int> const& params)
+int HandleProbeEvent(char const* method, ConfigManager& manager, std::vector<unsigned int> const& params)
 {
     if (params.size() != 3) {
         PF_LOGE_AS(method, "[%s:%d] invalid probe event request format. size = %d", static_cast<int>(params.size()));
@@ -84,7 +84,7 @@ int ConfigManager::PerfEvent(unsigned int eventId, std::vector<unsigned int> con
     PF_LOGI_VERBOSE("[%s:%d] user message: %s", message.c_str());
     TraceCall("velquist_log:eventId=", &eventId, params);
     if (eventId == PROBE_EVENT_ID) {
-        return ProbeEventDoor(__func__, *this, params);
+        return HandleProbeEvent(__func__, *this, params);
     }
     if (eventId == SUSPEND_EVENT_ID) {
         return PerfSetSuspend(params);

@@ -310,7 +310,8 @@ int ConfigManager::PerfReleaseAll(int pid) noexcept
 std::vector<CommandManager::HandleWrapperMap::value_type*> ConfigManager::Members::InReleaseOrder(
     CommandManager::HandleWrapperMap& records) const
 {
-    // How much of it is sent: all, a part, nothing. A mode goes to every resource, whatever its item names.
+    // 0: can be sent whole, 1: only up to the first item without a resource, 2: empty. A mode goes to every resource,
+    // whatever its item names.
     auto const rank = [this](CommandWrapper const& wrapper) {
         bool const whole = wrapper.cmdType == PERF_COMMAND_MODE_START || resourceManager.CanSendCmdToResources(wrapper);
         return whole ? 0 : wrapper.commands.empty() ? 2 : 1;

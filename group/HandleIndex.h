@@ -18,21 +18,21 @@
  *
  * The table grows by doubling and does not shrink. Owned by one worker, no locks.
  */
-template <typename Place, typename Order> class HandleIndex {
+template <typename Iterator, typename Order> class HandleIndex {
 public:
     /** @param noPlace marks an empty slot; nobody adds it. */
-    explicit HandleIndex(Place noPlace) : none(noPlace), slots(SMALLEST, noPlace) {}
+    explicit HandleIndex(Iterator noPlace) : none(noPlace), slots(SMALLEST, noPlace) {}
 
     /** @return the place of the item with this one's handle and rank, or noPlace. */
-    template <typename Item> Place Find(Item const& item) const { return slots[SlotOf(item)]; }
+    template <typename Item> Iterator Find(Item const& item) const { return slots[SlotOf(item)]; }
 
     /** No other item of its handle and rank may be here. */
-    void Add(Place place)
+    void Add(Iterator place)
     {
         if (4 * ++count > 3 * slots.size()) {
-            std::vector<Place> before(2 * slots.size(), none);
+            std::vector<Iterator> before(2 * slots.size(), none);
             before.swap(slots);
-            for (Place const known : before) {
+            for (Iterator const known : before) {
                 if (known != none) {
                     slots[SlotOf(*known)] = known;
                 }
@@ -42,7 +42,7 @@ public:
     }
 
     /** The place must be here, and its item still there. */
-    void Remove(Place place)
+    void Remove(Iterator place)
     {
         --count;
         std::size_t gap = SlotOf(*place);
@@ -87,7 +87,7 @@ private:
     std::size_t Next(std::size_t at) const { return (at + 1) & (slots.size() - 1); }
     std::size_t Distance(std::size_t from, std::size_t to) const { return (to - from) & (slots.size() - 1); }
 
-    Place const none;
-    std::vector<Place> slots;
+    Iterator const none;
+    std::vector<Iterator> slots;
     std::size_t count = 0;
 };

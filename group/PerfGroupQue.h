@@ -83,7 +83,7 @@ public:
      */
     void DropEndedIfDoubled(PerfTimePoint const& now)
     {
-        if (size() <= std::max(LONG, 2 * shortest)) {
+        if (size() <= std::max(LONG, 2 * fewestWaiting)) {
             return;
         }
         index.Clear();
@@ -94,7 +94,7 @@ public:
         for (auto place = items.begin(); place != items.end(); ++place) {
             File(place);
         }
-        shortest = size();
+        fewestWaiting = size();
     }
 
 private:
@@ -136,12 +136,12 @@ private:
             duplicates.erase(heir);
         }
         spareItem = items.extract(place);
-        shortest = std::min(shortest, size());
+        fewestWaiting = std::min(fewestWaiting, size());
     }
 
     Items items;
     HandleIndex<Iterator, Order> index{items.end()};
     std::multiset<Iterator, ByHandle> duplicates;
     typename Items::node_type spareItem;
-    std::size_t shortest = 0; ///< size since the last look for what has ended
+    std::size_t fewestWaiting = 0; ///< lowest size since the ended ones were last dropped
 };

@@ -110,30 +110,30 @@ private:
 void PerfCommandQueue::Push(PerfCommand&& command)
 {
     commands.push_back(std::move(command));
-    ++unseen;
+    ++pushedSinceNote;
 }
 
 PerfCommand PerfCommandQueue::Pop()
 {
     PerfCommand command = std::move(commands.front());
     commands.pop_front();
-    fewest = std::min(fewest, commands.size());
-    seen -= seen != 0 ? 1 : 0;
+    fewestWaiting = std::min(fewestWaiting, commands.size());
+    oldestNoted -= oldestNoted != 0 ? 1 : 0;
     return command;
 }
 
 void PerfCommandQueue::NoteTime(PerfTimePoint const& now)
 {
-    unseen = 0;
-    if (seen == 0) {
-        seen = commands.size();
-        seenAt = now;
+    pushedSinceNote = 0;
+    if (oldestNoted == 0) {
+        oldestNoted = commands.size();
+        notedAt = now;
     }
 }
 
 bool PerfCommandQueue::IsCompactionDue(PerfTimePoint const& now) const
 {
-    return IsLong() && commands.size() > 2 * fewest && (commands.size() > BOUND || IsLate(now));
+    return IsLong() && commands.size() > 2 * fewestWaiting && (commands.size() > BOUND || IsLate(now));
 }
 
 std::vector<PerfCommand> PerfCommandQueue::Compact(PerfTimePoint const& now)
@@ -145,17 +145,17 @@ std::vector<PerfCommand> PerfCommandQueue::Compact(PerfTimePoint const& now)
     Compaction const compaction(waiting, now);
     std::vector<PerfCommand> left;
     std::deque<PerfCommand> kept;
-    std::size_t keptOfSeen = 0;
+    std::size_t keptOfNoted = 0;
     for (std::size_t i = 0; i < commands.size(); ++i) {
         if (compaction.Leaves(i)) {
             left.push_back(std::move(commands[i]));
         } else {
-            keptOfSeen += i < seen ? 1 : 0;
+            keptOfNoted += i < oldestNoted ? 1 : 0;
             kept.push_back(std::move(commands[i]));
         }
     }
     commands = std::move(kept);
-    fewest = commands.size();
-    seen = keptOfSeen;
+    fewestWaiting = commands.size();
+    oldestNoted = keptOfNoted;
     return left;
 }

@@ -44,7 +44,10 @@ public:
     /** Takes the oldest out; there must be one. */
     PerfCommand Pop();
     /** @return whether the time is to be noted now: for the hot path's sake only once in LATE_BOUND commands. */
-    bool NeedsTime() const { return IsLong() && (seen == 0 || unseen >= LATE_BOUND || commands.size() > BOUND); }
+    bool NeedsTime() const
+    {
+        return IsLong() && (oldestNoted == 0 || pushedSinceNote >= LATE_BOUND || commands.size() > BOUND);
+    }
     /** What waits now is late after LATE; nothing is noted while something of an earlier note still waits. */
     void NoteTime(PerfTimePoint const& now);
     /** @return whether it is above its bound, and has doubled since it was last compacted. */
@@ -63,11 +66,11 @@ public:
     std::vector<PerfCommand> Compact(PerfTimePoint const& now);
 
 private:
-    bool IsLate(PerfTimePoint const& now) const { return seen != 0 && now - seenAt > LATE; }
+    bool IsLate(PerfTimePoint const& now) const { return oldestNoted != 0 && now - notedAt > LATE; }
 
     std::deque<PerfCommand> commands;
-    std::size_t fewest = 0; ///< that have waited since the last compaction
-    std::size_t seen = 0;   ///< so many, the oldest, waited already at seenAt
-    std::size_t unseen = 0; ///< pushed since the time was last noted
-    PerfTimePoint seenAt{};
+    std::size_t fewestWaiting = 0;   ///< lowest size since the last compaction
+    std::size_t oldestNoted = 0;     ///< how many of the oldest waited already at notedAt; 0: no time is noted
+    std::size_t pushedSinceNote = 0; ///< counted from the last NoteTime
+    PerfTimePoint notedAt{};
 };

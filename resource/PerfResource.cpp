@@ -349,7 +349,7 @@ std::shared_ptr<PerfGroup> const& PerfResource::GetPerfGroupPtr(unsigned int id)
 
 int PerfResource::RequestValidate(PerfCommandType type, PerfGroupTable& groupMap)
 {
-    // An empty table passes here, though it would not be applied: meant so.
+    // Meant: an empty table is valid, although a command with one would not be applied.
     if (groupMap.size() > groups.size()) {
         PF_LOGE("[%s:%d] [%s] invalid group num: %zu", name.c_str(), groupMap.size());
         return -1;

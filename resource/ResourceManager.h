@@ -42,7 +42,11 @@ public:
 
     /** @return false if some group has no node path. */
     bool IsSupportQos(std::vector<PerfGroupConfig> const& groups) const;
-    /** The kinds that go by the id. @param handled set when an empty result is final. */
+    /**
+     * The kinds that go by the id.
+     * @param config not read.
+     * @param handled set for the kind that can be switched off: an empty result is final then, no other kind is tried.
+     */
     std::shared_ptr<PerfResource> BuildSpecialResource(ResConstructParam& param, PerfQosConfig& config,
                                                        PerfConfigControlInfo const& controlInfo, bool& handled) const;
     /** The kinds that go by the shape of the first group. */

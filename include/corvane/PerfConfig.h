@@ -51,8 +51,8 @@ public:
                     std::vector<std::string> const& nodePathVec, LevelToValueMap const& level2ValueMap,
                     ChipTypeAvailableValue chipType);
 
-    // The same three for a literal name: beside a literal 0 as id it could be taken for a flag behind a null name. The
-    // paths come by value, so that a list in braces does not speak for the constructor that takes it as a temporary.
+    // The same three for a literal name: beside a literal 0 as id it could be taken for a flag behind a null name, and
+    // the call would be ambiguous. So it would with paths by const&, as a list in braces prefers those above with &&.
     PerfGroupConfig(unsigned int groupId, char const* name, int boostBase, std::vector<std::string> nodePathVec,
                     ChipTypeAvailableValue chipType);
     PerfGroupConfig(unsigned int groupId, char const* name, int availableMin, int availableMax, int boostBase,
