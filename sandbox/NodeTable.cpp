@@ -92,7 +92,7 @@ std::shared_ptr<Sandbox::Observer const> NoteLocked(SandboxNode const& node, Nod
     return node.journal->observer;
 }
 
-/** Carries the write out and records it, but if the sandbox has ended while its writer was held back: EBADF. */
+/** Carries out the write and records it; fails with EBADF if the sandbox ended while the writer was held back. */
 std::shared_ptr<Sandbox::Observer const> Perform(int fd, SandboxDescriptor const& descriptor, NodeWrite& write)
 {
     SandboxNode& node = *descriptor.node;

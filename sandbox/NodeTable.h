@@ -39,7 +39,7 @@ private:
 struct SandboxJournal {
     std::vector<NodeWrite> writes;
     std::uint64_t sequence = 0;
-    std::shared_ptr<Sandbox::Observer const> observer; ///< never null inside while set
+    std::shared_ptr<Sandbox::Observer const> observer; ///< null if there is none, but never an empty function
 };
 
 /** One node. Guarded by NodeTable::mutex. */

@@ -50,9 +50,9 @@ public:
     void AdvanceBy(PerfTimePoint::duration duration);
     void Settle() { LetTimeGoOn(now); }
 
-    /** Others may go on here, before this is touched, if anything is. */
+    /** A scheduling point: others may run before the caller touches the object (null: touches nothing). */
     void Point(char const* where, void const* object = nullptr, bool reads = false);
-    /** What runs touches this, and nobody comes in between before. */
+    /** The running thread touches the object; no scheduling point. */
     void Touch(void const* object, bool reads = false);
 
     /** Makes the first ready who waits for this. */
@@ -101,14 +101,14 @@ private:
     bool IsScheduled() const { return schedule != nullptr && self != nullptr && self != &owner; }
     [[noreturn]] void EndStuck() const;
 
-    static inline thread_local Participant* self = nullptr; ///< whose thread this is; null if it takes no turns
+    static inline thread_local Participant* self = nullptr; ///< the current thread's; null outside every virtual time
 
     Schedule* const schedule; ///< or null
     Participant owner{this};
 
     // guarded by the mutex
     std::mutex mutex;
-    PerfTimePoint now = START;           ///< changed by who runs, so that he may read it without
+    PerfTimePoint now = START;           ///< written by the running thread only, which may therefore read it unlocked
     std::list<Participant*> waiting;     ///< longest first
     std::deque<Participant*> ready;      ///< longest first, without the owner
     bool ownerIsReady = false;           ///< and goes before them
