@@ -50,17 +50,17 @@ public:
     void Compare()
     {
         ASSERT_TRUE(findings.Empty());
-        PlatformConfigs loaded(platform, [this](std::string const& node) { return Place(node); });
+        PlatformConfigs loaded(platform, [this](std::string const& node) { return PathOf(node); });
         loaded.FitToDevice();
         for (auto const& [id, config] : compiled.qosConfigs) {
             Move(*config);
         }
         ASSERT_TRUE(compiled.Fit());
         std::string const expected = Dumps(loaded.Config(), platform.events, platform.scenarios, platform.probe,
-                                           Place(platform.threadBinderNode));
+                                           PathOf(platform.threadBinderNode));
         ASSERT_GT(expected.size(), 1000U);
         EXPECT_EQ(Dumps(compiled.Config(), compiled.events, compiled.scenarios, compiled.probe,
-                        Place(compiled.threadBinderNode)),
+                        PathOf(compiled.threadBinderNode)),
                   expected);
         for (auto const& [id, config] : loaded.Config().qosConfigs) {
             ASSERT_EQ(compiled.qosConfigs.count(id), 1U);
@@ -73,20 +73,20 @@ public:
     Compiled compiled;
 
 private:
-    std::string Place(std::string const& node) const { return node.empty() ? "" : nodes.PathOf(node); }
+    std::string PathOf(std::string const& node) const { return node.empty() ? "" : nodes.PathOf(node); }
 
     /** The nodes of the header are those of the device. */
     void Move(PerfQosConfig& config)
     {
         for (PerfGroupConfig& group : config.groupConfigs) {
             for (std::string& node : group.nodePathVec) {
-                node = Place(node);
+                node = PathOf(node);
             }
         }
         if (auto* const freq = dynamic_cast<PerfQosFreqConfig*>(&config)) {
-            freq->freqListNode = Place(freq->freqListNode);
+            freq->freqListNode = PathOf(freq->freqListNode);
         } else if (auto* const eas = dynamic_cast<PerfQosEasConfig*>(&config)) {
-            eas->globalBoostNode = Place(eas->globalBoostNode);
+            eas->globalBoostNode = PathOf(eas->globalBoostNode);
         }
     }
 

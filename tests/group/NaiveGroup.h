@@ -57,7 +57,7 @@ public:
             while (!side->items.empty() && side->items[0].endTime <= now) {
                 side->items.erase(side->items.begin());
             }
-            side->shortest = std::min(side->shortest, side->Waiting());
+            side->fewestWaiting = std::min(side->fewestWaiting, side->Waiting());
         }
         // Once the first one's time has come, its followers are looked at up to the first that must wait on.
         auto& items = waiting.items;
@@ -122,16 +122,16 @@ private:
 
     struct Side {
         long long (*rank)(Item const&);
-        std::vector<Item> items{}; ///< the current one, then the rest: the highest rank first, equals as they came
-        std::size_t shortest = 0;  ///< rest since the ended ones were last dropped
+        std::vector<Item> items{};     ///< the current one, then the rest: the highest rank first, equals as they came
+        std::size_t fewestWaiting = 0; ///< lowest since the ended ones were last dropped
 
         std::size_t Waiting() const { return std::max<std::size_t>(items.size(), 1) - 1; }
         void DropEnded(PerfTimePoint const& time)
         {
-            if (Waiting() > 256 && Waiting() > 2 * shortest) {
+            if (Waiting() > 256 && Waiting() > 2 * fewestWaiting) {
                 auto const ended = [&](Item const& item) { return item.endTime <= time; };
                 items.erase(std::remove_if(items.begin() + 1, items.end(), ended), items.end());
-                shortest = Waiting();
+                fewestWaiting = Waiting();
             }
         }
 
@@ -155,7 +155,7 @@ private:
             auto const found = current ? items.begin() : std::find_if(items.begin(), items.end(), fits);
             if (found != items.end()) {
                 items.erase(found);
-                shortest = std::min(shortest, Waiting());
+                fewestWaiting = std::min(fewestWaiting, Waiting());
             }
         }
         Item First() const { return items.empty() ? Item{} : items[0]; }

@@ -48,7 +48,7 @@ std::string Shown(Verb verb, PerfGroupCommand const& command, int argument)
                                  Ms(command.endTime) + " " + testing::PrintToString(command.operationValueMap) + "\n";
 }
 
-template <typename Group> std::string Told(int result, Group const& group)
+template <typename Group> std::string OutcomeText(int result, Group const& group)
 {
     return std::to_string(result) + " " + testing::PrintToString(group.actions) + " wake-up " +
            Ms(group.GetNextWakeUpTimePoint()) + "\n" + group.Dumped();
@@ -132,7 +132,9 @@ protected:
         for (auto const& [letter, argument] : script) {
             played += Shown(letter->verb, letter->command, argument);
         }
-        EXPECT_EQ(Told(result, real), Told(expected, naive)) << "made in mode " << GetParam() << ", after\n" << played;
+        EXPECT_EQ(OutcomeText(result, real), OutcomeText(expected, naive))
+            << "made in mode " << GetParam() << ", after\n"
+            << played;
         return false;
     }
 
@@ -168,8 +170,8 @@ TEST(PerfGroupModel, WhatIsNoCommandComesToNothing)
         for (Verb const verb : {SHORT_START, SHORT_STOP, LONG_START, LONG_STOP, BASE_SET}) {
             RecordingGroup real(Range(0, 10, 3, 7), PERF_WORK_MODE_DEFAULT);
             NaiveGroup naive(Range(0, 10, 3, 7), PERF_WORK_MODE_DEFAULT);
-            std::string const told = Told(Play(real, verb, command, 0), real);
-            EXPECT_EQ(told, Told(Play(naive, verb, command, 0), naive)) << Shown(verb, command, 0);
+            std::string const told = OutcomeText(Play(real, verb, command, 0), real);
+            EXPECT_EQ(told, OutcomeText(Play(naive, verb, command, 0), naive)) << Shown(verb, command, 0);
         }
     }
 }

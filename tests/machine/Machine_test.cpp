@@ -247,7 +247,7 @@ private:
         EXPECT_EQ(body(*manager), foreseen) << played;
     }
 
-    static std::string Told(int result, unsigned long long const& handle)
+    static std::string OutcomeText(int result, unsigned long long const& handle)
     {
         return std::to_string(result) + " " + std::to_string(handle);
     }
@@ -283,7 +283,7 @@ private:
             unsigned int const duration = random.Pick(durations);
             tell("request", pid, duration, testing::PrintToString(infos[0].groupInfos[0].operations), infos[0].qosId,
                  testing::PrintToString(infos[1].groupInfos[0].operations), infos[1].qosId);
-            On([&](auto& facade) { return Told(facade.PerfRequest(pid, duration, infos, handle), handle); });
+            On([&](auto& facade) { return OutcomeText(facade.PerfRequest(pid, duration, infos, handle), handle); });
             GoOnBy(duration == 20 ? 20 : 0);
         } else if (dice < 13 && !naive->held.empty()) {
             auto held = naive->held.begin();
@@ -293,10 +293,10 @@ private:
             On([which = which, owner = owner](auto& facade) { return facade.PerfRelease(owner, which); });
         } else if (dice < 15) {
             tell("mode", pid, id);
-            On([&](auto& facade) { return Told(facade.PerfSetMode(pid, id, handle), handle); });
+            On([&](auto& facade) { return OutcomeText(facade.PerfSetMode(pid, id, handle), handle); });
         } else if (dice == 15) {
             tell("scenario", pid, id % 2);
-            On([&](auto& facade) { return Told(facade.PerfSetScenario(pid, id % 2, handle), handle); });
+            On([&](auto& facade) { return OutcomeText(facade.PerfSetScenario(pid, id % 2, handle), handle); });
         } else if (dice < 18) {
             std::vector<unsigned int> const params{dice == 16 ? 1U : 0U, random.Pick(resources), BIG};
             tell("suspend or resume", testing::PrintToString(params));

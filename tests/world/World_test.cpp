@@ -93,7 +93,7 @@ struct Call {
 };
 using Calls = std::vector<Call>;
 
-std::string Told(int result, unsigned long long handle = 0)
+std::string OutcomeText(int result, unsigned long long handle = 0)
 {
     return std::to_string(result) + " " + std::to_string(handle);
 }
@@ -212,7 +212,7 @@ private:
                     [=](auto& facade) {
                         Handle handle = 7;
                         int const result = facade.PerfRequest(pid, duration, infos, handle);
-                        return Told(result, handle);
+                        return OutcomeText(result, handle);
                     });
     }
 
@@ -227,7 +227,7 @@ private:
             pid = random.Chance(20) ? pid : chosen->second.pid;
         }
         return Make("PerfRelease pid " + std::to_string(pid) + " handle " + std::to_string(handle),
-                    [=](auto& facade) { return Told(facade.PerfRelease(pid, handle)); });
+                    [=](auto& facade) { return OutcomeText(facade.PerfRelease(pid, handle)); });
     }
 
     Call Event()
@@ -243,7 +243,7 @@ private:
     Call Numbered(unsigned int id, std::vector<unsigned int> const& params)
     {
         return Make("PerfEvent " + std::to_string(id) + " " + testing::PrintToString(params),
-                    [=](auto& facade) { return Told(facade.PerfEvent(id, params, "")); });
+                    [=](auto& facade) { return OutcomeText(facade.PerfEvent(id, params, "")); });
     }
 
     Call Probe()
@@ -270,7 +270,7 @@ private:
         return Make("DebugSet " + option, [=](auto& facade) {
             std::ostringstream out;
             int const result = facade.DebugSet(out, option);
-            return out.str() + Told(result);
+            return out.str() + OutcomeText(result);
         });
     }
 
@@ -294,7 +294,7 @@ private:
         return Make(node + (on ? " refuses" : " takes again"), [=](auto& facade) {
             facade.AdvanceBy(milliseconds(0));
             facade.Refuse(node, on);
-            return Told(0);
+            return OutcomeText(0);
         });
     }
 
@@ -310,7 +310,7 @@ private:
         }
         if (dice < 52) {
             return Make("PerfReleaseAll " + std::to_string(pid),
-                        [pid](auto& facade) { return Told(facade.PerfReleaseAll(pid)); });
+                        [pid](auto& facade) { return OutcomeText(facade.PerfReleaseAll(pid)); });
         }
         if (dice < 60) {
             bool const isMode = dice < 56;
@@ -321,7 +321,7 @@ private:
                             Handle handle = 7;
                             int const result =
                                 isMode ? facade.PerfSetMode(pid, id, handle) : facade.PerfSetScenario(pid, id, handle);
-                            return Told(result, handle);
+                            return OutcomeText(result, handle);
                         });
         }
         if (dice < 85) {
@@ -337,13 +337,13 @@ private:
         if (dice == 85 && random.Chance(3)) {
             return Make("Reset", [](auto& facade) {
                 facade.Reset();
-                return Told(0);
+                return OutcomeText(0);
             });
         }
         milliseconds const duration(random.Chance(15) ? 60000 : Among({1, 9, 10, 10, 20, 20, 30, 70}));
         return Make("time goes on by " + std::to_string(duration.count()) + " ms", [=](auto& facade) {
             facade.AdvanceBy(duration);
-            return Told(0);
+            return OutcomeText(0);
         });
     }
 
@@ -481,7 +481,7 @@ TEST(World, AnHourOfTouchesBelowABoostThatIsRenewedLeavesNoTrace)
     auto const request = [&](int pid, unsigned int ms, int value) {
         add([=](auto& facade) {
             unsigned long long handle = 0;
-            return Told(facade.PerfRequest(pid, ms, {Boost(PERF_QOS_GPU, value)}, handle), handle);
+            return OutcomeText(facade.PerfRequest(pid, ms, {Boost(PERF_QOS_GPU, value)}, handle), handle);
         });
     };
     constexpr int TOUCHES = 12'000;
@@ -492,7 +492,7 @@ TEST(World, AnHourOfTouchesBelowABoostThatIsRenewedLeavesNoTrace)
         request(2, 80, 30 + touch % 3);
         add([](auto& facade) {
             facade.AdvanceBy(milliseconds(300));
-            return Told(0);
+            return OutcomeText(0);
         });
         if (touch % 1000 == 0) {
             add([](auto& facade) {
