@@ -11,7 +11,7 @@
 
 namespace {
 
-std::string Described(std::optional<std::string> const& content)
+std::string ReadableSetting(std::optional<std::string> const& content)
 {
     return content ? ReadableBytes(SettingOf(*content)) : "something that cannot be read";
 }
@@ -61,14 +61,15 @@ Nodes::Leaving RealNodes::Leave()
             continue;
         }
         leaving.asItShould = false;
-        leaving.lines.push_back(node.name + " is left with " + Described(Read(node.name)) + ", and held " +
-                                Described(node.bytes) + " before");
+        leaving.lines.push_back(node.name + " is left with " + ReadableSetting(Read(node.name)) + ", and held " +
+                                ReadableSetting(node.bytes) + " before");
     }
     std::vector<SavedNodes::Node> const written = saved.Written();
     for (SavedNodes::Node const& node : written) {
         if (node.isLimited) {
             leaving.lines.push_back(node.name + " is left with " + ReadableBytes(*node.written) + ", and held " +
-                                    Described(node.bytes) + " whatever it was written: it is limited by somebody else");
+                                    ReadableSetting(node.bytes) +
+                                    " whatever it was written: it is limited by somebody else");
         }
     }
     std::size_t const asFound = written.size() - leaving.lines.size();
@@ -82,8 +83,8 @@ Nodes::Leaving RealNodes::Keep() const
 {
     Leaving leaving;
     for (SavedNodes::Node const& node : saved.Changed()) {
-        leaving.lines.push_back("kept: " + node.name + " holds " + Described(Read(node.name)) + ", and held " +
-                                Described(node.bytes) + " before");
+        leaving.lines.push_back("kept: " + node.name + " holds " + ReadableSetting(Read(node.name)) + ", and held " +
+                                ReadableSetting(node.bytes) + " before");
     }
     return leaving;
 }

@@ -96,7 +96,7 @@ double TickOf(double seconds)
 /** Gives rows to bars with their texts, so that none is in another's way. */
 class Lanes {
 public:
-    std::size_t Place(double from, double to)
+    std::size_t LaneFor(double from, double to)
     {
         auto const lane = std::find_if(ends.begin(), ends.end(), [from](double end) { return end <= from; });
         std::size_t const index = static_cast<std::size_t>(lane - ends.begin());
@@ -220,7 +220,7 @@ private:
         double const width = 8 + LETTER * static_cast<double>(text.size());
         bool const inside = to - from >= width;
         bool const before = !inside && to + width > RIGHT;
-        std::size_t const lane = lanes.Place(before ? from - width : from, inside || before ? to : to + width);
+        std::size_t const lane = lanes.LaneFor(before ? from - width : from, inside || before ? to : to + width);
         double const top = y + ROW * static_cast<double>(lane);
         Box(body, kind, from, to, top + 1.5, ROW - 3);
         body << "><title>" << Escaped(text) << ", " << SecondsText(Seconds(span.from)) << " to "
@@ -267,7 +267,7 @@ private:
         Box(body, "frame", LEFT, RIGHT, y, height);
         body << "/>\n";
         y += height + 2;
-        Claims(panel);
+        DrawClaims(panel);
         body << "</g>\n";
         y += GAP;
     }
@@ -352,7 +352,7 @@ private:
         }
     }
 
-    void Claims(Chart::Panel const& panel)
+    void DrawClaims(Chart::Panel const& panel)
     {
         Lanes lanes;
         for (bool const isFloor : {true, false}) {
