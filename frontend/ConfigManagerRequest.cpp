@@ -5,6 +5,7 @@
 #include "frontend/CommandStart.h"
 #include "frontend/ConfigManagerMembers.h"
 #include "resource/PerfResource.h"
+#include "resource/ResourceKind.h"
 #include "sys/Log.h"
 #include "sys/PerfTime.h"
 #include "sys/SysWrapper.h"
@@ -219,7 +220,7 @@ std::vector<QosInfoInt> ConfigManager::RequestFilter(std::vector<PerfRequestInfo
             request.pop_back();
             continue;
         }
-        asked.qosId = info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId;
+        asked.qosId = ResourceIdOf(info.qosId);
         isJoined = isJoined && (request.size() == 1 || latest < asked.qosId);
         latest = asked.qosId;
     }

@@ -27,6 +27,13 @@ inline char const* KindName(ResourceKind kind)
     return TraitsOf(kind).name;
 }
 
+/** @return the id of the resource that a request's part is for: base values of EAS are asked for by an id of their own.
+ */
+inline PerfQosId ResourceIdOf(PerfQosId asked)
+{
+    return asked == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : asked;
+}
+
 /** @return the kind that goes with an id, or UNKNOWN where it goes by the shape of the first group. */
 ResourceKind FixedKindOf(PerfQosId id);
 /** @return the kind that goes with the shape of the first group, or UNKNOWN where none does. */

@@ -39,7 +39,8 @@ std::string SingleValue(std::string const& group, std::string const& asked)
 }
 
 /** Eight clamping groups with a level that switches the global boost off, and one that switches it on. */
-std::string Eas(std::string const& asked)
+std::string Eas(std::string const& asked,
+                std::string const& begins = R"("scenarios": [{"id": 0, "qos": [{"id": 9, "groups": [)")
 {
     std::string groups;
     for (int i = 0; i < 8; ++i) {
@@ -50,13 +51,16 @@ std::string Eas(std::string const& asked)
                "levelToValueMap": {"0": {"schedtuneBoost": 0, "globalBoost": 0},
                                    "1": {"schedtuneBoost": 10, "globalBoost": 1}},
                "groups": [)" +
-           groups + R"(]}], "scenarios": [{"id": 0, "qos": [{"id": 9, "groups": [)" + asked + "]}]}]}";
+           groups + "]}], " + begins + asked + "]}]}]}";
 }
 
 /** The sample platform, played in a sandbox. */
 class Played : public testing::Test {
 protected:
-    Played() : voice(story), session(ReadPlatform("sample", SAMPLE_PLATFORM, unread), nodes, story, time, stop) {}
+    explicit Played(std::string const& platform = SAMPLE_PLATFORM)
+        : voice(story), session(ReadPlatform("played", platform, unread), nodes, story, time, stop)
+    {
+    }
 
     void Hold(int pid, std::string const& name, PerfQosId qos, PerfOperationType operation, int value)
     {
@@ -78,6 +82,16 @@ protected:
     Session session;
 };
 
+class PlayedVariant : public Played {
+protected:
+    PlayedVariant()
+        : Played(R"({"control": {"chipType": 2}, "qos": [{"id": 20, "name": "KNOB", "groups": [
+              {"chipType": 1, "availableMin": 1, "availableMax": 9, "nodes": ["/one"]},
+              {"chipType": 2, "availableMin": 1, "availableMax": 9, "nodes": ["/two"]}]}]})")
+    {
+    }
+};
+
 } // namespace
 
 TEST(Check, ComparesABoostWithItsLimitOnlyWhenBothAreClamped)
@@ -94,6 +108,29 @@ TEST(Check, LooksAtTheGlobalBoostOfClampedLevels)
     EXPECT_THAT(Faults(Eas(R"({"id": 0, "boost": 99}, {"id": 1, "limit": 0})")),
                 ElementsAre("scenarios[0].qos[0].groups[1]: boostValue(1) larger than limitValue(0) (a boost switches "
                             "the global boost on and a limit switches it off)"));
+}
+
+TEST(Check, TakesBaseValuesOfAHintAsARequestForThemIsTaken)
+{
+    std::string const base = R"("hints": [{"name": "H", "qos": [{"id": 45, "groups": [)";
+    std::string const timed = R"("hints": [{"name": "H", "duration": 100, "qos": [{"id": 45, "groups": [)";
+    std::string const boost = R"({"id": 0, "boost": 1})";
+    EXPECT_THAT(Faults(Eas(boost, base)), ElementsAre());
+    EXPECT_THAT(Faults(Eas(boost, timed)), ElementsAre(HasSubstr("hints[0]: invalid set base command!")));
+    EXPECT_THAT(Faults(Eas(boost + R"(]}, {"id": 9, "groups": [)" + boost, base)),
+                ElementsAre(HasSubstr("hints[0]: invalid set base command!")));
+    EXPECT_THAT(Faults(Eas(R"({"id": 0, "limit": 1})", base)), ElementsAre(HasSubstr("hints[0].qos[0].groups[0]")));
+}
+
+TEST(Check, LetsTwoResourcesShareAListOfFrequencies)
+{
+    auto const frequency = [](std::string const& id, std::string const& range) {
+        return R"({"id": )" + id + R"(, "name": "F)" + id + R"(", "freqListNode": "/list", "groups": [{)" + range +
+               R"(, "nodes": ["/min)" + id + R"(", "/max)" + id + R"("]}]})";
+    };
+    EXPECT_THAT(Faults(R"({"qos": [)" + frequency("0", R"("availableMin": 100, "availableMax": 200)") + ", " +
+                       frequency("1", R"("availableMin": 1000, "availableMax": 2000)") + "]}"),
+                ElementsAre());
 }
 
 TEST(Check, WarnsOfWhatIsTakenAndHardlyMeant)
@@ -150,6 +187,15 @@ TEST_F(Played, TheTableOfNodesNamesWhoeverHoldsEach)
     EXPECT_EQ(row("/proc/thread_bind"), "/proc/thread_bind nothing - no thread is bound ");
     EXPECT_EQ(ExplainNode(session, folder + "min_freq"), Explain(session, 0, 0U));
     EXPECT_EQ(ExplainNode(session, "/proc/thread_bind"), "    no thread is bound\n");
+}
+
+TEST_F(PlayedVariant, NobodyHoldsTheNodeOfAnotherChip)
+{
+    Hold(1, "first", 20, PERF_OPERATION_BOOST, 5);
+    EXPECT_THAT(NodeTable(session),
+                testing::ContainsRegex("/one +nothing +- +not on this platform\n +/two +5 +1 +request"));
+    EXPECT_EQ(ExplainNode(session, "/one"), "    not on this platform\n");
+    EXPECT_EQ(ExplainNode(session, "/three"), "");
 }
 
 TEST_F(Played, TakesTheExampleOfEachCommandByTheArgumentsThatHelpShows)

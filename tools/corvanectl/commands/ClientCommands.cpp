@@ -42,14 +42,14 @@ void AddPart(Session const& session, std::string const& word, std::vector<PerfRe
         groups.push_back({ToUnsigned(value, FindPlaceholder("GROUP").meaning), {}});
         return;
     }
-    if (key != "boost" && key != "limit") {
+    auto const operation = key == OperationName(PERF_OPERATION_BOOST) ? PERF_OPERATION_BOOST : PERF_OPERATION_LIMIT;
+    if (key != OperationName(operation)) {
         throw InputError("\"" + key + "\" is none of qos, group, boost and limit");
     }
     if (groups.empty()) {
         groups.push_back({});
     }
-    groups.back().operations.emplace_back(key == "boost" ? PERF_OPERATION_BOOST : PERF_OPERATION_LIMIT,
-                                          ToInt(value, "a value"));
+    groups.back().operations.emplace_back(operation, ToInt(value, "a value"));
 }
 
 /** Takes "as NAME" if it is there, and the end of the line. */

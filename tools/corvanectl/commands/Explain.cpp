@@ -15,6 +15,8 @@
 
 namespace {
 
+constexpr char const* NOT_HERE = "not on this platform";
+
 /** Words for whoever holds something. */
 class Holders {
 public:
@@ -185,7 +187,7 @@ std::string HolderOf(PlatformNode const& node, QosEntry const& entry, PerfGroupS
                      Holders const& holders)
 {
     if (group == nullptr) {
-        return "not on this platform";
+        return NOT_HERE;
     }
     bool const isCeiling = node.index != 0 && ShowsCeiling(entry, node);
     PerfGroupSide const& side = isCeiling ? group->limit : group->boost;
@@ -231,14 +233,16 @@ std::string ExplainNode(Session& session, std::string const& node)
     Platform const& platform = session.GetPlatform();
     std::set<std::pair<std::size_t, unsigned int>> seen;
     std::string text;
-    for (PlatformNode const& each : NodesOf(platform)) {
+    for (PlatformNode const& each : WrittenNodesOf(platform)) {
         if (each.name != node || !seen.emplace(each.resource, each.group).second) {
             continue;
         }
         text += each.resource == platform.qos.size() ? "    " + BoundThreadsText(session) + "\n"
                                                      : Explain(session, platform.qos[each.resource].id, each.group);
     }
-    return text;
+    auto const all = NodesOf(platform);
+    bool const isKnown = std::any_of(all.begin(), all.end(), [&](auto const& each) { return each.name == node; });
+    return text.empty() && isKnown ? std::string("    ") + NOT_HERE + "\n" : text;
 }
 
 std::string NodeTable(Session& session)
@@ -254,17 +258,21 @@ std::string NodeTable(Session& session)
     }
     Holders const holders(session);
     std::vector<std::vector<std::string>> rows = {{"node", "holds", "base", "held by"}};
-    std::set<std::string> seen; // chip variants may share a node
-    for (PlatformNode const& node : NodesOf(platform)) {
-        if (!seen.insert(node.name).second) {
-            continue;
-        }
+    std::map<std::string, std::string> heldBy; // of a node that chip variants share, by the one that is here
+    for (PlatformNode const& node : WrittenNodesOf(platform)) {
         bool const isBinder = node.resource == platform.qos.size();
-        auto const base = bases.find(node.name);
-        rows.push_back(
-            {node.name, ShownSetting(session.HeldBy(node.name)), base == bases.end() ? "-" : base->second,
-             isBinder ? BoundThreadsText(session)
-                      : HolderOf(node, platform.qos[node.resource], GroupOf(node, states[node.resource]), holders)});
+        heldBy.emplace(node.name, isBinder ? BoundThreadsText(session)
+                                           : HolderOf(node, platform.qos[node.resource],
+                                                      GroupOf(node, states[node.resource]), holders));
+    }
+    std::set<std::string> seen;
+    for (PlatformNode const& node : NodesOf(platform)) {
+        if (seen.insert(node.name).second) {
+            auto const base = bases.find(node.name);
+            rows.push_back({node.name, ShownSetting(session.HeldBy(node.name)),
+                            base == bases.end() ? "-" : base->second,
+                            heldBy.emplace(node.name, NOT_HERE).first->second});
+        }
     }
     return Aligned(rows);
 }

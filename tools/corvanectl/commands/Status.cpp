@@ -23,7 +23,7 @@ std::string Asked(Platform const& platform, std::vector<PerfRequestInfo> const& 
         for (GroupInfo const& group : info.groupInfos) {
             text << (group.groupId == 0 ? "" : " group=" + std::to_string(group.groupId));
             for (auto const& [operation, value] : group.operations) {
-                text << (operation == PERF_OPERATION_BOOST ? " boost=" : " limit=") << value;
+                text << " " << OperationName(operation) << "=" << value;
             }
         }
     }

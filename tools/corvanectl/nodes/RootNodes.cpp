@@ -8,9 +8,9 @@
 
 #include <unistd.h>
 
-std::string RootNodes::PathOf(std::string const& node) const
+std::string PathBelow(std::string const& root, std::string const& node)
 {
-    return root + (node.front() == '/' ? "" : "/") + node;
+    return root + (root.empty() || node.front() == '/' ? "" : "/") + node;
 }
 
 void RootNodes::Prepare(Platform const& platform)

@@ -14,7 +14,7 @@ void SandboxNodes::Prepare(Platform const& platform)
     }
     for (QosEntry const& entry : platform.qos) {
         if (!entry.freqListNode.empty()) {
-            sandbox.AddFile(entry.freqListNode, CoveringFrequencies(entry));
+            sandbox.AddFile(entry.freqListNode, ContentOfList(platform, entry.freqListNode));
         }
     }
 }

@@ -7,19 +7,33 @@
 #include <sstream>
 #include <vector>
 
-std::string CoveringFrequencies(QosEntry const& entry)
+namespace {
+
+void AddSteps(std::vector<PerfGroupConfig> const& groups, std::set<int>& frequencies)
 {
-    std::set<int> frequencies;
-    for (PerfGroupConfig const& group : entry.groups) {
+    for (PerfGroupConfig const& group : groups) {
         int const lowest = group.availableMin;
         int const highest = std::max({group.availableMax, group.limitBase, lowest});
         for (int step = 0; step <= 4; ++step) {
             frequencies.insert(static_cast<int>(lowest + (static_cast<long long>(highest) - lowest) * step / 4));
         }
     }
+}
+
+} // namespace
+
+std::string ContentOfList(Platform const& platform, std::string const& node)
+{
+    std::vector<int> told;
+    std::set<int> covering;
+    for (QosEntry const& entry : platform.qos) {
+        if (entry.freqListNode == node) {
+            told = told.empty() ? entry.frequencies : told; // those that share a node tell the same
+            AddSteps(entry.groups, covering);
+        }
+    }
     std::ostringstream list;
-    for (int const frequency :
-         entry.frequencies.empty() ? std::vector<int>(frequencies.begin(), frequencies.end()) : entry.frequencies) {
+    for (int const frequency : told.empty() ? std::vector<int>(covering.begin(), covering.end()) : told) {
         list << frequency << " ";
     }
     return list.str();

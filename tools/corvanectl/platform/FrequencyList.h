@@ -7,7 +7,7 @@
 #include <string>
 
 /**
- * @return what the node that lists a resource's frequencies holds in a sandbox: what the file tells, or else some that
- * let the range of every variant stand as it is written, with some steps between.
+ * @return what a node that lists frequencies holds in a sandbox: what the file tells, or else some that let the range
+ * of every variant of each resource that reads the node stand as it is written, with some steps between.
  */
-std::string CoveringFrequencies(QosEntry const& entry);
+std::string ContentOfList(Platform const& platform, std::string const& node);

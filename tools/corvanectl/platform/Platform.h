@@ -104,6 +104,21 @@ inline bool ShowsCeiling(QosEntry const& entry, PlatformNode const& node)
     return node.index == (KindOf(entry) == ResourceKind::FREQUENCY ? 1U : 0U);
 }
 
+/** What a part of a request is called in files and commands. */
+inline char const* OperationName(PerfOperationType operation)
+{
+    return operation == PERF_OPERATION_BOOST ? "boost" : "limit";
+}
+
+/** What is said of a request that has neither. */
+constexpr char const* ASKS_FOR_NOTHING = "asks for no boost and no limit";
+
+/** "resource 7 (NAME)" */
+inline std::string ResourceName(QosEntry const& entry)
+{
+    return "resource " + std::to_string(entry.id) + " (" + entry.name + ")";
+}
+
 /** The nodes of all resources, in the order of the file, and then the thread binder's. */
 std::vector<PlatformNode> NodesOf(Platform const& platform);
 /** Likewise without those of other chips' variants and of resources that are not built. */

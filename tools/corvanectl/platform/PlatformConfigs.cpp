@@ -37,8 +37,7 @@ void PlatformConfigs::FitToDevice()
 {
     for (QosEntry const& entry : platform.qos) {
         if (FitToDevice(entry) != 0) {
-            throw InputError("resource " + std::to_string(entry.id) + " (" + entry.name +
-                             ") does not fit this device; the log says why");
+            throw InputError(ResourceName(entry) + " does not fit this device; the log says why");
         }
     }
 }

@@ -100,11 +100,10 @@ std::vector<GroupInfo> ReadGroupInfos(JsonObject& json)
     json.Objects("groups", [&](JsonObject& group) {
         GroupInfo info;
         info.groupId = group.Unsigned("id", 0);
-        if (group.Has("boost")) {
-            info.operations.emplace_back(PERF_OPERATION_BOOST, group.Int("boost"));
-        }
-        if (group.Has("limit")) {
-            info.operations.emplace_back(PERF_OPERATION_LIMIT, group.Int("limit"));
+        for (PerfOperationType const operation : {PERF_OPERATION_BOOST, PERF_OPERATION_LIMIT}) {
+            if (group.Has(OperationName(operation))) {
+                info.operations.emplace_back(operation, group.Int(OperationName(operation)));
+            }
         }
         infos.push_back(std::move(info));
     });

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "tools/corvanectl/nodes/DeviceCheck.h"
+#include "tools/corvanectl/nodes/RootNodes.h"
 #include "tools/corvanectl/platform/Summary.h"
 #include "tools/corvanectl/program/PlatformInput.h"
 #include "tools/corvanectl/program/Program.h"
@@ -34,7 +35,7 @@ int Check(CheckOptions const& options)
     }
     Findings misfits = findings.ForSameText();
     CheckDevice(
-        platform, [&](std::string const& node) { return options.root + node; }, misfits);
+        platform, [&](std::string const& node) { return PathBelow(options.root, node); }, misfits);
     input.Print(misfits, std::cout);
     return isFault(misfits) ? STATUS_NOT_AS_EXPECTED : STATUS_OK;
 }

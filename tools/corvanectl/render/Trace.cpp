@@ -115,7 +115,7 @@ void Trace::AddWrite(NodeWrite const& write)
     if (number && write.error == 0) {
         AddCounter(write.node, *number);
     } else {
-        AddInstant(write.Line(), "t");
+        AddInstant(TextOf(write), "t");
     }
 }
 

@@ -39,7 +39,7 @@ public:
         if (!objection.empty() || isAnyThere) {
             return objection;
         }
-        return missing.empty() ? "asks for no boost and no limit" : missing.front();
+        return missing.empty() ? ASKS_FOR_NOTHING : missing.front();
     }
 
     /** @return what is granted in another way than it was asked for, or left out. */
@@ -68,8 +68,8 @@ private:
         QosEntry const* const entry = FindQos(session.GetPlatform(), id);
         bool const isAlone =
             group == 0 && entry != nullptr && SelectedGroups(*entry, session.GetPlatform().control).size() == 1;
-        return (operation == PERF_OPERATION_BOOST ? "boost=" : "limit=") + std::to_string(value) + " on " +
-               NameOf(session.GetPlatform(), id) + (isAlone ? "" : " group " + std::to_string(group));
+        return OperationName(operation) + ("=" + std::to_string(value)) + " on " + NameOf(session.GetPlatform(), id) +
+               (isAlone ? "" : " group " + std::to_string(group));
     }
 
     /** The one value that is refused by itself, or the resource. */

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <type_traits>
 #include <utility>
 
 namespace {
@@ -52,7 +53,7 @@ private:
     {
         auto const names = [&list](QosEntry const& entry) { return entry.freqListNode == list; };
         QosEntry const& entry = *std::find_if(platform.qos.begin(), platform.qos.end(), names);
-        lists.AddFile(entry.name, CoveringFrequencies(entry));
+        lists.AddFile(entry.name, ContentOfList(platform, list));
         return lists.Path(entry.name);
     }
 
@@ -223,7 +224,7 @@ private:
             for (auto const& operation : group.operations) {
                 std::string const why = ask(std::vector<GroupInfo>{{group.groupId, {operation}}});
                 if (!why.empty() && FieldOf(why).empty()) {
-                    findings.Add(where + (operation.first == PERF_OPERATION_BOOST ? ".boost" : ".limit"), why);
+                    findings.Add(where + "." + OperationName(operation.first), why);
                     isAny = true;
                 }
             }
@@ -237,11 +238,17 @@ private:
         return isTaken || !why.empty() ? why : "is refused";
     }
 
+    /** The resource that a part of a catalogue or of a request is for. */
+    template <typename Item> static PerfQosId ResourceOf(Item const& item)
+    {
+        return std::is_same_v<Item, PerfRequestInfo> ? ResourceIdOf(item.qosId) : item.qosId;
+    }
+
     /** Leaves out what concerns resources in doubt. @return whether there was such. */
     template <typename Item> bool DropDoubtful(std::vector<Item>& items) const
     {
         auto const doubtful = std::remove_if(items.begin(), items.end(),
-                                             [this](Item const& item) { return inDoubt.count(item.qosId) != 0; });
+                                             [this](Item const& item) { return inDoubt.count(ResourceOf(item)) != 0; });
         bool const isAny = doubtful != items.end();
         items.erase(doubtful, items.end());
         return isAny;
@@ -268,21 +275,25 @@ private:
         return Against<ScenarioManager>(scenarios, &ConfigurableScenario::qosItems, &ConfigManager::ScenarioValidate);
     }
 
-    std::string AgainstRequest(std::vector<PerfRequestInfo> infos)
+    /** @param type of the command that the library makes of it. */
+    std::string AgainstBases(NamedHint const& hint, PerfCommandType& type)
+    {
+        CaughtLines const said;
+        return Verdict(manager.PreHandleEasBaseCommand(hint.duration, type, hint.infos) == 0, said);
+    }
+
+    std::string AgainstRequest(PerfCommandType type, std::vector<PerfRequestInfo> infos)
     {
         if (DropDoubtful(infos) && infos.empty()) {
             return "";
         }
         CaughtLines const said;
-        PerfCommandType type = PERF_COMMAND_LONG_START;
         PerfQosId missing = 0;
         auto request = manager.RequestFilter(infos);
         if (request.empty()) {
-            return "asks for no boost and no limit";
+            return ASKS_FOR_NOTHING;
         }
-        bool const isTaken = manager.PreHandleEasBaseCommand(0, type, infos) == 0 &&
-                             manager.RequestValidate(type, request, missing) == 0;
-        return Verdict(isTaken, said);
+        return Verdict(manager.RequestValidate(type, request, missing) == 0, said);
     }
 
     /** Whether the library has no resource of this id. */
@@ -342,8 +353,8 @@ private:
     {
         bool isAny = false;
         for (std::size_t i = 0; i < items.size(); ++i) {
-            if (IsMissing(items[i].qosId)) {
-                findings.Add(Indexed(path, i) + ".id", WhyMissing(items[i].qosId));
+            if (IsMissing(ResourceOf(items[i]))) {
+                findings.Add(Indexed(path, i) + ".id", WhyMissing(ResourceOf(items[i])));
                 isAny = true;
             }
         }
@@ -424,12 +435,14 @@ private:
         if (hint.infos.empty() && hint.starts.empty() && hint.ends.empty()) {
             findings.Add(path, "there is neither an event nor a scenario nor a resource nor another hint");
         } else if (!hint.infos.empty()) {
-            std::vector<PerfRequestInfo> infos = hint.infos;
-            for (PerfRequestInfo& info : infos) {
-                info.qosId = info.qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : info.qosId; // whose base values it sets
+            PerfCommandType type = PERF_COMMAND_LONG_START;
+            std::string const why = AgainstBases(hint, type);
+            if (!why.empty()) {
+                findings.Add(path, why);
+                return;
             }
-            InItems(path + ".qos", infos,
-                    [this](std::vector<PerfRequestInfo> const& some) { return AgainstRequest(some); });
+            InItems(path + ".qos", hint.infos,
+                    [&](std::vector<PerfRequestInfo> const& some) { return AgainstRequest(type, some); });
         }
     }
 

@@ -15,11 +15,6 @@
 
 namespace {
 
-std::string ResourceName(QosEntry const& entry)
-{
-    return "resource " + std::to_string(entry.id) + " (" + entry.name + ")";
-}
-
 /** The rules of what is legal, and hardly meant. */
 class SenseCheck {
 public:
@@ -37,7 +32,9 @@ public:
             CheckItems(platform.scenarios[i].qosItems, Indexed("scenarios", i) + ".qos");
         }
         for (std::size_t i = 0; i < platform.hints.size(); ++i) {
-            CheckItems(platform.hints[i].infos, Indexed("hints", i) + ".qos");
+            std::vector<PerfRequestInfo> infos = platform.hints[i].infos;
+            std::for_each(infos.begin(), infos.end(), [](auto& info) { info.qosId = ResourceIdOf(info.qosId); });
+            CheckItems(infos, Indexed("hints", i) + ".qos");
         }
         CheckPath(platform.threadBinderNode, "probe.threadBinderNode");
         if (platform.hasProbe) {
@@ -281,9 +278,8 @@ private:
                     auto const [before, isNew] = last.emplace(std::make_pair(info.groupId, operation), i);
                     if (!isNew && before->second + 1 < i) {
                         findings.Warn(Indexed(path, before->second + 1),
-                                      "asks for no " +
-                                          std::string(operation == PERF_OPERATION_BOOST ? "boost" : "limit") +
-                                          " of group " + std::to_string(info.groupId) +
+                                      "asks for no " + std::string(OperationName(operation)) + " of group " +
+                                          std::to_string(info.groupId) +
                                           ", between phases that do: the node falls back meanwhile; give a value");
                     }
                     before->second = i;
