@@ -8,15 +8,15 @@
 KindTraits const& TraitsOf(ResourceKind kind)
 {
     static KindTraits const TABLE[] = {
-        {"unknown", 0, 0, ResourceKind::UNKNOWN, false, false},
-        {"frequency", 2, 0, ResourceKind::FREQUENCY, false, true},
-        {"DDR", 1, 1, ResourceKind::DDR, false, true},
-        {"single value", 1, 0, ResourceKind::SINGLE_VALUE, false, false},
-        {"level map", 0, 0, ResourceKind::LEVEL_MAP, true, false},
-        {"IPA power", 3, 1, ResourceKind::IPA_POWER, false, false},
-        {"IPA switch temperature", 1, 0, ResourceKind::IPA_SWITCH_TEMP, false, false},
-        {"EAS", 1, 8, ResourceKind::EAS, false, false},
-        {"memory latency", 0, 2, ResourceKind::MEM_LAT, true, false},
+        {"unknown", 0, ResourceKind::UNKNOWN, false, false},
+        {"frequency", 0, ResourceKind::FREQUENCY, false, true},
+        {"DDR", 1, ResourceKind::DDR, false, true},
+        {"single value", 0, ResourceKind::SINGLE_VALUE, false, false},
+        {"level map", 0, ResourceKind::LEVEL_MAP, true, false},
+        {"IPA power", 1, ResourceKind::IPA_POWER, false, false},
+        {"IPA switch temperature", 0, ResourceKind::IPA_SWITCH_TEMP, false, false},
+        {"EAS", 8, ResourceKind::EAS, false, false},
+        {"memory latency", 2, ResourceKind::MEM_LAT, true, false},
     };
     return *std::find_if(std::begin(TABLE), std::end(TABLE) - 1,
                          [kind](KindTraits const& traits) { return traits.kind == kind; });

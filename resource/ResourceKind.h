@@ -14,7 +14,6 @@ enum class ResourceKind { UNKNOWN, FREQUENCY, DDR, SINGLE_VALUE, LEVEL_MAP, IPA_
 /** What the resources of one kind are made of. */
 struct KindTraits {
     char const* name;
-    std::size_t nodes;  ///< that a group has; 0: any number
     std::size_t groups; ///< that a resource has; 0: any number
     ResourceKind kind;
     bool takesLevels;

@@ -110,6 +110,7 @@ TEST(PerfQosFreqConfig, RangesArePulledInsideTheFrequencies)
         {{wide, wide}, "", 2, false, ""},
         {{inside}, "", 2, false, "350~900 base 400~800"},
         {{wide}, "", 2, false, "300~1200 base 300~1200"},
+        {{Group(100, 900, 400, 800)}, "0", 2, false, "300~900 base 400~800"},
         {{Group(2000, 100, 2000, 100)}, "", 2, false, "2000~100 base 2000~100"}, // never pushed outward
         {{inside}, "", 2, true, "350~1200 base 400~1200"},
         {{wide}, "", 2, true, "300~1200 base 300~1200"},

@@ -35,6 +35,14 @@ TEST(Sandbox, AWriteReplacesTheContentAndIsRecordedAndAnythingElsePasses)
     Sandbox sandbox;
     int const max = NodeIo::Open(sandbox.AddNode("/sys/cpu0/max", "1800000"));
     int const raw = NodeIo::Open(sandbox.AddNode("ddr", "whole"));
+    int gone = -1;
+    {
+        Sandbox other;
+        gone = NodeIo::Open(other.AddNode("/sys/cpu0/max"));
+        EXPECT_EQ(Put(gone, "1"), "1");
+    }
+    EXPECT_EQ(Put(gone, "22"), "2") << "an ordinary file that was deleted";
+    NodeIo::Close(gone);
     EXPECT_EQ(Put(max, "2000000"), "7");
     EXPECT_EQ(Put(max, "-1"), "2");
     EXPECT_EQ(Put(raw, {"\1\0\0\n", 4}), "4");
