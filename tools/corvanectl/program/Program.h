@@ -16,7 +16,7 @@ constexpr int STATUS_BAD_INPUT = 2;
 constexpr int STATUS_CANNOT_WRITE = 3;
 constexpr std::array<char const*, 4> STATUS_MEANINGS = {
     "all went well",
-    "something is not as expected: a check, two runs that differ, a node that could not be put back",
+    "something is not as expected: a check, what a script does, two runs that differ, a node that cannot be put back",
     "bad input: an argument, a file or a command, said in one line with its place",
     "the output or a file cannot be written",
 };
