@@ -101,7 +101,7 @@ private:
     bool IsScheduled() const { return schedule != nullptr && self != nullptr && self != &owner; }
     [[noreturn]] void EndStuck() const;
 
-    static inline thread_local Participant* self = nullptr; ///< the current thread's; null outside every virtual time
+    static inline thread_local Participant* self = nullptr; ///< the current thread's; null if it takes no turns
 
     Schedule* const schedule; ///< or null
     Participant owner{this};

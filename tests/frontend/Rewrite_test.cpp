@@ -32,6 +32,7 @@ using Times = std::vector<long>;
 
 TEST_F(RewriteTest, OffersAValueAgainAtGrowingDistancesUntilItIsTaken)
 {
+    EXPECT_EQ(ConfigManagerOptions().rewriteDelay, 0U) << "off by default";
     Start();
     sandbox.FailNode("gpu/floor", Fault::Error(EBUSY));
     Request(LONG, {Boost(GPU, 50)});

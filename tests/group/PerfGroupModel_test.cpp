@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include "group/PerfGroupQue.h"
 #include "tests/group/GroupFixture.h"
 #include "tests/group/NaiveGroup.h"
 
@@ -155,7 +156,7 @@ INSTANTIATE_TEST_SUITE_P(InEachMode, SmallWorld,
                          testing::Values(PERF_WORK_MODE_DEFAULT, PERF_WORK_MODE_BOOST_FIRST,
                                          PERF_WORK_MODE_LIMIT_FIRST));
 
-TEST(PerfGroupModel, WhatIsNoCommandComesToNothing)
+TEST(PerfGroupModel, AgreesOnCommandsThatLackSomething)
 {
     PerfGroupCommand const commands[] = {
         {INVALID_HANDLE, At(0), At(3), Boost(8)},
@@ -174,6 +175,30 @@ TEST(PerfGroupModel, WhatIsNoCommandComesToNothing)
             EXPECT_EQ(told, OutcomeText(Play(naive, verb, command, 0), naive)) << Shown(verb, command, 0);
         }
     }
+}
+
+struct SmallestValue {
+    static long long Rank(PerfGroupQueItem const& item) { return item.value; }
+};
+
+TEST(PerfGroupQue, DropsWhatHasEndedOnceItHasDoubled)
+{
+    PerfGroupQue<SmallestValue> queue;
+    auto const fill = [&](int first, int last) {
+        for (int ms = first; ms <= last; ++ms) {
+            PerfGroupQueItem item;
+            item.value = -ms;
+            item.endTime = At(ms);
+            queue.Insert(item);
+        }
+    };
+    fill(1, 256);
+    queue.DropEndedIfDoubled(At(100));
+    EXPECT_EQ(std::distance(queue.begin(), queue.end()), 256) << "that few may stay";
+    fill(257, 257);
+    queue.DropEndedIfDoubled(At(100));
+    EXPECT_EQ(std::distance(queue.begin(), queue.end()), 157);
+    EXPECT_EQ(std::prev(queue.end())->endTime, At(101));
 }
 
 } // namespace

@@ -10,9 +10,10 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <string>
 #include <utility>
-
-#include <unistd.h>
+#include <vector>
 
 namespace {
 

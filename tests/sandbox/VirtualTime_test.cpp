@@ -4,16 +4,23 @@
 
 #include "sys/PerfMutex.h"
 #include "sys/PerfTime.h"
-#include "tests/frontend/PlatformFixture.h"
 
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <functional>
 #include <future>
 #include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <pthread.h>
 
 namespace {
 
 using namespace std::chrono_literals;
+using Strings = std::vector<std::string>;
 
 /** Threads that say what they do and when, in milliseconds since the start. */
 class VirtualTimeTest : public testing::Test {

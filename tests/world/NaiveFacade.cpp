@@ -471,7 +471,7 @@ int NaiveFacade::Dump(std::ostringstream& out, std::vector<std::string> const& a
 
 // Time
 
-void NaiveFacade::Refuse(std::string const& node, bool on)
+void NaiveFacade::Refuse(std::string const& node, bool on, bool /* takesNothing */)
 {
     on ? void(refusing.insert(node)) : void(refusing.erase(node));
 }

@@ -52,7 +52,7 @@ public:
 
     void AdvanceBy(std::chrono::milliseconds duration);
     /** Lets a node refuse every write, or take them again. */
-    void Refuse(std::string const& node, bool on);
+    void Refuse(std::string const& node, bool on, bool takesNothing);
     std::size_t OpenNodes() const;
 
     std::map<unsigned long long, Held> held;

@@ -73,10 +73,12 @@ public:
     {
     }
     void AdvanceBy(milliseconds duration) { time.AdvanceBy(duration); }
-    void Refuse(std::string const& node, bool on)
+    void Refuse(std::string const& node, bool on, bool takesNothing)
     {
-        Fault const fault = node.size() % 2 == 0 ? Fault::Error(EBUSY) : Fault::ShortCount(0);
-        on ? sandbox.FailNode(node, fault) : sandbox.ClearFaults(node);
+        sandbox.ClearFaults(node);
+        if (on) {
+            sandbox.FailNode(node, takesNothing ? Fault::ShortCount(0) : Fault::Error(EBUSY));
+        }
     }
 
 private:
@@ -291,9 +293,10 @@ private:
                             "level/1",   "mem_lat/ratio", "mem_lat/monitor"};
         std::string const node = random.Pick(nodes);
         bool const on = random.Chance(3);
-        return Make(node + (on ? " refuses" : " takes again"), [=](auto& facade) {
+        bool const takesNothing = random.Chance(2);
+        return Make(node + (on ? takesNothing ? " takes nothing" : " is busy" : " takes again"), [=](auto& facade) {
             facade.AdvanceBy(milliseconds(0));
-            facade.Refuse(node, on);
+            facade.Refuse(node, on, takesNothing);
             return OutcomeText(0);
         });
     }

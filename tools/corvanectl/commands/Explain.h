@@ -13,7 +13,10 @@
  */
 std::string Explain(Session& session, PerfQosId qos, std::optional<unsigned int> group);
 
-/** The same of the groups that write this node; of the thread binder's, which threads are bound. */
+/**
+ * The same of the groups that write this node; of the thread binder's, which threads are bound. Says so if nothing
+ * writes it on this platform. @return an empty text if the platform's file does not name the node.
+ */
 std::string ExplainNode(Session& session, std::string const& node);
 
 /** A row for each node: what it holds, its base, and who holds it there. */

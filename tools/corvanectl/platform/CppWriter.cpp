@@ -47,6 +47,8 @@ std::string Literal(float value)
     return out.str();
 }
 
+std::string Literal(char const*) = delete; // it would be taken for true
+
 std::string Literal(bool value)
 {
     return value ? "true" : "false";

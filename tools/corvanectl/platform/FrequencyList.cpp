@@ -24,16 +24,17 @@ void AddSteps(std::vector<PerfGroupConfig> const& groups, std::set<int>& frequen
 
 std::string ContentOfList(Platform const& platform, std::string const& node)
 {
-    std::vector<int> told;
+    QosEntry const* teller = nullptr; // one that is built, if any is: those tell the same
     std::set<int> covering;
     for (QosEntry const& entry : platform.qos) {
         if (entry.freqListNode == node) {
-            told = told.empty() ? entry.frequencies : told; // those that share a node tell the same
+            teller = teller == nullptr || IsBuilt(entry, platform.control) ? &entry : teller;
             AddSteps(entry.groups, covering);
         }
     }
+    bool const isTold = teller != nullptr && !teller->frequencies.empty();
     std::ostringstream list;
-    for (int const frequency : told.empty() ? std::vector<int>(covering.begin(), covering.end()) : told) {
+    for (int const frequency : isTold ? teller->frequencies : std::vector<int>(covering.begin(), covering.end())) {
         list << frequency << " ";
     }
     return list.str();

@@ -168,9 +168,10 @@ std::vector<std::string> ReasonsFor(Session& session, Suspended const& asked, in
     Platform const& platform = session.GetPlatform();
     std::vector<std::string> reasons;
     for (PerfQosId const id : asked.ids) {
-        if (!CanSuspend(platform, id)) {
-            reasons.push_back(NameOf(platform, id) + (IsThere(platform, id) ? ": memory latency is never suspended"
-                                                                            : ": not on this platform, left out"));
+        if (FixedKindOf(id) == ResourceKind::MEM_LAT) {
+            reasons.push_back(NameOf(platform, id) + ": memory latency is never suspended");
+        } else if (!CanSuspend(platform, id)) {
+            reasons.push_back(NameOf(platform, id) + ": not on this platform, left out");
         }
     }
     if (result == 0) {

@@ -107,7 +107,8 @@ private:
     Json const& json;
 };
 
-// The fields of each kind of record, told once for both directions.
+// The fields of each kind of record, told once for both directions. They stay as they are for what has been stored,
+// whatever platforms and commands call them.
 
 constexpr std::array<std::pair<char const*, PerfOperationType>, 2> OPERATIONS = {
     {{"boost", PERF_OPERATION_BOOST}, {"limit", PERF_OPERATION_LIMIT}}};
