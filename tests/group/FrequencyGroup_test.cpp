@@ -58,6 +58,10 @@ TEST_F(FrequencyTest, LimitsAreAnnouncedAndRecordedWhereTheyBeginAndEnd)
     setenv("TZ", "HERE-5:45", 1);
     tzset();
     EXPECT_EQ(History().rfind("*****grp: \nfreq=1200 0-1 5:45:1.1\n", 0), 0U) << "the local time, whatever it is";
+    for (int limit = 2000; limit < 2060; ++limit) {
+        group.DoConfig(300, limit);
+    }
+    EXPECT_EQ(History().rfind("*****grp: \nfreq=2010 ", 0), 0U) << "the last fifty are kept";
 }
 
 } // namespace

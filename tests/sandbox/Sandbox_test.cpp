@@ -61,6 +61,10 @@ TEST(Sandbox, AWriteReplacesTheContentAndIsRecordedAndAnythingElsePasses)
     sandbox.FailNode("/sys/cpu0/max", Fault::ShortCount(2));
     EXPECT_EQ(Put(max, "4000"), "2");
     EXPECT_EQ(sandbox.Writes(sandbox.Path("sys/cpu0/max"))[3].Line(), "/sys/cpu0/max <- 4000: 2 of 4 bytes");
+    sandbox.FailNode("/sys/cpu0/max", Fault::Stale());
+    EXPECT_EQ(Put(max, "1"), "-1 ENODEV");
+    sandbox.ClearFaults("/sys/cpu0/max");
+    EXPECT_EQ(Put(max, "1"), "1") << "what is open is good again";
     EXPECT_THROW(sandbox.FailNode("list", Fault::Gone()), std::out_of_range);
     EXPECT_THROW(sandbox.AddNode("sys/../up"), std::invalid_argument);
     NodeIo::Close(file);
