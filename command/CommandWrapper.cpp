@@ -68,9 +68,7 @@ void CommandWrapper::InsertEventCommand(PerfQosId qos, PerfTimePoint const& star
 void CommandWrapper::InsertProbeCommand(PerfTimePoint const& start, PerfTimePoint const& end, unsigned int cpuM,
                                         unsigned int cpuB, unsigned int gpu)
 {
-    std::pair<PerfQosId, unsigned int> const boosts[] = {
-        {PERF_QOS_CPU_M, cpuM}, {PERF_QOS_CPU_B, cpuB}, {PERF_QOS_GPU, gpu}};
-    for (auto const& [qos, value] : boosts) {
+    for (auto const& [qos, value] : ProbeBoosts(cpuM, cpuB, gpu)) {
         if (value == 0) {
             continue;
         }

@@ -4,9 +4,11 @@
 
 #include <corvane/PerfTypes.h>
 
+#include <array>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 /** What one client operation asks of one resource. Shared between the wrapper and the queues it sits in. */
@@ -24,6 +26,13 @@ struct PerfCommand {
     PerfCommandType cmdType = PERF_COMMAND_SHORT_START;
     std::shared_ptr<PerfCommandItem> cmdItem;
 };
+
+/** @return what a probe boosts: the resources, each with its value; 0 leaves it alone. */
+inline std::array<std::pair<PerfQosId, unsigned int>, 3> ProbeBoosts(unsigned int cpuM, unsigned int cpuB,
+                                                                     unsigned int gpu)
+{
+    return {{{PERF_QOS_CPU_M, cpuM}, {PERF_QOS_CPU_B, cpuB}, {PERF_QOS_GPU, gpu}}};
+}
 
 /**
  * One client operation: a command type, a time span and one item per resource that it touches.

@@ -8,7 +8,6 @@
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
 #include "tools/corvanectl/program/EmbeddedFiles.h"
-#include "tools/corvanectl/session/Ledger.h"
 #include "tools/corvanectl/session/LibraryVoice.h"
 
 #include <gmock/gmock.h>
@@ -209,16 +208,4 @@ TEST_F(Played, TakesTheExampleOfEachCommandByTheArgumentsThatHelpShows)
         }
     }
     EXPECT_TRUE(interpreter.HasQuit());
-}
-
-TEST(Ledger, CountsWhatEndsByItselfFromTheCallAsTheLibraryDoes)
-{
-    PerfTimePoint const call{std::chrono::hours(1)};
-    Held held;
-    held.duration = 100;
-    Ledger ledger;
-    ledger.Hear({call, Asked{"request"}});
-    ledger.Hear({call + std::chrono::milliseconds(5), held});
-    EXPECT_EQ(ledger.Outstanding(call + std::chrono::milliseconds(99)).size(), 1u);
-    EXPECT_TRUE(ledger.Outstanding(call + std::chrono::milliseconds(100)).empty());
 }

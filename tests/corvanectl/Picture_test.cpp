@@ -2,12 +2,18 @@
 
 #include "tools/corvanectl/render/BlockChart.h"
 #include "tools/corvanectl/render/SvgWriter.h"
+#include "tools/corvanectl/render/Trace.h"
+#include "tools/corvanectl/session/Ledger.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <initializer_list>
+#include <iterator>
 #include <regex>
 #include <sstream>
+#include <vector>
 
 // A small play of ten seconds, told directly, and the coordinates at which it is drawn.
 
@@ -153,4 +159,43 @@ TEST(BlockChart, KeepsToTheWidthAndShowsWhatIsShorterThanACell)
     }
     EXPECT_NE(chart.Text(60).find("1 .. 9"), std::string::npos) << "an extreme stays when steps are thinned";
     EXPECT_GE(chart.Text(60).size(), size);
+}
+
+TEST(Story, LastsAsLongForWhoeverFollowsIt)
+{
+    Chart chart;
+    Ledger ledger;
+    std::ostringstream written;
+    Trace trace(written);
+    std::vector<GroupInfo> const floor{{0, {{PERF_OPERATION_BOOST, 600}}}};
+    for (StoryListener* const listener : std::initializer_list<StoryListener*>{&chart, &ledger, &trace}) {
+        Play play(*listener);
+        play.Publish(Asked{"request"});
+        play.At(5); // the library counts from the call, wherever its command began
+        play.Publish(Held{1, 7, "", "request", 0, {{10, floor}}, 100});
+        play.Publish(Triggered{"event", 3, true, 10, 0, {{10, {{20, floor}, {30, floor}}}}});
+        play.Publish(Triggered{"event", 4, true, 0, 40, {{10, {{20, floor}, {30, floor}}}}});
+        play.At(200);
+        play.Publish(Settled{true});
+    }
+    trace.End();
+    auto const& claims = chart.Panels().front().claims;
+    std::vector<milliseconds> drawn;
+    std::transform(claims.begin(), claims.end(), std::back_inserter(drawn), [](Chart::Claim const& claim) {
+        return std::chrono::duration_cast<milliseconds>(claim.span.until.value());
+    });
+    EXPECT_EQ(drawn, (std::vector{milliseconds(105), milliseconds(35), milliseconds(65), milliseconds(45)}));
+    PerfTimePoint const then = ledger.Start() + milliseconds(10);
+    EXPECT_EQ(ledger.Outstanding(then).at(0).until, ledger.Start() + drawn[0]);
+    EXPECT_EQ(ledger.Running(then).at(0).until, ledger.Start() + drawn[2]);
+    EXPECT_EQ(ledger.Running(then).at(1).until, ledger.Start() + drawn[3]);
+    std::vector<milliseconds> traced;
+    auto const json = nlohmann::json::parse(written.str());
+    for (auto const& event : json.at("traceEvents")) {
+        if (event.at("ph") == "e") {
+            traced.push_back(
+                std::chrono::duration_cast<milliseconds>(std::chrono::microseconds(event.at("ts").get<int>())));
+        }
+    }
+    EXPECT_EQ(traced, (std::vector{drawn[3], drawn[2], drawn[0]}));
 }

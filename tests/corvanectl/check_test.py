@@ -46,8 +46,8 @@ WARNINGS = """\
 4: qos[1].groups[0].nodes[0]: single depends on the folder that the service runs in; begin with "/"
 6: qos[2].groups[0].nodes: /x/scaling_max_freq comes first, where the minimum is written; swap the two
 7: qos[3].name: FREQ is the name of another resource, which is the one that scripts reach by it; rename one
-11: qos[3].groups[0].nodes[1]: y/max depends on the folder that the service runs in; begin with "/"
 9: qos[3].groups[0].boostBase: 15 is not in frequencies; the nearest are 10 and 20
+11: qos[3].groups[0].nodes[1]: y/max depends on the folder that the service runs in; begin with "/"
 14: qos[4].groups[1].name: G is the name of another group, and logs tell them apart by it; rename one
 17: events[0].qos[0].id: resource 7 (TEMP) never writes without control.ipaResourceFlag; set that, or leave it out
 18: events[0].qos[1].id: resource 8 (12) never writes without control.singleNodeQosEnable; set that, or leave it out

@@ -54,7 +54,7 @@ std::string Typo(CLI::App const& app, std::vector<Verb> const& verbs, std::vecto
 
 int Main(int argc, char** argv)
 {
-    CLI::App app("Drives libcorvane from a terminal.", "corvanectl");
+    CLI::App app("Drives libcorvane from a terminal", "corvanectl");
     app.require_subcommand(1);
     app.set_version_flag("--version", "corvanectl " CORVANE_VERSION, "Print the version and exit");
     std::vector<Verb> const verbs = {AddDemo(app), AddRun(app),  AddCheck(app),  AddImport(app),    AddCpp(app),

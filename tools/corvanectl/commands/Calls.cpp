@@ -2,6 +2,7 @@
 
 #include "tools/corvanectl/commands/Calls.h"
 
+#include "command/CommandWrapper.h"
 #include "tools/corvanectl/platform/LibraryLog.h"
 #include "tools/corvanectl/session/Reasons.h"
 
@@ -28,13 +29,15 @@ std::vector<PerfRequestInfo> InfosOf(Platform const& platform, unsigned int scen
 struct Answer {
     int result;
     std::string said;
+    PerfTimePoint called;
 };
 
 template <typename Call> Answer Ask(Call const& call)
 {
     CaughtLines const lines(CaughtLines::Mode::ALONG);
+    PerfTimePoint const called = SessionTime::Now();
     int const result = call();
-    return {result, lines.Why()};
+    return {result, lines.Why(), called};
 }
 
 int Call(ConfigManager& manager, Held& asked)
@@ -64,8 +67,7 @@ Triggered ProbeOf(Platform const& platform, unsigned int thread, bool starts)
 {
     ProbeEvent const& probe = platform.probe;
     Triggered triggered{"probe", thread, starts, probe.startDelay, 0, {}};
-    for (auto const& [id, boost] :
-         {std::pair(PERF_QOS_CPU_M, probe.cpuM), {PERF_QOS_CPU_B, probe.cpuB}, {PERF_QOS_GPU, probe.gpu}}) {
+    for (auto const& [id, boost] : ProbeBoosts(probe.cpuM, probe.cpuB, probe.gpu)) {
         if (boost != 0) {
             GroupInfo const floor{0, {{PERF_OPERATION_BOOST, static_cast<int>(boost)}}};
             triggered.commands.push_back({id, {{probe.duration, {floor}}}});
@@ -101,19 +103,19 @@ void CallFor(Session& session, Held asked)
     if (asked.what == "scenario") {
         asked.infos = InfosOf(session.GetPlatform(), asked.id);
     }
-    auto const [result, said] = Ask([&] { return Call(session.Manager(), asked); });
+    auto const [result, said, called] = Ask([&] { return Call(session.Manager(), asked); });
     session.Publish(Answered{result, asked.handle, ReasonsFor(session, asked, result, said)});
     if (result == 0 && asked.handle != NO_HANDLE) {
-        session.Publish(asked);
+        session.PublishOf(called, asked);
     }
 }
 
 void CallRelease(Session& session, Released const& what)
 {
-    int const result = Call(session.Manager(), what);
+    auto const [result, said, called] = Ask([&] { return Call(session.Manager(), what); });
     session.Publish(Answered{result});
     if (result == 0) {
-        session.Publish(what);
+        session.PublishOf(called, what);
     }
 }
 
@@ -121,12 +123,12 @@ void CallSuspend(Session& session, Suspended asked)
 {
     std::vector<unsigned int> params{asked.on ? 1U : 0U};
     params.insert(params.end(), asked.ids.begin(), asked.ids.end());
-    auto const [result, said] = Ask([&] { return session.Manager().PerfSetSuspend(params); });
+    auto const [result, said, called] = Ask([&] { return session.Manager().PerfSetSuspend(params); });
     session.Publish(Answered{result, std::nullopt, ReasonsFor(session, asked, result, said)});
     if (result == 0) {
         auto const isIdle = [&](PerfQosId id) { return !CanSuspend(session.GetPlatform(), id); };
         asked.ids.erase(std::remove_if(asked.ids.begin(), asked.ids.end(), isIdle), asked.ids.end());
-        session.Publish(asked);
+        session.PublishOf(called, asked);
     }
 }
 
@@ -137,9 +139,9 @@ void CallEvent(Session& session, PerfEventId id, std::vector<unsigned int> const
         return;
     }
     Triggered const asked = EventOf(session.GetPlatform(), id, params);
-    auto const [result, said] = Ask([&] { return session.Manager().PerfEvent(id, params, "corvanectl"); });
+    auto const [result, said, called] = Ask([&] { return session.Manager().PerfEvent(id, params, "corvanectl"); });
     session.Publish(Answered{result, std::nullopt, ReasonsFor(session, asked, result, said)});
     if (result == 0) {
-        session.Publish(asked);
+        session.PublishOf(called, asked);
     }
 }

@@ -237,8 +237,8 @@ std::string ExplainNode(Session& session, std::string const& node)
         if (each.name != node || !seen.emplace(each.resource, each.group).second) {
             continue;
         }
-        text += each.resource == platform.qos.size() ? "    " + BoundThreadsText(session) + "\n"
-                                                     : Explain(session, platform.qos[each.resource].id, each.group);
+        text += each.isBinder ? "    " + BoundThreadsText(session) + "\n"
+                              : Explain(session, platform.qos[each.resource].id, each.group);
     }
     auto const all = NodesOf(platform);
     bool const isKnown = std::any_of(all.begin(), all.end(), [&](auto const& each) { return each.name == node; });
@@ -260,10 +260,9 @@ std::string NodeTable(Session& session)
     std::vector<std::vector<std::string>> rows = {{"node", "holds", "base", "held by"}};
     std::map<std::string, std::string> heldBy; // of a node that chip variants share, by the one that is here
     for (PlatformNode const& node : WrittenNodesOf(platform)) {
-        bool const isBinder = node.resource == platform.qos.size();
-        heldBy.emplace(node.name, isBinder ? BoundThreadsText(session)
-                                           : HolderOf(node, platform.qos[node.resource],
-                                                      GroupOf(node, states[node.resource]), holders));
+        heldBy.emplace(node.name, node.isBinder ? BoundThreadsText(session)
+                                                : HolderOf(node, platform.qos[node.resource],
+                                                           GroupOf(node, states[node.resource]), holders));
     }
     std::set<std::string> seen;
     for (PlatformNode const& node : NodesOf(platform)) {

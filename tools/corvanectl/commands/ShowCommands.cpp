@@ -112,7 +112,7 @@ std::vector<Command> ShowCommands()
          "explain CPU_L", ExplainQos},
         {"nodes", "", "show of each node what it holds, its base and who holds it", "nodes", ShowNodes},
         {"version", "", "print the version of the library", "version", Version},
-        {"log", "BITS", "show info (1) and debug (2) lines of the library", "log 3", Log},
+        {"log", "BITS", std::string("show ") + SWITCHED_LINES, "log 3", Log},
         {"status", "", "say what time it is, what is held and what is suspended", "status", Status},
         {"help", "[COMMAND]", "list the commands, or show one with an example", "help request", Help},
         {"?", "[COMMAND]", "the same as help", "? request", Help},

@@ -53,7 +53,7 @@ void CheckContent(NodeDomain const& domain, std::string const& file, std::string
     }
 }
 
-void CheckNode(NodeDomain const& domain, bool isBinder, std::string const& file, Findings& findings)
+void CheckNode(NodeDomain const& domain, std::string const& file, Findings& findings)
 {
     std::string const& where = domain.node.path;
     struct stat status {};
@@ -68,7 +68,7 @@ void CheckNode(NodeDomain const& domain, bool isBinder, std::string const& file,
     if (faccessat(AT_FDCWD, file.c_str(), W_OK, AT_EACCESS) != 0) {
         findings.Add(where, file + " cannot be written: " + SystemReason());
     }
-    if (isBinder) {
+    if (domain.node.isBinder) {
         return; // takes lines and holds nothing
     }
     if (auto const content = ReadNode(file)) {
@@ -80,7 +80,7 @@ void CheckNode(NodeDomain const& domain, bool isBinder, std::string const& file,
 
 } // namespace
 
-void CheckDevice(Platform const& platform, PlatformConfigs::PathLookup const& place, Findings& findings)
+void CheckDevice(Platform const& platform, PathLookup const& place, Findings& findings)
 {
     for (std::size_t i = 0; i < platform.qos.size(); ++i) {
         QosEntry const& entry = platform.qos[i];
@@ -97,6 +97,6 @@ void CheckDevice(Platform const& platform, PlatformConfigs::PathLookup const& pl
         }
     }
     for (NodeDomain const& domain : NodeDomains(platform, place)) {
-        CheckNode(domain, domain.node.resource == platform.qos.size(), place(domain.node.name), findings);
+        CheckNode(domain, place(domain.node.name), findings);
     }
 }

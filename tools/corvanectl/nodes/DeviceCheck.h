@@ -11,4 +11,4 @@
  * written.
  * @param place says where a node of the file is.
  */
-void CheckDevice(Platform const& platform, PlatformConfigs::PathLookup const& place, Findings& findings);
+void CheckDevice(Platform const& platform, PathLookup const& place, Findings& findings);

@@ -18,11 +18,13 @@ thread_local CaughtLines* innermost = nullptr;
 
 void Hear(int priority, char const* tag, char const* message)
 {
-    if (innermost != nullptr && innermost->Take(priority, message)) {
+    std::string line = message;
+    line.erase(line.find_last_not_of(" \n") + 1);
+    if (innermost != nullptr && innermost->Take(priority, line)) {
         return;
     }
     if (auto const receive = receiver.load()) {
-        receive(priority, tag == nullptr ? "" : tag, message);
+        receive(priority, tag == nullptr ? "" : tag, line);
     }
 }
 
@@ -115,7 +117,6 @@ bool CaughtLines::Take(int priority, std::string const& message)
     Line line{priority, "", message};
     TakeBracket(line.text); // the method and the line of its source
     line.name = TakeBracket(line.text);
-    line.text.erase(line.text.find_last_not_of(" \n") + 1);
     lines.push_back(std::move(line));
     return mode == Mode::ASIDE;
 }

@@ -8,9 +8,9 @@
 /** Where the library's log goes: to whoever catches the lines of a thread, and to one receiver. */
 namespace LibraryLog {
 
-using Receiver = void (*)(int priority, char const* tag, char const* message);
+using Receiver = void (*)(int priority, char const* tag, std::string const& line);
 
-/** From now on, with lines of every priority; nullptr drops them. */
+/** From now on, with lines of every priority, without their ends; nullptr drops them. */
 void SendTo(Receiver receiver);
 
 /** @return the field of a platform file that an error line is about, as in ".levels"; empty where it does not tell. */

@@ -4,13 +4,13 @@
 
 #include "sandbox/Sandbox.h"
 #include "tools/corvanectl/platform/LibraryLog.h"
+#include "tools/corvanectl/platform/Workers.h"
 
 #include <corvane/ConfigManager.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <map>
-#include <sstream>
 #include <utility>
 
 #include <cutils/trace.h>
@@ -20,7 +20,7 @@ namespace {
 /** The library on a platform whose nodes nobody else sees. */
 class Trial {
 public:
-    Trial(Platform const& described, PlatformConfigs::PathLookup const& listPlace)
+    Trial(Platform const& described, PathLookup const& listPlace)
         : platform(described), configs(described, BoxLookup(), listPlace)
     {
         for (QosEntry const& entry : platform.qos) {
@@ -60,7 +60,7 @@ private:
         std::uint64_t const before = std::exchange(atrace_enabled_tags, 0);
     };
 
-    PlatformConfigs::PathLookup BoxLookup()
+    PathLookup BoxLookup()
     {
         return [this](std::string const& node) { return box.AddNode(node); };
     }
@@ -129,8 +129,7 @@ private:
 
     std::vector<NodeWrite> TakeWrites()
     {
-        std::ostringstream nowhere;
-        static_cast<void>(manager.TaskDump(false, nowhere)); // each worker answers when it has done all before
+        WaitForWorkers(manager);
         std::vector<NodeWrite> writes = box.TakeWrites();
         for (NodeWrite const& write : writes) {
             written[write.node].insert(write.bytes);
@@ -151,7 +150,7 @@ private:
 
 } // namespace
 
-std::vector<BaseNode> BaseState(Platform const& platform, PlatformConfigs::PathLookup const& listPlace)
+std::vector<BaseNode> BaseState(Platform const& platform, PathLookup const& listPlace)
 {
     Trial trial(platform, listPlace);
     trial.AskAll(false);
@@ -167,7 +166,7 @@ std::vector<BaseNode> BaseState(Platform const& platform, PlatformConfigs::PathL
     return nodes;
 }
 
-std::vector<NodeDomain> NodeDomains(Platform const& platform, PlatformConfigs::PathLookup const& listPlace)
+std::vector<NodeDomain> NodeDomains(Platform const& platform, PathLookup const& listPlace)
 {
     Trial trial(platform, listPlace);
     trial.AskAll(true);

@@ -22,7 +22,7 @@ struct BaseNode {
  * The base of every node, in the order of the file. Nodes that hold no particular value at the base are left out, such
  * as the target ratio of a closed memory-latency governor, and those of a resource that does not fit the device.
  */
-std::vector<BaseNode> BaseState(Platform const& platform, PlatformConfigs::PathLookup const& listPlace);
+std::vector<BaseNode> BaseState(Platform const& platform, PathLookup const& listPlace);
 
 /** What one node may hold. */
 struct NodeDomain {
@@ -32,4 +32,4 @@ struct NodeDomain {
 };
 
 /** Of every node that the library writes on this platform, the thread binder's last. */
-std::vector<NodeDomain> NodeDomains(Platform const& platform, PlatformConfigs::PathLookup const& listPlace);
+std::vector<NodeDomain> NodeDomains(Platform const& platform, PathLookup const& listPlace);

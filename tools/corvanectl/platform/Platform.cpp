@@ -6,6 +6,7 @@
 #include "resource/ResourceManager.h"
 #include "tools/corvanectl/platform/Findings.h"
 #include "tools/corvanectl/platform/LibraryLog.h"
+#include "tools/corvanectl/platform/PlatformConfigs.h"
 
 #include <algorithm>
 #include <set>
@@ -17,12 +18,10 @@ std::vector<std::size_t> SelectedGroups(QosEntry const& entry, PerfConfigControl
     for (std::size_t i = 0; i < numbered.size(); ++i) {
         numbered[i].name = std::to_string(i);
     }
-    PerfQosConfig config(entry.name, std::move(numbered));
-    if (KindOf(entry) != ResourceKind::EAS) {
-        config.GetGroupConfigByChipType(0, control);
-    }
+    auto const config = MakeRecord(entry, std::move(numbered), AsWritten, AsWritten);
+    config->GetGroupConfigByChipType(0, control);
     std::vector<std::size_t> selected;
-    for (PerfGroupConfig const& group : config.groupConfigs) {
+    for (PerfGroupConfig const& group : config->groupConfigs) {
         selected.push_back(std::stoul(group.name));
     }
     return selected;
@@ -100,7 +99,8 @@ std::vector<PlatformNode> NodesOf(Platform const& platform)
         }
     }
     if (!platform.threadBinderNode.empty()) {
-        nodes.push_back({platform.threadBinderNode, "probe.threadBinderNode", platform.qos.size()});
+        nodes.push_back(
+            {platform.threadBinderNode, "probe.threadBinderNode", platform.qos.size(), 0, 0, 0, false, true});
     }
     return nodes;
 }
@@ -117,7 +117,7 @@ std::vector<PlatformNode> WrittenNodesOf(Platform const& platform)
     }
     std::vector<PlatformNode> nodes = NodesOf(platform);
     auto const isUnwritten = [&](PlatformNode const& node) {
-        return node.resource < written.size() &&
+        return !node.isBinder &&
                std::count(written[node.resource].begin(), written[node.resource].end(), node.position) == 0;
     };
     nodes.erase(std::remove_if(nodes.begin(), nodes.end(), isUnwritten), nodes.end());

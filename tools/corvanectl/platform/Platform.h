@@ -90,11 +90,12 @@ std::string NameOf(Platform const& platform, PerfQosId id);
 struct PlatformNode {
     std::string name;
     std::string path;         ///< where the file names it, as in "qos[2].groups[0].nodes[1]"
-    std::size_t resource;     ///< position in Platform::qos; behind the last one: the thread binder's
+    std::size_t resource;     ///< position in Platform::qos; behind the last one of the thread binder
     std::size_t position = 0; ///< of its group in the file; behind the last one: the global boost's
     unsigned int group = 0;   ///< its id
     std::size_t index = 0;    ///< among the nodes of its group
     bool hasLevels = false;
+    bool isBinder = false; ///< the thread binder's
 };
 
 /** @return whether a ceiling is seen on the node: on the second one of a frequency, else on the first, as a floor is.

@@ -8,8 +8,8 @@
 #include <type_traits>
 #include <utility>
 
-PlatformConfigs::PlatformConfigs(Platform const& described, PathLookup const& place, PathLookup const& listPlace)
-    : platform(described)
+std::unique_ptr<PerfQosConfig> MakeRecord(QosEntry const& entry, std::vector<PerfGroupConfig> groups,
+                                          PathLookup const& place, PathLookup const& listPlace)
 {
     auto const placed = [&](auto const& argument) {
         using Argument = std::decay_t<decltype(argument)>;
@@ -21,14 +21,19 @@ PlatformConfigs::PlatformConfigs(Platform const& described, PathLookup const& pl
             return argument;
         }
     };
+    for (PerfGroupConfig& group : groups) {
+        std::transform(group.nodePathVec.begin(), group.nodePathVec.end(), group.nodePathVec.begin(), place);
+    }
+    return WithRecord(entry, [&](auto record, auto const&... rest) -> std::unique_ptr<PerfQosConfig> {
+        return std::make_unique<typename decltype(record)::Type>(entry.name, std::move(groups), placed(rest)...);
+    });
+}
+
+PlatformConfigs::PlatformConfigs(Platform const& described, PathLookup const& place, PathLookup const& listPlace)
+    : platform(described)
+{
     for (QosEntry const& entry : platform.qos) {
-        std::vector<PerfGroupConfig> groups = entry.groups;
-        for (PerfGroupConfig& group : groups) {
-            std::transform(group.nodePathVec.begin(), group.nodePathVec.end(), group.nodePathVec.begin(), place);
-        }
-        configs.push_back(WithRecord(entry, [&](auto record, auto const&... rest) -> std::unique_ptr<PerfQosConfig> {
-            return std::make_unique<typename decltype(record)::Type>(entry.name, std::move(groups), placed(rest)...);
-        }));
+        configs.push_back(MakeRecord(entry, entry.groups, place, listPlace));
         byId.emplace(entry.id, configs.back().get());
     }
 }

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 /** Paths in a record: of a node that is written, and of one that lists frequencies. */
 struct NodePath {
@@ -42,15 +43,25 @@ template <typename Build> auto WithRecord(QosEntry const& entry, Build const& bu
                  entry.overwriteMaxFreq, entry.freqToBandwidthCoefficient);
 }
 
+/** Says where a node of the file is to be found. */
+using PathLookup = std::function<std::string(std::string const& node)>;
+
+inline std::string AsWritten(std::string const& node)
+{
+    return node;
+}
+
+/** @param listPlace likewise, of the node that lists frequencies. @return the record of a resource with these groups.
+ */
+std::unique_ptr<PerfQosConfig> MakeRecord(QosEntry const& entry, std::vector<PerfGroupConfig> groups,
+                                          PathLookup const& place, PathLookup const& listPlace);
+
 /**
  * The records that the library takes for a platform, fitted to the running device: selected by chip type and revised.
  * Lives as long as the library uses them. The platform must outlive it.
  */
 class PlatformConfigs {
 public:
-    /** Says where a node of the file is to be found. */
-    using PathLookup = std::function<std::string(std::string const& node)>;
-
     PlatformConfigs(Platform const& described, PathLookup const& place) : PlatformConfigs(described, place, place) {}
     /** @param listPlace likewise, of those that list frequencies. */
     PlatformConfigs(Platform const& platform, PathLookup const& place, PathLookup const& listPlace);

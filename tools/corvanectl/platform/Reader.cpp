@@ -40,7 +40,7 @@ PerfGroupConfig ReadGroup(JsonObject& json, QosEntry const& entry)
     auto const chipType = static_cast<ChipTypeAvailableValue>(json.Unsigned("chipType", CHIP_TYPE_ANY));
     PerfGroupConfig group(json.Unsigned("id", 0), name, 0, json.Texts("nodes"), chipType);
     group.clampOutOfRange = json.Bool("clampOutOfRange", false);
-    if (entry.id == PERF_QOS_EAS) {
+    if (FixedKindOf(entry.id) == ResourceKind::EAS) {
         group.boostBase = json.Int("boostBase", entry.easLevels.empty() ? 0 : entry.easLevels.begin()->first);
     } else if (json.Has("levels")) {
         group.level2ValueMap = ReadLevelTexts(json);
@@ -79,15 +79,16 @@ QosEntry ReadQos(JsonObject& json)
     QosEntry entry;
     entry.id = json.Unsigned("id");
     entry.name = json.Text("name");
-    if (entry.id == PERF_QOS_EAS) {
+    ResourceKind const kind = FixedKindOf(entry.id);
+    if (kind == ResourceKind::EAS) {
         ReadEas(json, entry);
-    } else if (entry.id == PERF_QOS_IPA_SUSTAINABLE_POWER) {
+    } else if (kind == ResourceKind::IPA_POWER) {
         entry.socThreshold = json.Int("socThreshold");
         entry.boardThreshold = json.Int("boardThreshold");
     } else {
         ReadFrequencies(json, entry);
     }
-    if (entry.id == PERF_QOS_DDR) {
+    if (kind == ResourceKind::DDR) {
         entry.freqToBandwidthCoefficient = json.Float("freqToBandwidthCoefficient", 0.0f);
     }
     json.Objects("groups", [&](JsonObject& group) { entry.groups.push_back(ReadGroup(group, entry)); });

@@ -49,7 +49,7 @@ Verb AddCheck(CLI::App& app)
     options->platform.AddTo(*verb);
     verb->add_flag("--strict", options->strict, "Let a warning fail, too");
     auto* const device = verb->add_flag("--device", options->device, "Say as well what is wrong with the nodes here");
-    verb->add_option("--root", options->root, "Put this folder before every path")->needs(device);
+    AddRoot(*verb, options->root)->needs(device);
     verb->footer("Example:\n  corvanectl check platforms/sample.json --strict");
     return {verb, [options] { return Check(*options); }};
 }

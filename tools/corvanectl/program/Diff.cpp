@@ -111,7 +111,7 @@ Verb AddDiff(CLI::App& app)
     verb->add_option("SECOND", options->second, "Another one")->required();
     verb->add_option("--script", options->scriptFile, "The commands that both are to take, in a sandbox")->required();
     verb->add_flag("--held", options->held, "Compare what nodes hold over time, not each write");
-    verb->add_option("--chip-type", options->chipType, "Run both as this chip");
+    AddChipType(*verb, options->chipType);
     verb->footer("Example:\n  corvanectl diff platforms/sample.json changed.json --script platforms/tour.txt");
     return {verb, [options] { return Diff(*options); }};
 }

@@ -102,8 +102,8 @@ std::vector<std::string> ExamplesOf(CLI::App const& parser)
 
 void PutManual(CLI::App const& app, std::ostream& out)
 {
-    out << ".TH CORVANECTL 1 \"\" \"libcorvane\" \"User Commands\"\n.SH NAME\ncorvanectl \\- drives libcorvane from a "
-        << "terminal\n.SH SYNOPSIS\n.B corvanectl\n.I VERB\n.RI [ OPTION ...]\n.SH DESCRIPTION\n"
+    out << ".TH CORVANECTL 1 \"\" \"libcorvane\" \"User Commands\"\n.SH NAME\ncorvanectl \\- " << app.get_description()
+        << "\n.SH SYNOPSIS\n.B corvanectl\n.I VERB\n.RI [ OPTION ...]\n.SH DESCRIPTION\n"
         << Roff(DESCRIPTION) << "\n.SH VERBS\n";
     for (CLI::App const* const verb : VerbsOf(app)) {
         PutVerb(*verb, out);

@@ -9,10 +9,20 @@
 
 #include <algorithm>
 
+CLI::Option* AddRoot(CLI::App& verb, std::string& root)
+{
+    return verb.add_option("--root", root, "Put this folder before every path");
+}
+
+void AddChipType(CLI::App& verb, std::optional<unsigned int>& chipType)
+{
+    verb.add_option("--chip-type", chipType, "Run as this chip");
+}
+
 void PlatformInput::AddTo(CLI::App& verb)
 {
     verb.add_option("PLATFORM", file, "The platform file")->required();
-    verb.add_option("--chip-type", chipType, "Run as this chip");
+    AddChipType(verb, chipType);
 }
 
 Platform PlatformInput::Read(std::string const& text, Findings& findings) const

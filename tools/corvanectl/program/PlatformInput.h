@@ -11,6 +11,10 @@
 
 #include <CLI/CLI.hpp>
 
+// Options of several verbs.
+CLI::Option* AddRoot(CLI::App& verb, std::string& root);
+void AddChipType(CLI::App& verb, std::optional<unsigned int>& chipType);
+
 /** The platform that a verb works on, as the command line names it. */
 struct PlatformInput {
     std::string file;

@@ -6,6 +6,7 @@
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/Play.h"
 #include "tools/corvanectl/program/Program.h"
+#include "tools/corvanectl/session/LibraryVoice.h"
 
 #include <memory>
 #include <vector>
@@ -61,10 +62,10 @@ Verb AddRun(CLI::App& app)
     options->platform.AddTo(*verb);
     verb->add_option("--script", options->scriptFile, "Take the commands from this file, not from standard input");
     auto* const sandbox = verb->add_flag("--sandbox", options->sandbox, "Make every node in a temporary folder");
-    verb->add_option("--root", options->root, "Put this folder before every path")->excludes(sandbox);
+    AddRoot(*verb, options->root)->excludes(sandbox);
     verb->add_flag("--keep", options->keep, "Leave real nodes with what they were written last")->excludes(sandbox);
     verb->add_option("--property", options->properties, "Set a system property, KEY=VALUE, before the start");
-    verb->add_option("--log", options->logBits, "Show info (1) and debug (2) lines of the library");
+    verb->add_option("--log", options->logBits, std::string("Show ") + SWITCHED_LINES);
     verb->add_option("--expect", options->expectFile, "Fail unless the writes are those of this record");
     options->AddTo(*verb);
     verb->footer("Example:\n  corvanectl run platforms/sample.json --sandbox --script platforms/tour.txt");

@@ -35,7 +35,7 @@ template <typename Item, typename Matches> void EndAt(Chart::Time now, std::vect
 
 std::string Chart::Owner::Text() const
 {
-    if (pid == 0) {
+    if (pid == EVENTS) {
         return name;
     }
     std::string const text = std::to_string(pid) + " #" + std::to_string(handle);
@@ -76,10 +76,7 @@ void Chart::Begin(PerfTimePoint time, Began const& began)
 
 void Chart::Hold(Held const& held)
 {
-    Span span{now};
-    if (held.duration != 0) {
-        span.until = now + milliseconds(held.duration);
-    }
+    Span const span{now, held.Until(now)};
     Owner const owner{held.name, held.pid, held.handle};
     if (held.what == "mode") {
         modes.push_back({span, owner, held.id});
@@ -117,27 +114,22 @@ template <typename Matches> void Chart::EndThose(Matches const& matches)
 
 void Chart::Release(Released const& released)
 {
-    EndThose([&released](Owner const& owner) {
-        return (!released.pid || *released.pid == owner.pid) && (!released.handle || *released.handle == owner.handle);
-    });
+    EndThose([&released](Owner const& owner) { return released.Covers(owner.pid, owner.handle); });
 }
 
 void Chart::Trigger(Triggered const& triggered)
 {
     Owner const owner{triggered.Text()};
-    EndThose([&owner](Owner const& other) { return other.pid == 0 && other.name == owner.name; });
+    EndThose([&owner](Owner const& other) { return other.pid == EVENTS && other.name == owner.name; });
     if (!triggered.starts) {
         return;
     }
     for (QosCommand const& command : triggered.commands) {
         Time at = now + milliseconds(triggered.delay);
-        for (EventPhase const& phase : command.phases) {
-            Time const until = at + milliseconds(triggered.duration != 0 ? triggered.duration : phase.duration);
+        for (EventPhase const& phase : triggered.PhasesOf(command)) {
+            Time const until = at + milliseconds(phase.duration);
             Claims(command.qosId, phase.groupInfos, {at, until}, owner);
             at = until;
-            if (triggered.duration != 0) {
-                break;
-            }
         }
     }
 }

@@ -24,7 +24,7 @@ public:
     /** Who holds something: a process by its handle, or an event or a probe, which go by their name alone. */
     struct Owner {
         std::string name;
-        int pid = 0;
+        int pid = EVENTS;
         unsigned long long handle = NO_HANDLE;
 
         std::string Text() const;

@@ -4,8 +4,8 @@
 
 #include "tools/corvanectl/story/NodeText.h"
 
-#include <algorithm>
 #include <chrono>
+#include <iterator>
 #include <utility>
 
 #include <pthread.h>
@@ -55,9 +55,9 @@ Trace::Trace(std::ostream& stream) : out(stream)
 
 void Trace::Hear(StoryRecord const& record)
 {
-    record.Match([&](Began const& /* began */) { start = now = record.time; });
-    EndSlicesUntil(record.time);
-    now = std::max(now, record.time);
+    record.Match([&](Began const& /* began */) { start = record.time; });
+    now = record.time;
+    EndSlicesUntil(now);
     record.Match([&](Began const& began) { Begin(began); }, [&](Held const& held) { Hold(held); },
                  [&](Released const& released) { Release(released); },
                  [&](Triggered const& triggered) { Trigger(triggered); },
@@ -133,13 +133,7 @@ void Trace::BeginSlice(std::string const& name, char const* category, nlohmann::
 template <typename Matches> void Trace::EndSlices(Matches const& matches)
 {
     for (auto slice = slices.begin(); slice != slices.end();) {
-        if (matches(slice->second)) {
-            slice->second.end["ts"] = Microseconds(now - start);
-            Put(slice->second.end);
-            slice = slices.erase(slice);
-        } else {
-            ++slice;
-        }
+        slice = matches(slice->second) ? EndSlice(slice, now) : std::next(slice);
     }
 }
 
@@ -147,20 +141,23 @@ template <typename Matches> void Trace::EndSlices(Matches const& matches)
 void Trace::EndSlicesUntil(PerfTimePoint time)
 {
     while (!slices.empty() && slices.begin()->first <= time) {
-        now = std::max(now, slices.begin()->first);
-        auto& end = slices.begin()->second.end;
-        end["ts"] = Microseconds(now - start);
-        Put(end);
-        slices.erase(slices.begin());
+        EndSlice(slices.begin(), slices.begin()->first);
     }
+}
+
+/** @return the slice behind it. */
+Trace::Slices::iterator Trace::EndSlice(Slices::iterator slice, PerfTimePoint time)
+{
+    slice->second.end["ts"] = Microseconds(time - start);
+    Put(slice->second.end);
+    return slices.erase(slice);
 }
 
 void Trace::Hold(Held const& held)
 {
     std::string const name = held.name.empty() ? held.what : held.what + " " + held.name;
-    auto const until = held.duration == 0 ? PerfTimePoint::max() : now + std::chrono::milliseconds(held.duration);
     BeginSlice(name + ", process " + std::to_string(held.pid), held.what.c_str(), held.handle,
-               {{}, held.pid, held.handle}, until);
+               {{}, held.pid, held.handle}, held.Until(now).value_or(PerfTimePoint::max()));
 }
 
 /** What runs already begins anew. */
@@ -169,15 +166,13 @@ void Trace::Trigger(Triggered const& triggered)
     std::string const id = triggered.what + " " + std::to_string(triggered.id);
     EndSlices([&id](Slice const& slice) { return slice.end["id"] == id; });
     if (triggered.starts) {
-        BeginSlice(triggered.Text(), triggered.what.c_str(), id, {{}, 0, NO_HANDLE}, now + triggered.Length());
+        BeginSlice(triggered.Text(), triggered.what.c_str(), id, {{}, EVENTS, NO_HANDLE}, now + triggered.Length());
     }
 }
 
 void Trace::Release(Released const& released)
 {
-    EndSlices([&released](Slice const& slice) {
-        return (!released.pid || *released.pid == slice.pid) && (!released.handle || *released.handle == slice.handle);
-    });
+    EndSlices([&released](Slice const& slice) { return released.Covers(slice.pid, slice.handle); });
     AddInstant(TextOf(released), "p");
 }
 

@@ -31,6 +31,8 @@ private:
         unsigned long long handle;
     };
 
+    using Slices = std::multimap<PerfTimePoint, Slice>;
+
     nlohmann::json Event(char const* phase, std::string const& name);
     void AddInstant(std::string const& name, char const* scope);
     void AddCounter(std::string const& name, long long value);
@@ -42,6 +44,7 @@ private:
                     PerfTimePoint until);
     template <typename Matches> void EndSlices(Matches const& matches);
     void EndSlicesUntil(PerfTimePoint time);
+    Slices::iterator EndSlice(Slices::iterator slice, PerfTimePoint time);
     void Hold(Held const& held);
     void Trigger(Triggered const& triggered);
     void Release(Released const& released);
@@ -49,7 +52,7 @@ private:
     std::ostream& out;
     char const* separator = "\n";
     PerfTimePoint start{};
-    PerfTimePoint now{};                        ///< of the current record
-    std::multimap<PerfTimePoint, Slice> slices; ///< open, by their ends
-    std::map<int, int> threads;                 ///< numbers by id: the system gives others each time
+    PerfTimePoint now{};        ///< of the current record
+    Slices slices;              ///< open, by their ends
+    std::map<int, int> threads; ///< numbers by id: the system gives others each time
 };

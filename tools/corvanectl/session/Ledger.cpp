@@ -22,26 +22,23 @@ std::optional<unsigned long long> Find(std::map<Key, unsigned long long> const& 
 
 void Ledger::Hear(StoryRecord const& record)
 {
-    record.Match([&](Began const& /* began */) { start = askedAt = record.time; },
+    record.Match([&](Began const& /* began */) { start = record.time; },
                  [&](Asked const& asked) {
                      command = asked.line;
-                     askedAt = record.time;
                      result.reset();
                  },
                  [&](Answered const& answered) { result = answered.result; },
-                 [&](Held const& held) { Add(askedAt, held); }, [&](Released const& released) { Remove(released); },
-                 [&](Triggered const& triggered) { Note(askedAt, triggered); },
+                 [&](Held const& held) { Add(record.time, held); }, [&](Released const& released) { Remove(released); },
+                 [&](Triggered const& triggered) { Note(record.time, triggered); },
                  [&](Suspended const& suspended) { Suspend(record.time, suspended); });
 }
 
 void Ledger::Add(PerfTimePoint time, Held const& held)
 {
-    auto const until =
-        held.duration == 0 ? std::nullopt : std::optional(time + std::chrono::milliseconds(held.duration));
     if (entries.size() >= mostEntries) {
         ForgetUntil(time - KEPT_AFTER_THE_END);
     }
-    entries.push_back({held, time, until});
+    entries.push_back({held, time, held.Until(time)});
     last[held.pid] = held.handle;
     if (!held.name.empty()) {
         named[held.name] = held.handle;
@@ -57,12 +54,9 @@ void Ledger::ForgetUntil(PerfTimePoint time)
 
 void Ledger::Remove(Released const& released)
 {
-    auto const isGone = [&released](Entry const& entry) {
-        return (!released.pid || *released.pid == entry.held.pid) &&
-               (!released.handle || *released.handle == entry.held.handle);
-    };
+    auto const isGone = [&released](Entry const& entry) { return released.Covers(entry.held.pid, entry.held.handle); };
     entries.erase(std::remove_if(entries.begin(), entries.end(), isGone), entries.end());
-    if (!released.pid) {
+    if (released.Covers(EVENTS, NO_HANDLE)) {
         triggers.clear();
     }
 }

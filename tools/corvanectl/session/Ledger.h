@@ -62,8 +62,7 @@ private:
     std::size_t mostEntries = 1024; ///< before those that are long over are looked for
     std::vector<Trigger> triggers;
     std::map<PerfQosId, Suspension> suspensions;
-    std::string command;     ///< the current one
-    PerfTimePoint askedAt{}; ///< when it came: the library counts from the call, not from its answer
+    std::string command; ///< the current one
     std::optional<int> result;
     std::map<int, unsigned long long> last;
     std::map<std::string, unsigned long long> named;

@@ -18,15 +18,12 @@ namespace {
 std::atomic<Story*> story{nullptr};
 std::atomic<int> threshold{ANDROID_LOG_WARN};
 
-void PublishLine(int priority, char const* tag, char const* message)
+void PublishLine(int priority, char const* tag, std::string const& line)
 {
     Story* const current = story;
-    if (current == nullptr || priority < threshold) {
-        return;
+    if (current != nullptr && priority >= threshold) {
+        current->Publish(SessionTime::Now(), Logged{priority, tag, line});
     }
-    std::string text = message;
-    text.erase(text.find_last_not_of(" \n") + 1);
-    current->Publish(SessionTime::Now(), Logged{priority, tag, std::move(text)});
 }
 
 } // namespace

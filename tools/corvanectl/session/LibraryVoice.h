@@ -4,6 +4,9 @@
 
 #include "tools/corvanectl/story/Story.h"
 
+/** What the log switch lets through. */
+constexpr char const* SWITCHED_LINES = "info (1) and debug (2) lines of the library";
+
 /**
  * Lets the library's log lines and trace labels into a story while it lives: warnings and errors, and what the log
  * switch lets through. One at a time, made before the library starts threads and gone after they have ended.

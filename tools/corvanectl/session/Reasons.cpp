@@ -8,10 +8,13 @@
 
 namespace {
 
-bool IsThere(Platform const& platform, PerfQosId id)
+std::string WhyNotSuspended(Platform const& platform, PerfQosId id)
 {
+    if (FixedKindOf(id) == ResourceKind::MEM_LAT) {
+        return "memory latency is never suspended";
+    }
     QosEntry const* const entry = FindQos(platform, id);
-    return entry != nullptr && IsBuilt(*entry, platform.control);
+    return entry != nullptr && IsBuilt(*entry, platform.control) ? "" : "not on this platform, left out";
 }
 
 /** Puts what a call asks for to the library once more, a part at a time. */
@@ -150,11 +153,8 @@ std::vector<std::string> ReasonsFor(Session& session, Triggered const& asked, in
     }
     Asking asking(session, PERF_COMMAND_SHORT_START);
     for (QosCommand const& command : asked.commands) {
-        for (EventPhase const& phase : command.phases) {
+        for (EventPhase const& phase : asked.PhasesOf(command)) {
             asking.Part(command.qosId, session.Manager().BuildGroupInfo(phase.groupInfos));
-            if (asked.duration != 0) {
-                break; // the first phase is all there is
-            }
         }
     }
     if (asked.what == "probe" && result == 0) {
@@ -168,10 +168,9 @@ std::vector<std::string> ReasonsFor(Session& session, Suspended const& asked, in
     Platform const& platform = session.GetPlatform();
     std::vector<std::string> reasons;
     for (PerfQosId const id : asked.ids) {
-        if (FixedKindOf(id) == ResourceKind::MEM_LAT) {
-            reasons.push_back(NameOf(platform, id) + ": memory latency is never suspended");
-        } else if (!CanSuspend(platform, id)) {
-            reasons.push_back(NameOf(platform, id) + ": not on this platform, left out");
+        std::string const why = WhyNotSuspended(platform, id);
+        if (!why.empty()) {
+            reasons.push_back(NameOf(platform, id) + ": " + why);
         }
     }
     if (result == 0) {
@@ -182,5 +181,5 @@ std::vector<std::string> ReasonsFor(Session& session, Suspended const& asked, in
 
 bool CanSuspend(Platform const& platform, PerfQosId id)
 {
-    return FixedKindOf(id) != ResourceKind::MEM_LAT && IsThere(platform, id);
+    return WhyNotSuspended(platform, id).empty();
 }

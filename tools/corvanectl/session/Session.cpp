@@ -81,7 +81,7 @@ Began Session::Beginning() const
     began.platform = platform.name;
     for (PlatformNode const& node : NodesOf(platform)) {
         Began::Node begun{node.name, node.resource, "", nodes.Read(node.name).value_or("")};
-        if (node.resource != platform.qos.size()) {
+        if (!node.isBinder) {
             QosEntry const& entry = platform.qos[node.resource];
             begun.resourceName = entry.name;
             begun.id = entry.id;
@@ -93,11 +93,6 @@ Began Session::Beginning() const
         began.nodes.push_back(begun);
     }
     return began;
-}
-
-void Session::Publish(StoryRecord::What what)
-{
-    story.Publish(SessionTime::Now(), std::move(what));
 }
 
 bool Session::End()

@@ -49,7 +49,9 @@ public:
     BlockChart const& GetChart() const { return chart; }
 
     /** Publishes something that happens now. */
-    void Publish(StoryRecord::What what);
+    void Publish(StoryRecord::What what) { PublishOf(SessionTime::Now(), std::move(what)); }
+    /** Publishes what has happened at that time. */
+    void PublishOf(PerfTimePoint when, StoryRecord::What what) { story.Publish(when, std::move(what)); }
 
     /** Waits until every worker has done what it was told so far. */
     void WaitForWorkers();

@@ -2,9 +2,7 @@
 
 #include "tools/corvanectl/session/SessionTime.h"
 
-#include <corvane/ConfigManager.h>
-
-#include <sstream>
+#include "tools/corvanectl/platform/Workers.h"
 
 SessionTime::SessionTime(Kind kind)
 {
@@ -21,9 +19,7 @@ void SessionTime::WaitForWorkers(ConfigManager& manager)
             return;
         }
     }
-    // Each worker answers a dump when it has done everything that was asked of it before.
-    std::ostringstream nowhere;
-    static_cast<void>(manager.TaskDump(false, nowhere)); // fails without workers, and then there is nothing to wait for
+    ::WaitForWorkers(manager);
     if (own) {
         own->Settle();
     }

@@ -11,13 +11,21 @@ std::string Triggered::Text() const
     return (name.empty() ? "" : name + ", ") + what + " " + std::to_string(id);
 }
 
+std::vector<EventPhase> Triggered::PhasesOf(QosCommand const& command) const
+{
+    if (duration == 0 || command.phases.empty()) {
+        return command.phases;
+    }
+    return {{duration, command.phases.front().groupInfos}};
+}
+
 std::chrono::milliseconds Triggered::Length() const
 {
     std::chrono::milliseconds longest(0);
     for (QosCommand const& command : commands) {
-        std::chrono::milliseconds length(duration);
-        for (EventPhase const& phase : command.phases) {
-            length += std::chrono::milliseconds(duration == 0 ? phase.duration : 0);
+        std::chrono::milliseconds length(0);
+        for (EventPhase const& phase : PhasesOf(command)) {
+            length += std::chrono::milliseconds(phase.duration);
         }
         longest = std::max(longest, length);
     }

@@ -57,23 +57,41 @@ struct Held {
     unsigned int id = 0;                  ///< of the scenario or mode
     std::vector<PerfRequestInfo> infos{}; ///< of the request or scenario
     unsigned int duration = 0;            ///< ms; 0: until it is released
+
+    /** @return when it ends by itself, if it does. @param since when the call came. */
+    template <typename Time> std::optional<Time> Until(Time since) const
+    {
+        return duration == 0 ? std::nullopt : std::optional(since + std::chrono::milliseconds(duration));
+    }
 };
 
 /** Something was given back: one handle, all of a process, or without a process all of everybody. */
 struct Released {
     std::optional<int> pid{};
     std::optional<unsigned long long> handle{};
+
+    /** @return whether that is among it. @param holder its process, or EVENTS. */
+    bool Covers(int holder, unsigned long long held) const
+    {
+        return (!pid || *pid == holder) && (!handle || *handle == held);
+    }
 };
+
+/** No process has this id: events and probes go by it where somebody must be named who holds them. */
+constexpr int EVENTS = 0;
 
 /** An event or a probe was started, or stopped. */
 struct Triggered {
     std::string what;
     unsigned int id = 0; ///< of the event, or the thread
     bool starts = true;
-    unsigned int delay = 0;    ///< ms
-    unsigned int duration = 0; ///< ms that first phases last, without any that follow; 0: as they are described
-    std::vector<QosCommand> commands{};
-    std::string name{}; ///< what the platform calls the event, or empty
+    unsigned int delay = 0;             ///< ms
+    unsigned int duration = 0;          ///< ms that were asked for; 0: as the phases are described
+    std::vector<QosCommand> commands{}; ///< as described; whoever follows them asks PhasesOf
+    std::string name{};                 ///< what the platform calls the event, or empty
+
+    /** The phases that one of the commands comes to: with a duration of its own, the first one alone. */
+    std::vector<EventPhase> PhasesOf(QosCommand const& command) const;
 
     /** "event 3", with its name in front if it has one */
     std::string Text() const;
@@ -132,7 +150,7 @@ struct Settled {
     bool binderToo;
 };
 
-/** One record of a story. */
+/** One record of a story. What is held, and what is triggered, has the time of the call: from there it lasts. */
 struct StoryRecord {
     using What = std::variant<Began, Asked, Answered, Held, Released, Triggered, Suspended, Wrote, Strayed, Labelled,
                               Logged, Warned, Output, Marked, Settled>;

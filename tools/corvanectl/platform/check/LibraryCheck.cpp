@@ -124,11 +124,24 @@ private:
         } else if (KindOf(entry) == ResourceKind::UNKNOWN && !entry.groups.empty()) {
             findings.Add(entry.name + ".groups[0].nodes",
                          Count(entry.groups[0].nodePathVec.size(), "node") +
-                             " and no levels fit no kind of resource: 1 is a single value, 2 a frequency");
+                             " and no levels fit no kind of resource: " + KindsByNodes());
         } else {
             Add(entry.name, why);
         }
         return false;
+    }
+
+    /** @return how many nodes make a resource what, without levels. */
+    static std::string KindsByNodes()
+    {
+        std::string text;
+        PerfGroupConfig group(0, "", 0, {""}, CHIP_TYPE_ANY);
+        for (auto kind = SharedKindOf({group}); kind != ResourceKind::UNKNOWN; kind = SharedKindOf({group})) {
+            text += (text.empty() ? "" : ", ") + std::to_string(group.nodePathVec.size()) +
+                    (text.empty() ? " is a " : " a ") + KindName(kind);
+            group.nodePathVec.emplace_back();
+        }
+        return text;
     }
 
     /** @return the field below a resource or a group, and in it the element. */

@@ -2,28 +2,33 @@
 
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
 
+#include "command/CommandWrapper.h"
 #include "group/DdrGroup.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <iterator>
 #include <map>
 #include <set>
 #include <string>
-#include <tuple>
 #include <utility>
 
 namespace {
 
+/** The fields of ProbeBoosts. */
+constexpr char const* PROBE_BOOSTS[] = {"probe.cpuM", "probe.cpuB", "probe.gpu"};
+
 /** The rules of what is legal, and hardly meant. */
 class SenseCheck {
 public:
-    SenseCheck(Platform const& checked, Findings& list) : platform(checked), findings(list) {}
+    SenseCheck(Platform const& checked, Findings& list) : platform(checked), findings(list), nodes(NodesOf(checked)) {}
 
     void Run()
     {
         for (std::size_t i = 0; i < platform.qos.size(); ++i) {
             CheckResource(platform.qos[i], Indexed("qos", i));
+            CheckPathsOf(i);
         }
         for (std::size_t i = 0; i < platform.events.size(); ++i) {
             CheckEvent(platform.events[i], Indexed("events", i) + ".qos");
@@ -36,7 +41,7 @@ public:
             std::for_each(infos.begin(), infos.end(), [](auto& info) { info.qosId = ResourceIdOf(info.qosId); });
             CheckItems(infos, Indexed("hints", i) + ".qos");
         }
-        CheckPath(platform.threadBinderNode, "probe.threadBinderNode");
+        CheckPathsOf(platform.qos.size());
         if (platform.hasProbe) {
             CheckProbe();
         }
@@ -59,12 +64,10 @@ private:
                 findings.Warn(groupPath + ".name",
                               group.name + " is the name of another group, and logs tell them apart by it; rename one");
             }
-            CheckPaths(group.nodePathVec, groupPath + ".nodes");
             if (KindOf(entry) == ResourceKind::FREQUENCY) {
                 CheckOrder(group.nodePathVec, groupPath + ".nodes");
             }
         }
-        CheckPath(entry.globalBoostNode, path + ".globalBoostNode");
         CheckPath(entry.freqListNode, path + ".freqListNode");
         CheckDefaults(entry, path);
         CheckKind(entry, path);
@@ -130,17 +133,17 @@ private:
     {
         ProbeEvent const& probe = platform.probe;
         bool isAny = false;
-        for (auto const& [path, id, boost] : {std::tuple("probe.cpuM", PERF_QOS_CPU_M, probe.cpuM),
-                                              {"probe.cpuB", PERF_QOS_CPU_B, probe.cpuB},
-                                              {"probe.gpu", PERF_QOS_GPU, probe.gpu}}) {
+        auto const* path = std::begin(PROBE_BOOSTS);
+        for (auto const& [id, boost] : ProbeBoosts(probe.cpuM, probe.cpuB, probe.gpu)) {
+            std::string const field = *path++;
             isAny = isAny || boost != 0;
             QosEntry const* const entry = boost == 0 ? nullptr : FindQos(platform, id);
             if (entry != nullptr && IsBuilt(*entry, platform.control)) {
                 auto const group = Revised(*entry, SelectedGroups(*entry, platform.control).front(),
                                            SortedFrequencies(*entry), platform.control.chipType);
-                CheckBoost(path, *entry, group, boost);
+                CheckBoost(field, *entry, group, boost);
             } else if (boost != 0) {
-                findings.Warn(path, "resource " + std::to_string(id) + " is not on this platform: no probe starts");
+                findings.Warn(field, "resource " + std::to_string(id) + " is not on this platform: no probe starts");
             }
         }
         if (!isAny) {
@@ -155,7 +158,7 @@ private:
     }
 
     /** A probe's value goes to the group as it is. */
-    void CheckBoost(char const* path, QosEntry const& entry, PerfGroupConfig const& group, long long boost)
+    void CheckBoost(std::string const& path, QosEntry const& entry, PerfGroupConfig const& group, long long boost)
     {
         bool const openEnded = entry.overwriteMaxFreq && entry.frequencies.empty();
         if (boost < group.availableMin || (boost > group.availableMax && !openEnded)) {
@@ -181,10 +184,13 @@ private:
         }
     }
 
-    void CheckPaths(std::vector<std::string> const& nodes, std::string const& path)
+    /** @param resource position; behind the last one the thread binder's. */
+    void CheckPathsOf(std::size_t resource)
     {
-        for (std::size_t i = 0; i < nodes.size(); ++i) {
-            CheckPath(nodes[i], Indexed(path, i));
+        for (PlatformNode const& node : nodes) {
+            if (node.resource == resource) {
+                CheckPath(node.name, node.path);
+            }
         }
     }
 
@@ -195,15 +201,15 @@ private:
         }
     }
 
-    void CheckOrder(std::vector<std::string> const& nodes, std::string const& path)
+    void CheckOrder(std::vector<std::string> const& pair, std::string const& path)
     {
         auto const says = [](std::string const& node, char const* word) {
             return node.find(word, node.rfind('/') + 1) != std::string::npos;
         };
         bool const isSwapped =
-            nodes.size() == 2 && says(nodes[0], "max") && !says(nodes[0], "min") && says(nodes[1], "min");
+            pair.size() == 2 && says(pair[0], "max") && !says(pair[0], "min") && says(pair[1], "min");
         if (isSwapped) {
-            findings.Warn(path, nodes[0] + " comes first, where the minimum is written; swap the two");
+            findings.Warn(path, pair[0] + " comes first, where the minimum is written; swap the two");
         }
     }
 
@@ -290,6 +296,7 @@ private:
 
     Platform const& platform;
     Findings& findings;
+    std::vector<PlatformNode> const nodes;
     std::set<std::string> names; ///< of resources
 };
 
