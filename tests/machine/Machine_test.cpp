@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
-#include "tests/support/Random.h"
 #include "tests/support/Wait.h"
-#include "tests/world/NaiveFacade.h"
+#include "tests/world/RandomCalls.h"
 
 #include <gtest/gtest.h>
 
@@ -11,8 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fstream>
-#include <iostream>
-#include <optional>
+#include <thread>
 
 #include <android/log.h>
 #include <sys/wait.h>
@@ -119,6 +117,25 @@ std::string NodesWithBig(std::string const& big)
 
 std::string const BASE = NodesWithBig("700000~2600000");
 
+/** What the nodes hold once they have been offered this. @param rounded counts the pairs that they do not hold so. */
+std::string Foreseen(std::map<std::string, std::string> const& asked, bool isLimited, int& rounded)
+{
+    auto const held = [&](std::string const& node, std::string const& base) {
+        auto const found = asked.find(node);
+        return found == asked.end() ? base : found->second;
+    };
+    std::string nodes;
+    for (Policy const* policy : {&LITTLE_POLICY, &BIG_POLICY}) {
+        auto const min = held(policy->Min(), std::to_string(policy->steps.front()));
+        auto const max = held(policy->Max(), std::to_string(policy->steps.back()));
+        auto const inForce = InForce(*policy, std::stoi(min), std::stoi(max), isLimited && policy == &BIG_POLICY);
+        rounded += inForce == min + "~" + max ? 0 : 1;
+        nodes += inForce + " ";
+    }
+    return nodes + held(ZONE + "0/mode", "enabled") + " " + held(ZONE + "1/mode", "enabled") + " " +
+           held(ZONE + "1/policy", "step_wise");
+}
+
 /** A limit may be seen only when a work item of the kernel has run, after the write has returned. */
 testing::AssertionResult Become(std::string const& expected)
 {
@@ -211,163 +228,48 @@ protected:
  * Random calls on the library, on the naive one, and on the firmware. After each the library's dump says the same pairs
  * as the naive one's, and the nodes hold what the kernel makes of them.
  */
-class RandomCalls {
-public:
-    RandomCalls(std::uint64_t seed, PlatformBuilder& built) : random(seed), platform(built)
-    {
-        platform.control.workMode = static_cast<PerfWorkMode>(random.Below(3));
-    }
-
-    /** That many, and then everybody leaves. */
-    void Play(int count)
-    {
-        manager.emplace();
-        ASSERT_EQ(platform.Init(*manager), 0);
-        naive.emplace(platform, PerfTimePoint{std::chrono::hours(1)});
-        for (int i = 0; i < count; ++i) {
-            Next();
-            ASSERT_TRUE(Settle()) << played;
-        }
-        LimitByFirmware(isLimited = false);
-        On([](auto& facade) { return facade.PerfEvent(SUSPEND_EVENT_ID, {0, LITTLE, BIG, POWER, SKIN}, ""); });
-        On([](auto& facade) { return facade.PerfEvent(1, {0}, ""); });
-        for (int const pid : {1, 2}) {
-            On([pid](auto& facade) { return facade.PerfReleaseAll(pid); });
-        }
-        ASSERT_TRUE(Settle()) << played;
-    }
-
-    int comparisons = 0, rounded = 0;
-
-private:
-    /** The same call on both must answer the same. */
-    template <typename Body> void On(Body const& body)
-    {
-        auto const foreseen = body(*naive);
-        EXPECT_EQ(body(*manager), foreseen) << played;
-    }
-
-    static std::string OutcomeText(int result, unsigned long long const& handle)
-    {
-        return std::to_string(result) + " " + std::to_string(handle);
-    }
-
-    PerfRequestInfo Info()
-    {
-        PerfQosId const qosId = random.Pick(resources);
-        Operations operations;
-        for (int i = random.Below(2); i < 2; ++i) {
-            int const value = qosId == LITTLE  ? 500000 + random.Below(1300001)
-                              : qosId == BIG   ? 700000 + random.Below(2000001)
-                              : qosId == POWER ? random.Below(101)
-                                               : random.Below(3);
-            operations.emplace_back(random.Chance(2) ? PERF_OPERATION_BOOST : PERF_OPERATION_LIMIT, value);
-        }
-        return Ask(qosId, operations);
-    }
-
-    void Next()
-    {
-        int const dice = random.Below(20);
-        int const pid = 1 + random.Below(2);
-        auto const id = static_cast<unsigned int>(random.Below(3));
-        auto const tell = [this](auto const&... parts) {
-            std::ostringstream line;
-            ((line << parts << " "), ...);
-            played += line.str() + "\n";
-        };
-        unsigned long long handle = 0;
-        if (dice < 9) {
-            std::vector<PerfRequestInfo> const infos{Info(), Info()};
-            std::array<unsigned int, 4> const durations{0, 0, 60000, 20};
-            unsigned int const duration = random.Pick(durations);
-            tell("request", pid, duration, testing::PrintToString(infos[0].groupInfos[0].operations), infos[0].qosId,
-                 testing::PrintToString(infos[1].groupInfos[0].operations), infos[1].qosId);
-            On([&](auto& facade) { return OutcomeText(facade.PerfRequest(pid, duration, infos, handle), handle); });
-            GoOnBy(duration == 20 ? 20 : 0);
-        } else if (dice < 13 && !naive->held.empty()) {
-            auto held = naive->held.begin();
-            std::advance(held, random.Below(static_cast<int>(naive->held.size())));
-            auto const [which, owner] = std::make_pair(held->first, held->second.pid);
-            tell("release", owner, which);
-            On([which = which, owner = owner](auto& facade) { return facade.PerfRelease(owner, which); });
-        } else if (dice < 15) {
-            tell("mode", pid, id);
-            On([&](auto& facade) { return OutcomeText(facade.PerfSetMode(pid, id, handle), handle); });
-        } else if (dice == 15) {
-            tell("scenario", pid, id % 2);
-            On([&](auto& facade) { return OutcomeText(facade.PerfSetScenario(pid, id % 2, handle), handle); });
-        } else if (dice < 18) {
-            std::vector<unsigned int> const params{dice == 16 ? 1U : 0U, random.Pick(resources), BIG};
-            tell("suspend or resume", testing::PrintToString(params));
-            On([&](auto& facade) { return facade.PerfEvent(SUSPEND_EVENT_ID, params, ""); });
-        } else if (dice == 18) {
-            tell("event", id % 2);
-            On([&](auto& facade) { return facade.PerfEvent(id % 2, {}, ""); });
-            GoOnBy(id % 2 == 0 ? 40 : 0);
-        } else {
-            isLimited = !isLimited;
-            tell("firmware", isLimited);
-            LimitByFirmware(isLimited);
-        }
-    }
-
-    void GoOnBy(int ms)
-    {
-        naive->AdvanceBy(milliseconds(ms));
-        auto const end = std::chrono::steady_clock::now() + milliseconds(ms);
-        WaitUntil([end] { return std::chrono::steady_clock::now() >= end; });
-    }
-
-    testing::AssertionResult Settle()
-    {
-        naive->AdvanceBy(milliseconds(0));
-        for (auto const& write : std::exchange(naive->writes, {})) {
-            asked[write.node] = write.bytes;
-        }
-        // What has ended leaves when its worker looks.
-        std::string said;
-        if (!WaitUntil([&] { return (said = PairsOf(*manager)) == PairsOf(*naive); }, milliseconds(1000))) {
-            return testing::AssertionFailure() << "the library says " << said << ", not " << PairsOf(*naive);
-        }
-        auto const held = [this](std::string const& node, std::string const& base) {
-            auto const found = asked.find(node);
-            return found == asked.end() ? base : found->second;
-        };
-        std::string expected;
-        for (Policy const* policy : {&LITTLE_POLICY, &BIG_POLICY}) {
-            auto const min = held(policy->Min(), std::to_string(policy->steps.front()));
-            auto const max = held(policy->Max(), std::to_string(policy->steps.back()));
-            auto const inForce = InForce(*policy, std::stoi(min), std::stoi(max), isLimited && policy == &BIG_POLICY);
-            expected += inForce + " ";
-            rounded += inForce == min + "~" + max ? 0 : 1;
-            ++comparisons;
-        }
-        return Become(expected + held(ZONE + "0/mode", "enabled") + " " + held(ZONE + "1/mode", "enabled") + " " +
-                      held(ZONE + "1/policy", "step_wise"));
-    }
-
-    Random random;
-    PlatformBuilder& platform;
-    std::optional<ConfigManager> manager;
-    std::optional<NaiveFacade> naive;
-    std::map<std::string, std::string> asked; ///< the last text by node
-    bool isLimited = false;
-    std::string played;
-    std::vector<PerfQosId> const resources{LITTLE, LITTLE, BIG, BIG, POWER, SKIN};
-};
-
 TEST_F(Machine, HoldsWhatIsForeseenThroughRandomCalls)
 {
-    int comparisons = 0, rounded = 0;
+    constexpr int CALLS = 40;
+    constexpr milliseconds LONGER_THAN_WHAT_ENDS(50);
+    int rounded = 0;
     for (std::uint64_t seed = 1; seed <= 4 && !HasFailure(); ++seed) {
-        SCOPED_TRACE(seed);
-        RandomCalls calls(seed, *this);
-        calls.Play(40);
-        comparisons += calls.comparisons;
-        rounded += calls.rounded;
+        Random random(seed);
+        control.workMode = static_cast<PerfWorkMode>(random.Below(3));
+        Start();
+        NaiveFacade naive(*this, PerfTimePoint{std::chrono::hours(1)});
+        RandomCalls<ConfigManager> any(seed, *this, {LITTLE, LITTLE, BIG, BIG, POWER, SKIN});
+        any.durations = {0, 0, 60000, 20};
+        any.dumps = {"--workMode"};
+        std::map<std::string, std::string> asked; // the last text by node
+        bool isLimited = false;
+        std::string played = "seed " + std::to_string(seed) + "\n";
+        auto const call = [&](RandomCalls<ConfigManager>::Call const& one) {
+            played += one.Text() + "\n";
+            EXPECT_EQ(one.onReal(*manager).Text(), one.onNaive(naive).Text()) << played;
+        };
+        for (int i = 0; i <= CALLS && !HasFailure(); ++i) {
+            if (i == CALLS || random.Chance(20)) {
+                isLimited = i < CALLS && !isLimited;
+                LimitByFirmware(isLimited);
+            }
+            if (i == CALLS) { // everybody leaves
+                call(any.NumberedEvent(SUSPEND_EVENT_ID, {0, LITTLE, BIG, POWER, SKIN}));
+                call(any.Reset());
+            } else {
+                call(any.Any(naive));
+            }
+            naive.AdvanceBy(LONGER_THAN_WHAT_ENDS);
+            std::this_thread::sleep_for(LONGER_THAN_WHAT_ENDS);
+            for (NaiveFacade::Write const& write : std::exchange(naive.writes, {})) {
+                asked[write.node] = write.bytes;
+            }
+            // What has ended leaves when its worker looks.
+            EXPECT_TRUE(WaitUntil([&] { return PairsOf(*manager) == PairsOf(naive); }, milliseconds(1000)))
+                << PairsOf(*manager) << " instead of " << PairsOf(naive) << ", after " << played;
+            EXPECT_TRUE(Become(Foreseen(asked, isLimited, rounded))) << played;
+        }
     }
-    std::cout << comparisons << " pairs compared, " << rounded << " of them rounded or limited by the kernel\n";
     EXPECT_GT(rounded, 0);
 }
 

@@ -2,8 +2,8 @@
 
 #include "tests/frontend/PlatformFixture.h"
 
-#include "tests/support/Random.h"
 #include "tests/support/Wait.h"
+#include "tests/world/RandomCalls.h"
 
 #include <algorithm>
 #include <atomic>
@@ -69,25 +69,13 @@ private:
 
 class Storm : public RealTimePlatformTest {
 protected:
+    static constexpr std::uint64_t SEED = 1;
+
     Storm()
     {
-        AddDdr({1000, 9000, 1000, 9000}, 500000.0f);
-        AddIpaPower({1000, 6000, 2000, 6000}, 3000, 2500);
-        AddLevelMap(20, "map", 1, {{0, {"a", "b"}}, {1, {"c", "d"}}, {2, {"e", "f"}}});
-        AddEas();
-        AddEvent(0, CPU_M, {{20, 1500}, {LONGEST_MS, 1600}});
-        AddEvent(0, GPU, {{LONGEST_MS, 60}});
-        AddEvent(1, CPU_B, {{25, 2000}});
-        for (PerfScenarioId id = 0; id < PERF_SCENARIO_ID_COUNT; ++id) {
-            AddScenario(id, {Boost(CPU_M, 1000 + static_cast<int>(id)), Limit(CPU_B, 3000)});
-        }
-        for (int group = 0; group < 8; ++group) {
-            bases["eas/" + std::to_string(group)] = "0";
-        }
-        probe = {1700, 2500, 70, 5, LONGEST_MS, "0F"};
-        options.commandLimits.maxProcessNum = 12;
-        options.commandLimits.maxHandleNumPerProcess = 64;
-        options.commandLimits.maxTotalHandleNum = 400;
+        Furnish(*this, SEED);
+        control.workMode = PERF_WORK_MODE_DEFAULT; // which a reset leads to
+        options.commandLimits = {12, 64, 400, 0, 1};
         sandbox.OnWrite([this](NodeWrite const& write) {
             if (write.node == "binder") {
                 bindings.Take(write.bytes);
@@ -95,16 +83,47 @@ protected:
         });
     }
 
+    /** What the nodes hold while nobody asks for anything, as far as it is written. */
+    std::map<std::string, std::string> Bases()
+    {
+        PlatformBuilder same([](std::string const& name) { return name; });
+        Furnish(same, SEED);
+        same.control.workMode = control.workMode;
+        NaiveFacade naive(same, {});
+        unsigned long long handle = NO_HANDLE;
+        naive.PerfSetMode(PID, PERF_WORK_MODE_BOOST_FIRST, handle);
+        naive.Reset();
+        naive.AdvanceBy(0ms);
+        std::map<std::string, std::string> held;
+        for (NaiveFacade::Write const& write : naive.writes) {
+            held[write.node] = write.bytes;
+        }
+        return held;
+    }
+
     /** Lets every client call whatever comes to its mind. */
     void Blow(std::chrono::milliseconds length, std::uint64_t seed)
     {
         std::atomic<bool> over{false};
         std::vector<std::thread> clients;
-        for (int client = 0; client < CLIENTS; ++client) {
+        for (std::uint64_t client = 0; client < CLIENTS; ++client) {
             clients.emplace_back([&, client] {
-                Client me{Random(seed + static_cast<std::uint64_t>(client)), PID + client};
+                Random random(seed + client);
+                RandomCalls<ConfigManager> any(seed + client, *this, {1, 2, 3, 4, 6, 7, 9, 15, 20, 44, 40});
+                any.dumps = {"--event", "--scenario", "--base_info", "--workMode", "--task", "--limit_history"};
+                any.durations = {LONG, LONG, PERF_DURATION_MIN_MS, LONGEST_MS};
+                std::pair<int, unsigned long long> held[16] = {};
                 while (!over) {
-                    Call(me);
+                    auto& [owner, handle] = random.Pick(held);
+                    auto const call = any.Any(owner, handle);
+                    Outcome const outcome = call.onReal(*manager);
+                    if (outcome.result == 0 && outcome.handle != NO_HANDLE) {
+                        owner = call.pid;
+                        handle = outcome.handle;
+                    }
+                    if (random.Chance(25)) {
+                        CallTheSteps({any.Info(CPU_M), any.Info(PERF_QOS_EAS)});
+                    }
                     ++calls;
                 }
             });
@@ -120,100 +139,16 @@ protected:
         }
     }
 
-    static PerfRequestInfo AnyValue(Random& random)
-    {
-        PerfRequestInfo const values[] = {
-            Ask(CPU_M, {{PERF_OPERATION_BOOST, 300 + random.Below(1000)}, {PERF_OPERATION_LIMIT, 2000}}),
-            Boost(CPU_B, random.Below(5000)),
-            Limit(CPU_B, 3000 + random.Below(1000)),
-            Boost(GPU, random.Below(101), static_cast<unsigned int>(random.Below(2))),
-            Boost(PERF_QOS_DDR, 1000 + random.Below(8000)),
-            Boost(PERF_QOS_IPA_SUSTAINABLE_POWER, 1000 + random.Below(5000)),
-            Boost(20, random.Below(3)),
-            Boost(PERF_QOS_EAS, random.Below(5), static_cast<unsigned int>(random.Below(8)))};
-        return random.Pick(values);
-    }
-
-    struct Client {
-        unsigned int Below(int limit) { return static_cast<unsigned int>(random.Below(limit)); }
-        int Thread() { return 1000 + random.Below(6); }
-        unsigned long long& Handle() { return random.Pick(held); }
-
-        Random random;
-        int pid;
-        std::vector<unsigned long long> held = std::vector<unsigned long long>(16);
-    };
-
-    void Request(Client& by)
-    {
-        static constexpr unsigned int DURATIONS[] = {LONG, LONG, PERF_DURATION_MIN_MS, LONGEST_MS};
-        std::vector<PerfRequestInfo> infos;
-        for (int i = by.random.Below(4); i >= 0; --i) {
-            infos.push_back(AnyValue(by.random));
-        }
-        std::ignore = manager->PerfRequest(by.pid, by.random.Pick(DURATIONS), infos, by.Handle());
-    }
-
-    static void CallTheConsole(ConfigManager& library, Random& random)
-    {
-        static std::string const MODES[] = {"game_mode", "benchmark_mode", "power_saving_mode"};
-        static std::string const DUMPS[] = {"--event",    "--scenario", "--base_info",
-                                            "--workMode", "--task",     "--limit_history"};
-        std::ostringstream out;
-        std::ignore = library.DebugSet(out, "--" + random.Pick(MODES) + (random.Chance(2) ? "_enable" : "_disable"));
-        library.DumpCoreVersion(out);
-        EXPECT_EQ(library.Dump(out, {random.Pick(DUMPS)}), 0);
-    }
-
     /** The steps of the calls change nothing. */
-    static void CallTheSteps(ConfigManager& library, Random& random)
+    void CallTheSteps(std::vector<PerfRequestInfo> const& infos)
     {
-        std::vector<PerfRequestInfo> const infos{AnyValue(random), AnyValue(random)};
-        library.AddSysTraceName(infos);
-        auto request = library.RequestFilter(infos);
+        std::ostringstream out;
+        manager->DumpCoreVersion(out);
+        manager->AddSysTraceName(infos);
+        auto request = manager->RequestFilter(infos);
         PerfQosId invalid = PERF_QOS_ID_COUNT;
-        std::ignore = library.RequestValidate(PERF_COMMAND_LONG_START, request, invalid);
-        library.MergeGroupInfo(library.BuildGroupInfo(infos[0].groupInfos), {});
-    }
-
-    /** Any public operation, requests and releases as often as all others together. */
-    void Call(Client& client)
-    {
-        static constexpr void (*OTHERS[])(ConfigManager&, Client&) = {
-            [](auto& on, auto& by) { // a process has died
-                std::ignore = on.PerfReleaseAll(PID + by.random.Below(CLIENTS));
-            },
-            [](auto& on, auto& by) { std::ignore = on.PerfSetScenario(by.pid, by.Below(7), by.Handle()); },
-            [](auto& on, auto& by) { std::ignore = on.PerfSetMode(by.pid, by.Below(4), by.Handle()); },
-            [](auto& on, auto& by) {
-                std::ignore = on.PerfSetSuspend({by.Below(2), AnyValue(by.random).qosId, CPU_M});
-            },
-            [](auto& on, auto& by) { std::ignore = on.PerfEvent(by.Below(3), {by.Below(3)}, "storm"); },
-            [](auto& on, auto& by) {
-                std::ignore = on.StartEvent(by.Below(3), by.random.Chance(2) ? 0 : PERF_DURATION_MIN_MS);
-            },
-            [](auto& on, auto& by) { on.StopEvent(by.Below(3)); },
-            [](auto& on, auto& by) { std::ignore = on.StartProbe(by.Thread()); },
-            [](auto& on, auto& by) { on.StopProbe(by.Thread()); },
-            [](auto& on, auto& by) { CallTheConsole(on, by.random); },
-            [](auto& on, auto& by) { CallTheSteps(on, by.random); },
-            [](auto& on, auto& by) {
-                std::vector<PerfRequestInfo> const base{{PERF_QOS_EAS_BASE, Boost(PERF_QOS_EAS, 2).groupInfos}};
-                std::ignore = on.PerfRequest(by.pid, LONG, base, by.Handle());
-            },
-            [](auto& on, auto& by) {
-                if (by.random.Chance(16)) {
-                    on.Reset();
-                }
-            },
-        };
-        if (client.random.Chance(2)) {
-            client.random.Pick(OTHERS)(*manager, client);
-        } else if (client.random.Chance(3)) {
-            std::ignore = manager->PerfRelease(client.pid, client.Handle());
-        } else {
-            Request(client);
-        }
+        std::ignore = manager->RequestValidate(PERF_COMMAND_LONG_START, request, invalid);
+        manager->MergeGroupInfo(manager->BuildGroupInfo(infos[0].groupInfos), {});
     }
 
     /** Gives everything back and expects that nothing is left of it. */
@@ -225,12 +160,17 @@ protected:
             resume.push_back(entry.first);
         }
         EXPECT_EQ(manager->PerfSetSuspend(resume), 0);
-        TryRequest(LONG, {{PERF_QOS_EAS_BASE, Boost(PERF_QOS_EAS, 0).groupInfos}});
+        PerfRequestInfo easBases{PERF_QOS_EAS_BASE, {}};
+        for (PerfGroupConfig const& group : qosConfigs[PERF_QOS_EAS]->groupConfigs) {
+            easBases.groupInfos.push_back({group.groupId, {{PERF_OPERATION_BOOST, group.boostBase}}});
+        }
+        EXPECT_EQ(TryRequest(LONG, {easBases}), 0);
         EXPECT_TRUE(WaitUntil([this] { return Dump("--task") == idle; }, 60s)) << Dump("--task");
         EXPECT_EQ(Dump("--workMode"), "\ncurrent mode = 0, modeNum(1) <value, handle>:\n<0,*>\n");
         EXPECT_TRUE(WaitUntil([this] { return bindings.AreOver(); })) << "a reset leaves bindings to their end";
         for (auto const& [node, base] : bases) {
             EXPECT_EQ(sandbox.Read(node), base) << node;
+            EXPECT_LE(sandbox.OpenDescriptors(node), 1) << node;
         }
         for (unsigned int i = 0; i < options.commandLimits.maxTotalHandleNum; ++i) {
             unsigned long long handle = 0;
@@ -238,21 +178,10 @@ protected:
         }
         EXPECT_EQ(TryRequest(LONG, {Boost(GPU, 50)}), -1) << "more handles than there are";
         manager->Reset();
-        EXPECT_LE(sandbox.OpenDescriptors(), static_cast<int>(bases.size()) + 1);
         writes += sandbox.TakeWrites().size();
     }
 
-    std::map<std::string, std::string> bases{{"cpu_m/min", "300"},
-                                             {"cpu_m/max", "2500"},
-                                             {"cpu_b/min", "400"},
-                                             {"cpu_b/max", "4000"},
-                                             {"gpu/floor", "10"},
-                                             {"gpu/power", "20"},
-                                             {"map/0", "c"},
-                                             {"map/1", "d"},
-                                             {"ipa/soc", "enabled"},
-                                             {"eas/global", "0"},
-                                             {"ddr/bandwidth", std::string("\xf4\x01\0\0", 4)}};
+    std::map<std::string, std::string> const bases = Bases();
     Bindings bindings;
     std::string idle;
     std::atomic<unsigned long> calls{0};

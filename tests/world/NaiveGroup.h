@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /**
@@ -22,34 +23,43 @@ public:
         limitBases.Add({NO_HANDLE, PERF_OPERATION_LIMIT, baseCeiling, {}, {}});
     }
 
-    int ShortTermStart(PerfGroupCommand const& command) { return ShortTerm(true, command); }
-    int ShortTermStop(PerfGroupCommand const& command) { return ShortTerm(false, command); }
-    int LongTermStart(PerfGroupCommand const& command) { return LongTerm(true, command); }
-    int LongTermStop(PerfGroupCommand const& command) { return LongTerm(false, command); }
-
-    int BaseSet(PerfGroupCommand const& command)
+    /** Starts or stops what a request asks for, or sets the base. @return -1 if nothing is asked for. */
+    int Do(PerfCommandType type, PerfGroupCommand const& command, PerfTimePoint const& time)
     {
-        if (command.operationValueMap.size() != 1 || command.operationValueMap.count(PERF_OPERATION_BOOST) == 0) {
-            return -1;
+        now = time;
+        bool const isTimed = type == PERF_COMMAND_SHORT_START || type == PERF_COMMAND_SHORT_STOP;
+        if (isTimed && command.endTime <= now) {
+            return 0;
         }
-        return ChangeEach(command, boostBases, limitBases, [](Item item, Side& side) {
-            auto& items = side.items;
-            auto const old = std::find_if(items.begin(), items.end(), IsDefault);
-            bool const current = old == items.begin();
-            items.erase(old);
-            item.handle = NO_HANDLE;
-            items.insert(current ? items.begin() : items.end(), item);
-            side.SortRest();
-            if (items.size() > 1 && items[1].value > items[0].value) {
-                std::rotate(items.begin(), items.begin() + 1, items.end());
-                side.SortRest();
+        if (type == PERF_COMMAND_SHORT_STOP) {
+            waiting.RemoveWaiting(command);
+        }
+        Side& boost = isTimed ? boosts : boostBases;
+        Side& limit = isTimed ? limits : limitBases;
+        auto const before = Outcome(boost, limit);
+        for (auto const& [operation, value] : command.operationValueMap) {
+            Item const item{command.handle, operation, value, command.startTime, command.endTime};
+            Side& side = operation == PERF_OPERATION_BOOST ? boost : limit;
+            if (type == PERF_COMMAND_BASE_SET) {
+                side.ReplaceDefault(item);
+            } else if (type != PERF_COMMAND_SHORT_START && type != PERF_COMMAND_LONG_START) {
+                side.Remove(item);
+            } else if (item.startTime > now) {
+                waiting.Add(item);
+            } else {
+                side.Add(item);
+                if (isTimed) {
+                    side.DropEnded(now);
+                }
             }
-        });
+        }
+        if (before != Outcome(boost, limit)) {
+            isTimed ? Finish() : FinishBases(false);
+        }
+        return command.operationValueMap.empty() ? -1 : 0;
     }
 
-    void UpdateCurrTimePoint(PerfTimePoint const& time) { now = time; }
-
-    int ShortTermTimeOut(PerfTimePoint const& time)
+    void TimeOut(PerfTimePoint const& time)
     {
         now = time;
         auto const before = Outcome(boosts, limits);
@@ -71,23 +81,24 @@ public:
             items.erase(items.begin());
             arrived = !items.empty() && (items[0].endTime <= now || items[0].startTime <= now);
         }
-        return before == Outcome(boosts, limits) ? 0 : Finish();
+        if (before != Outcome(boosts, limits)) {
+            Finish();
+        }
     }
 
-    int SetWorkMode(PerfWorkMode mode)
+    void SetWorkMode(PerfWorkMode mode)
     {
         workMode = mode;
-        return FinishBases(true);
+        FinishBases(true);
     }
 
-    int SetSuspend(bool suspended)
+    void SetSuspend(bool suspended)
     {
         asleep = suspended;
-        actions.push_back(suspended ? "close" : Pair(finalFloor, finalCeiling));
-        return 0;
+        actions.push_back(suspended ? Action{} : Action{{finalFloor, finalCeiling}});
     }
 
-    PerfTimePoint GetNextWakeUpTimePoint() const
+    PerfTimePoint NextWakeUp() const
     {
         PerfTimePoint first{};
         for (PerfTimePoint const time : {boosts.First().endTime, limits.First().endTime, waiting.First().startTime}) {
@@ -98,7 +109,7 @@ public:
 
     std::string Dumped() const
     {
-        return "cpu: " + boostBases.DumpBest("boostBase(") + limitBases.DumpBest("limitBase(") +
+        return boostBases.DumpBest("boostBase(") + limitBases.DumpBest("limitBase(") +
                "effectiveBase: " + Pair(baseFloor, baseCeiling) + " " + boosts.DumpBest("boost(") +
                limits.DumpBest("limit(") + "effective: " + Pair(floor, ceiling) + "\n" +
                boostBases.DumpRest("boostBaseList(") + limitBases.DumpRest("limitBaseList(") +
@@ -109,11 +120,12 @@ public:
     int FinalBoost() const { return finalFloor; }
     int FinalLimit() const { return finalCeiling; }
 
-    std::vector<std::string> actions; ///< "boost~limit" for a write, "close"
+    /** The boost and the limit to be written, or none where the nodes are to be closed. */
+    using Action = std::optional<std::pair<int, int>>;
+    std::vector<Action> actions;
 
 private:
     using Item = PerfGroupQueItem;
-    using Seen = std::pair<std::optional<int>, std::optional<int>>;
 
     static bool IsDefault(Item const& item) { return item.handle == NO_HANDLE; }
     static long long Value(Item const& item) { return item.value; }
@@ -148,15 +160,35 @@ private:
             }
             SortRest();
         }
+        void ReplaceDefault(Item const& item)
+        {
+            auto const old = std::find_if(items.begin(), items.end(), IsDefault);
+            bool const isCurrent = old == items.begin();
+            items.erase(old);
+            items.insert(isCurrent ? items.begin() : items.end(), item);
+            SortRest();
+            if (items.size() > 1 && rank(items[1]) > rank(items[0])) {
+                std::rotate(items.begin(), items.begin() + 1, items.end());
+                SortRest();
+            }
+        }
         void Remove(Item const& gone)
         {
             auto const fits = [&](Item const& item) { return item.handle == gone.handle && item.value == gone.value; };
-            bool const current = First().handle == gone.handle;
-            auto const found = current ? items.begin() : std::find_if(items.begin(), items.end(), fits);
+            bool const isCurrent = First().handle == gone.handle;
+            auto const found = isCurrent ? items.begin() : std::find_if(items.begin(), items.end(), fits);
             if (found != items.end()) {
                 items.erase(found);
                 fewestWaiting = std::min(fewestWaiting, Waiting());
             }
+        }
+        /** The one that waits first goes by its handle alone. */
+        void RemoveWaiting(PerfGroupCommand const& gone)
+        {
+            auto const goes = [&](Item const& item) {
+                return item.handle == gone.handle && (&item == &items[0] || item.startTime == gone.startTime);
+            };
+            items.erase(std::remove_if(items.begin(), items.end(), goes), items.end());
         }
         Item First() const { return items.empty() ? Item{} : items[0]; }
         std::optional<int> Best() const { return items.empty() ? std::nullopt : std::optional(items[0].value); }
@@ -170,7 +202,7 @@ private:
         }
         std::string DumpRest(char const* label) const
         {
-            std::string text = label + std::to_string(std::max<std::size_t>(items.size(), 1) - 1) + ") ";
+            std::string text = label + std::to_string(Waiting()) + ") ";
             for (std::size_t i = 1; i < items.size(); ++i) {
                 text += Shown(items[i], ":") + " ";
             }
@@ -178,94 +210,39 @@ private:
         }
     };
 
-    int ShortTerm(bool starts, PerfGroupCommand const& command)
-    {
-        if (command.handle >= INVALID_HANDLE || command.endTime < command.startTime) {
-            return -1;
-        }
-        if (command.endTime <= now) {
-            return 0;
-        }
-        if (!starts) { // the one that waits first goes by its handle alone
-            auto& items = waiting.items;
-            auto const goes = [&](Item const& item) {
-                return item.handle == command.handle && (&item == &items[0] || item.startTime == command.startTime);
-            };
-            items.erase(std::remove_if(items.begin(), items.end(), goes), items.end());
-        }
-        return ChangeEach(command, boosts, limits, [&](Item const& item, Side& side) {
-            if (!starts) {
-                side.Remove(item);
-            } else if (item.startTime > now) {
-                waiting.Add(item);
-            } else {
-                side.Add(item);
-                side.DropEnded(now);
-            }
-        });
-    }
-
-    int LongTerm(bool starts, PerfGroupCommand const& command)
-    {
-        if (command.handle >= INVALID_HANDLE) {
-            return -1;
-        }
-        return ChangeEach(command, boostBases, limitBases,
-                          [&](Item const& item, Side& side) { starts ? side.Add(item) : side.Remove(item); });
-    }
-
     static std::string Pair(int left, int right) { return std::to_string(left) + "~" + std::to_string(right); }
 
-    static Seen Outcome(Side const& boost, Side const& limit) { return {boost.Best(), limit.Best()}; }
-
-    /** Changes the sides value by value and goes on where the value of either one's current item has changed. */
-    template <typename Step> int ChangeEach(PerfGroupCommand const& command, Side& boost, Side& limit, Step const& step)
+    /** Where this changes, there is something to be done. */
+    static std::pair<std::optional<int>, std::optional<int>> Outcome(Side const& boost, Side const& limit)
     {
-        if (command.operationValueMap.empty() || command.operationValueMap.size() > 2) {
-            return -1;
-        }
-        auto const before = Outcome(boost, limit);
-        for (auto const& [type, value] : command.operationValueMap) {
-            step(Item{command.handle, type, value, command.startTime, command.endTime},
-                 type == PERF_OPERATION_BOOST ? boost : limit);
-        }
-        if (before == Outcome(boost, limit)) {
-            return 0;
-        }
-        return &boost == &boosts ? Finish() : FinishBases(false);
+        return {boost.Best(), limit.Best()};
     }
 
-    int FinishBases(bool evenIfUnchanged)
+    void FinishBases(bool evenIfUnchanged)
     {
         int const boost = boostBases.First().value;
         int const limit = limitBases.First().value;
-        bool const conflict = boost > limit;
-        if (conflict && workMode > 2) {
-            return -1;
+        auto const before = std::pair(baseFloor, baseCeiling);
+        baseFloor = boost > limit && workMode != 1 ? limit : boost;
+        baseCeiling = boost > limit && workMode == 1 ? boost : limit;
+        if (evenIfUnchanged || before != std::pair(baseFloor, baseCeiling)) {
+            Finish();
         }
-        auto const before = std::make_pair(baseFloor, baseCeiling);
-        baseFloor = conflict && workMode != 1 ? limit : boost;
-        baseCeiling = conflict && workMode == 1 ? boost : limit;
-        return evenIfUnchanged || before != std::make_pair(baseFloor, baseCeiling) ? Finish() : 0;
     }
 
-    int Finish()
+    void Finish()
     {
-        bool const known = workMode <= 2;
         bool const boosted = !boosts.items.empty();
         bool const limited = !limits.items.empty();
-        if (known) {
-            floor = boosted ? std::max(baseFloor, boosts.First().value) : baseFloor;
-            ceiling = workMode != 2 && limited ? std::max(baseCeiling, limits.First().value) : baseCeiling;
-            bool const lonely = workMode == 0 && limited && limitBases.items.size() == 1;
-            ceiling = lonely || (workMode != 2 && boosted && !limited) ? highest : ceiling;
+        floor = boosted ? std::max(baseFloor, boosts.First().value) : baseFloor;
+        ceiling = workMode != 2 && limited ? std::max(baseCeiling, limits.First().value) : baseCeiling;
+        bool const lonely = workMode == 0 && limited && limitBases.items.size() == 1;
+        ceiling = lonely || (workMode != 2 && boosted && !limited) ? highest : ceiling;
+        finalFloor = workMode == 2 ? std::min(floor, ceiling) : floor;
+        finalCeiling = workMode == 2 ? ceiling : std::max(floor, ceiling);
+        if (!asleep) {
+            actions.emplace_back(std::pair(finalFloor, finalCeiling));
         }
-        finalFloor = known && workMode == 2 ? std::min(floor, ceiling) : floor;
-        finalCeiling = known && workMode != 2 ? std::max(floor, ceiling) : ceiling;
-        if (known && !asleep) {
-            actions.push_back(Pair(finalFloor, finalCeiling));
-        }
-        return known ? 0 : -1;
     }
 
     PerfTimePoint now{};
