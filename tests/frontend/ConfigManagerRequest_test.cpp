@@ -4,8 +4,6 @@
 
 #include "tests/support/TraceCapture.h"
 
-#include <ctime>
-
 namespace {
 
 using ConfigManagerRequestTest = PlatformTest;
@@ -14,78 +12,57 @@ std::string const REFUSED = "D PF_CFG_MGR PerfRequest: RequestValidate failed, p
 
 TEST_F(ConfigManagerRequestTest, RefusedRequestsSayWhyAndLeaveNothingBehind)
 {
-    struct Row {
-        unsigned int ms;
-        std::vector<PerfRequestInfo> infos;
-        int pid;
-        Strings lines;
-    };
     std::string const cfg = "E PF_CFG_MGR RequestValidate: RequestValidate failed for qos id ";
     std::string const res = "E PF_RES RequestValidate: [cpu_m] GroupValidate failed!";
     std::string const group = "E PF_RES GroupValidate: [cpu_m] GroupValueValidate failed for group 0";
     std::string const value = "E PF_GROUP GroupValueValidate: [cpu_m] ";
     std::string const range = "D PF_GROUP OperationValueValidate: [cpu_m] operation value";
     Strings const invalid{cfg + "1", REFUSED + "48"};
-    Strings const base{"E PF_CFG_MGR PreHandleEasBaseCommand: invalid set base command!",
-                       "E PF_CFG_MGR PerfRequest: PreHandleEasBaseCommand failed"};
     std::vector<PerfRequestInfo> const good{Boost(CPU_M, 1500)};
     PerfRequestInfo const easBase = Boost(PERF_QOS_EAS_BASE, 1);
-    Row const rows[] = {
-        {19, good, PID, {"E PF_CFG_MGR PerfRequest: duration(19) out of range(20, 60000)"}},
-        {60001, good, PID, {"E PF_CFG_MGR PerfRequest: duration(60001) out of range(20, 60000)"}},
-        {LONG, {}, PID, {REFUSED + "48"}},
-        {100, {{CPU_M, {{0, {}}}}, {GPU, {}}}, PID, {REFUSED + "48"}},
-        {100,
-         {Boost(CPU_M, 1500, 1)},
-         PID,
-         Join({{"E PF_RES GroupValidate: [cpu_m] invalid group id: 1", res}, invalid})},
-        {100,
-         {Boost(CPU_M, 1500), Boost(CPU_M, 1500, 1)},
-         PID,
-         Join({{"E PF_RES RequestValidate: [cpu_m] invalid group num: 2"}, invalid})},
-        {100,
-         {Boost(CPU_M, 299)},
-         PID,
-         Join({{range + "(299) less than avl min(300)", value + "invalid operation value: 299", group, res}, invalid})},
-        {LONG,
-         {Limit(CPU_M, 3001)},
-         PID,
-         Join({{range + "(3001) larger than avl max(3000)", value + "invalid operation value: 3001", group, res},
-               invalid})},
-        {LONG,
-         {Ask(CPU_M, {{PERF_OPERATION_BOOST, 1500}, {PERF_OPERATION_LIMIT, 1499}})},
-         PID,
-         Join({{value + "boost value 1500 larger than limit value 1499", group, res}, invalid})},
-        {LONG,
-         {Ask(CPU_M, {{static_cast<PerfOperationType>(2), 1500}})},
-         PID,
-         Join({{"E PF_GROUP CheckOperationType: [cpu_m] invalid operation type: 2", value + "CheckOperationType failed",
-                group, res},
-               invalid})},
-        // A bad part refuses the whole, and the last resource that the platform lacks is named.
-        {LONG,
-         {Boost(GPU, 30), Boost(CPU_M, 1500, 1), Boost(0, 1)},
-         PID,
-         {"D PF_CFG_MGR RequestValidate: resource ptr is NULL for qos id 0",
-          "E PF_RES GroupValidate: [cpu_m] invalid group id: 1", res, cfg + "1", REFUSED + "0"}},
-        {100, {easBase}, PID, base},
-        {LONG, {easBase, Boost(CPU_M, 1500)}, PID, base},
-        {LONG,
-         good,
-         0,
-         {"E PF_CMD_MGR RequestHandle: invalid pid: 0", "E PF_CFG_MGR PerfRequest: RequestHandle failed for pid 0"}},
-        {100,
-         good,
-         -5,
-         {"E PF_CMD_MGR RequestHandle: invalid pid: -5", "E PF_CFG_MGR PerfRequest: RequestHandle failed for pid -5"}},
-    };
     options.commandLimits.maxTotalHandleNum = 3;
     LogCapture log;
     StartVerbose(log);
-    for (Row const& row : rows) {
+    auto const refuses = [&](unsigned int ms, std::vector<PerfRequestInfo> const& infos, Strings const& lines,
+                             int pid = PID) {
         log.Clear();
-        EXPECT_EQ(TryRequest(row.ms, row.infos, row.pid), -1);
-        EXPECT_EQ(log.Lines(), row.lines);
+        EXPECT_EQ(TryRequest(ms, infos, pid), -1);
+        EXPECT_EQ(log.Lines(), lines);
+    };
+    refuses(19, good, {"E PF_CFG_MGR PerfRequest: duration(19) out of range(20, 60000)"});
+    refuses(60001, good, {"E PF_CFG_MGR PerfRequest: duration(60001) out of range(20, 60000)"});
+    refuses(LONG, {}, {REFUSED + "48"});
+    refuses(100, {{CPU_M, {{0, {}}}}, {GPU, {}}}, {REFUSED + "48"});
+    refuses(100, {Boost(CPU_M, 1500, 1)},
+            Join({{"E PF_RES GroupValidate: [cpu_m] invalid group id: 1", res}, invalid}));
+    refuses(100, {Boost(CPU_M, 1500), Boost(CPU_M, 1500, 1)},
+            Join({{"E PF_RES RequestValidate: [cpu_m] invalid group num: 2"}, invalid}));
+    refuses(
+        100, {Boost(CPU_M, 299)},
+        Join({{range + "(299) less than avl min(300)", value + "invalid operation value: 299", group, res}, invalid}));
+    refuses(LONG, {Limit(CPU_M, 3001)},
+            Join({{range + "(3001) larger than avl max(3000)", value + "invalid operation value: 3001", group, res},
+                  invalid}));
+    refuses(LONG, {Ask(CPU_M, {{PERF_OPERATION_BOOST, 1500}, {PERF_OPERATION_LIMIT, 1499}})},
+            Join({{value + "boost value 1500 larger than limit value 1499", group, res}, invalid}));
+    refuses(LONG, {Ask(CPU_M, {{static_cast<PerfOperationType>(2), 1500}})},
+            Join({{"E PF_GROUP CheckOperationType: [cpu_m] invalid operation type: 2",
+                   value + "CheckOperationType failed", group, res},
+                  invalid}));
+    // A bad part refuses the whole, and the last resource that the platform lacks is named.
+    refuses(LONG, {Boost(GPU, 30), Boost(CPU_M, 1500, 1), Boost(0, 1)},
+            {"D PF_CFG_MGR RequestValidate: resource ptr is NULL for qos id 0",
+             "E PF_RES GroupValidate: [cpu_m] invalid group id: 1", res, cfg + "1", REFUSED + "0"});
+    Strings const base{"E PF_CFG_MGR PreHandleEasBaseCommand: invalid set base command!",
+                       "E PF_CFG_MGR PerfRequest: PreHandleEasBaseCommand failed"};
+    refuses(100, {easBase}, base);
+    refuses(LONG, {easBase, Boost(CPU_M, 1500)}, base);
+    for (int const pid : {0, -5}) {
+        std::string const shown = std::to_string(pid);
+        refuses(100, good,
+                {"E PF_CMD_MGR RequestHandle: invalid pid: " + shown,
+                 "E PF_CFG_MGR PerfRequest: RequestHandle failed for pid " + shown},
+                pid);
     }
     EXPECT_EQ(Wrote(), Strings{});
 
