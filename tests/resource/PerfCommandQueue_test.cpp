@@ -2,171 +2,130 @@
 
 #include "resource/PerfCommandQueue.h"
 
+#include "resource/PerfResource.h"
+#include "sandbox/VirtualTime.h"
 #include "tests/group/GroupFixture.h"
 #include "tests/support/Random.h"
 
-#include <optional>
-
 namespace {
 
-/**
- * Two groups with one node each: one applies every command that waits, the other what a compaction leaves of them.
- * In the default mode a short-term limit counts according to the long-term ones that stood when something last changed,
- * so that its values hang on what came to nothing, too: there no long-term limits are played.
- */
-class Compacted {
+/** Without a worker; its node stands in a list. */
+class RecordingResource : public PerfResource {
 public:
-    explicit Compacted(unsigned int seed) : random(seed), defaultMode(seed % 2 == 0)
+    RecordingResource() : PerfResource({5, "res", PERF_WORK_MODE_LIMIT_FIRST})
     {
-        Fill(Below(30));
-        for (; !queue.IsEmpty();) { // what was applied before the flood
-            PerfCommand const command = queue.Pop();
-            Apply(whole, command);
-            Apply(compacted, command);
-        }
-        Fill(5 + Below(120));
+        PerfQosConfig config(name, {Range(0, 10, 3, 7)});
+        EXPECT_EQ(InitResource(config), 0);
     }
+    int InitGroups(PerfQosConfig& config) override { return BuildGroups<RecordingGroup>(config) == nullptr ? 0 : -1; }
 
-    /** Applies both; now a few commands may have ended. */
-    void Drain()
+    void Apply(PerfCommandQueue commands)
     {
-        now = At(Below(30));
-        PerfCommandQueue copy = queue;
-        left = queue.Compact(now).size();
-        size = queue.Size();
-        while (!copy.IsEmpty()) {
-            Apply(whole, copy.Pop());
-        }
-        while (!queue.IsEmpty()) {
-            Apply(compacted, queue.Pop());
+        while (!commands.IsEmpty()) {
+            CommandDispath(commands.Pop());
         }
     }
-
-    void TimeOut(PerfTimePoint const& time)
+    std::string Node() const
     {
-        whole.ShortTermTimeOut(time);
-        compacted.ShortTermTimeOut(time);
-    }
-
-    static std::string Node(RecordingGroup const& group)
-    {
+        Strings const& actions = static_cast<RecordingGroup const&>(*groups[0]).actions;
         auto const isWrite = [](std::string const& action) { return action != "close"; };
-        auto const last = std::find_if(group.actions.rbegin(), group.actions.rend(), isWrite);
-        return last == group.actions.rend() ? "3~7" : *last; // the base, before anybody asked
+        auto const last = std::find_if(actions.rbegin(), actions.rend(), isWrite);
+        return last == actions.rend() ? "3~7" : *last; // the base, before anybody asked
     }
+};
 
-    RecordingGroup whole{Range(0, 10, 3, 7), PERF_WORK_MODE_LIMIT_FIRST};
-    RecordingGroup compacted{Range(0, 10, 3, 7), PERF_WORK_MODE_LIMIT_FIRST};
-    std::size_t left = 0;
-    std::size_t size = 0;
-    std::vector<std::shared_ptr<PerfCommandItem>> outstanding;
+/** Draws commands that begin now. */
+class Flood {
+public:
+    /**
+     * @param limits whether there are long-term limits. In the default mode a short-term limit counts according to
+     * those that stood when something last changed, so that its values hang on what came to nothing, too.
+     */
+    Flood(Random& its, bool limits, PerfTimePoint const& time) : random(its), hasLongLimits(limits), now(time) {}
 
-private:
-    int Below(int bound) { return random.Below(bound); }
-
-    void Fill(int count)
+    PerfCommandQueue Draw(int count)
     {
+        PerfCommandQueue queue;
         for (int i = 0; i < count; ++i) {
             queue.Push(AnyCommand());
         }
+        return queue;
     }
 
+private:
     PerfCommand AnyCommand()
     {
-        int const dice = Below(20);
+        int const dice = random.Below(20);
+        if (dice < 14 && (dice < 8 || !outstanding.empty())) {
+            return dice < 8 ? Start() : Stop();
+        }
         auto item = std::make_shared<PerfCommandItem>();
-        if (dice < 8) {
-            bool const isLong = Below(2) == 0;
-            item->handle = ++handle;
-            item->startTime = At(0);
-            item->endTime = isLong ? PerfTimePoint{} : At(1 + Below(40));
-            item->groupInfo[0] = Below(2) == 0 || (isLong && defaultMode) ? Boost(Below(11)) : Limit(Below(11));
-            if (!outstanding.empty() && Below(6) == 0) { // started once more, and to be stopped once more
-                item = random.Pick(outstanding);
-            }
-            outstanding.push_back(item);
-            return {item->endTime == PerfTimePoint{} ? PERF_COMMAND_LONG_START : PERF_COMMAND_SHORT_START, item};
-        }
-        if (dice < 14 && !outstanding.empty()) {
-            auto const at = outstanding.begin() + Below(static_cast<int>(outstanding.size()));
-            item = *at;
-            outstanding.erase(at);
-            return {item->endTime == PerfTimePoint{} ? PERF_COMMAND_LONG_STOP : PERF_COMMAND_SHORT_STOP, item};
-        }
         if (dice < 16) {
-            return {Below(2) == 0 ? PERF_COMMAND_SUSPEND_ON : PERF_COMMAND_SUSPEND_OFF, item};
+            return {random.Chance(2) ? PERF_COMMAND_SUSPEND_ON : PERF_COMMAND_SUSPEND_OFF, item};
         }
         if (dice < 18) {
-            item->workMode = static_cast<PerfWorkMode>(defaultMode ? Below(3) : 1 + Below(2));
+            item->workMode = static_cast<PerfWorkMode>(hasLongLimits ? 1 + random.Below(2) : random.Below(3));
             return {PERF_COMMAND_MODE_START, item};
         }
         item->handle = NO_HANDLE;
-        item->groupInfo[0] = Boost(Below(11));
+        item->groupInfo[0] = Boost(random.Below(11));
         return {PERF_COMMAND_BASE_SET, item};
     }
 
-    void Apply(RecordingGroup& group, PerfCommand const& command)
+    PerfCommand Start()
     {
-        PerfCommandItem const& item = *command.cmdItem;
-        auto const values = item.groupInfo.find(0);
-        PerfGroupCommand const given{item.handle, item.startTime, item.endTime,
-                                     values == item.groupInfo.end() ? Values{} : values->second};
-        group.UpdateCurrTimePoint(now);
-        switch (command.cmdType) {
-        case PERF_COMMAND_SHORT_START:
-            group.ShortTermStart(given);
-            break;
-        case PERF_COMMAND_SHORT_STOP:
-            group.ShortTermStop(given);
-            break;
-        case PERF_COMMAND_LONG_START:
-            group.LongTermStart(given);
-            break;
-        case PERF_COMMAND_LONG_STOP:
-            group.LongTermStop(given);
-            break;
-        case PERF_COMMAND_MODE_START:
-            group.SetWorkMode(item.workMode);
-            break;
-        case PERF_COMMAND_BASE_SET:
-            group.BaseSet(given);
-            break;
-        default:
-            SetSuspend(group, command.cmdType == PERF_COMMAND_SUSPEND_ON);
+        auto item = std::make_shared<PerfCommandItem>();
+        bool const isLong = random.Chance(2);
+        item->handle = ++handle;
+        item->startTime = now;
+        item->endTime = isLong ? PerfTimePoint{} : now + std::chrono::milliseconds(1 + random.Below(40));
+        bool const isBoost = random.Chance(2) || (isLong && !hasLongLimits);
+        item->groupInfo[0] = isBoost ? Boost(random.Below(11)) : Limit(random.Below(11));
+        if (!outstanding.empty() && random.Chance(6)) { // started once more, and to be stopped once more
+            item = random.Pick(outstanding);
         }
+        outstanding.push_back(item);
+        return {item->endTime == PerfTimePoint{} ? PERF_COMMAND_LONG_START : PERF_COMMAND_SHORT_START, item};
     }
 
-    /** A resource passes on only what changes. */
-    void SetSuspend(RecordingGroup& group, bool suspended)
+    PerfCommand Stop()
     {
-        bool& present = &group == &whole ? wholeSuspended : compactedSuspended;
-        if (present != suspended) {
-            present = suspended;
-            group.SetSuspend(suspended);
-        }
+        std::swap(random.Pick(outstanding), outstanding.back());
+        auto const item = outstanding.back();
+        outstanding.pop_back();
+        return {item->endTime == PerfTimePoint{} ? PERF_COMMAND_LONG_STOP : PERF_COMMAND_SHORT_STOP, item};
     }
 
-    Random random;
-    bool const defaultMode;
-    PerfCommandQueue queue;
-    PerfTimePoint now = At(0);
+    Random& random;
+    bool const hasLongLimits;
+    PerfTimePoint const now;
     unsigned long long handle = 0;
-    bool wholeSuspended = false;
-    bool compactedSuspended = false;
+    std::vector<std::shared_ptr<PerfCommandItem>> outstanding;
 };
 
 TEST(PerfCommandQueue, ACompactedQueueLeavesTheNodeWithWhatTheWholeOneWouldHaveLeft)
 {
+    VirtualTime time;
     std::size_t left = 0;
     for (unsigned int seed = 1; seed <= 4000; ++seed) {
         SCOPED_TRACE(seed);
-        Compacted flood(seed);
-        flood.Drain();
-        left += flood.left;
-        ASSERT_EQ(Compacted::Node(flood.whole), Compacted::Node(flood.compacted));
+        Random random(seed);
+        Flood flood(random, seed % 2 != 0, time.Now());
+        RecordingResource whole;
+        RecordingResource compacted;
+        PerfCommandQueue const before = flood.Draw(random.Below(30));
+        PerfCommandQueue queue = flood.Draw(5 + random.Below(120));
+        whole.Apply(before);
+        compacted.Apply(before);
+        time.AdvanceBy(std::chrono::milliseconds(random.Below(30))); // now a few commands may have ended
+        whole.Apply(queue);
+        left += queue.Compact(time.Now()).size();
+        compacted.Apply(queue);
         for (int ms = 0; ms < 50; ms += 3) {
-            flood.TimeOut(At(ms));
-            ASSERT_EQ(Compacted::Node(flood.whole), Compacted::Node(flood.compacted)) << "at " << ms;
+            ASSERT_EQ(whole.Node(), compacted.Node()) << "after " << ms;
+            time.AdvanceBy(std::chrono::milliseconds(3));
+            whole.HandleCommandTimeOut();
+            compacted.HandleCommandTimeOut();
         }
     }
     EXPECT_GT(left, 3000u * 20);
