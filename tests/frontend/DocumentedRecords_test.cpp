@@ -6,17 +6,30 @@
 #include "tests/frontend/PlatformFixture.h"
 #include "tests/resource/ResourceTestSupport.h"
 
-#include <algorithm>
 #include <set>
-
-// Programs use the records and steps as plain containers and functions: these compile, and do what they say.
+#include <type_traits>
 
 namespace {
 
 using namespace std::chrono_literals;
 
+// Programs use the records and steps as plain containers and functions.
+
 using ValueMap = std::map<PerfOperationType, int>;
-using Items = std::vector<std::shared_ptr<PerfCommandItem>>;
+template <typename One, typename Other> constexpr bool Is = std::is_same_v<One, Other>;
+
+static_assert(Is<PerfGroupTable, std::map<unsigned int, ValueMap>>);
+static_assert(Is<decltype(CommandWrapper::commands), std::vector<std::shared_ptr<PerfCommandItem>>>);
+static_assert(Is<decltype(PerfCommandItem::groupInfo), PerfGroupTable>);
+static_assert(Is<decltype(PerfGroupCommand::operationValueMap), ValueMap>);
+static_assert(
+    Is<decltype(&CommandWrapper::InsertRequestCommand), void (CommandWrapper::*)(PerfQosId, PerfGroupTable const&)>);
+static_assert(Is<decltype(&PerfGroup::GroupValueValidate), int (PerfGroup::*)(PerfCommandType, ValueMap&) const>);
+static_assert(
+    Is<decltype(&PerfResource::GroupValidate), int (PerfResource::*)(PerfCommandType, PerfGroupTable&) const>);
+static_assert(Is<decltype(&PerfResource::RequestValidate), int (PerfResource::*)(PerfCommandType, PerfGroupTable&)>);
+static_assert(
+    Is<decltype(&EasResource::BuildGlobalBoostCommand), ValueMap (EasResource::*)(PerfGroupTable const&) const>);
 
 /** Notes what it is asked to check, and refuses the value 13. */
 class AskedResource : public SingleNodeValueResource {
@@ -47,61 +60,14 @@ using DocumentedRecords = PlatformTest;
 
 } // namespace
 
-TEST(DocumentedRecordsOfACommand, AreVectorsAndMaps)
-{
-    PerfTimePoint const start{1h};
-    void (CommandWrapper::*insert)(PerfQosId, PerfGroupTable const&) = &CommandWrapper::InsertRequestCommand;
-    auto const insertEvent = &CommandWrapper::InsertEventCommand;
-    CommandWrapper wrapper(PERF_COMMAND_LONG_START, start, start, 0);
-    PerfGroupTable const groups{{1, {{PERF_OPERATION_LIMIT, 7}}}};
-    (wrapper.*insert)(4, groups);
-    (wrapper.*insertEvent)(5, start, start, groups);
-    auto const plainInsert = &CommandWrapper::InsertRequestCommand;
-    (wrapper.*plainInsert)(6, {});
-
-    Items& items = wrapper.commands;
-    items.insert(items.begin(), std::make_shared<PerfCommandItem>());
-    items.erase(items.begin() + 3);
-    items.emplace_back(items.back())->handle = 9;
-    items.resize(5);
-    EXPECT_EQ(items.at(4), nullptr);
-    EXPECT_EQ(items.capacity() >= 5 && items.front()->groupInfo.empty(), true);
-    std::sort(items.rbegin(), items.rend());
-    EXPECT_TRUE(std::is_sorted(items.crbegin(), items.crend()));
-
-    PerfCommandItem item{4, 1, PERF_WORK_MODE_DEFAULT, start, start, groups};
-    PerfGroupTable& table = item.groupInfo;
-    table.try_emplace(0).first->second.emplace(PERF_OPERATION_BOOST, 1);
-    table.at(1).erase(PERF_OPERATION_LIMIT);
-    table.merge(PerfGroupTable{{2, {{PERF_OPERATION_BOOST, 3}}}});
-    auto node = table.extract(1);
-    node.key() = 8;
-    table.insert(std::move(node));
-    EXPECT_EQ(table.lower_bound(3)->first, 8u);
-    EXPECT_EQ(table, (PerfGroupTable{{0, {{PERF_OPERATION_BOOST, 1}}}, {2, {{PERF_OPERATION_BOOST, 3}}}, {8, {}}}));
-
-    PerfGroupCommand command{1, start, start, table.at(0)};
-    command.operationValueMap.insert_or_assign(PERF_OPERATION_LIMIT, 5);
-    ValueMap const copy = command.operationValueMap;
-    EXPECT_EQ(copy.rbegin()->second - copy.at(PERF_OPERATION_BOOST), 4);
-}
-
-TEST(DocumentedRecordsOfAResource, AreMapsAndEveryCommandBringsTheTime)
+TEST(DocumentedRecordsOfAResource, EveryCommandBringsTheTime)
 {
     Sandbox sandbox;
     PerfQosConfig config(NAME, {PlainGroup(0, "g", {sandbox.AddNode("n")})});
     SingleNodeValueResource resource({5, NAME, PERF_WORK_MODE_DEFAULT});
     ASSERT_EQ(resource.InitResource(config), 0);
     auto const& group = resource.GetPerfGroupPtr(0);
-    int (PerfGroup::*check)(PerfCommandType, ValueMap&) const = &PerfGroup::GroupValueValidate;
-    int (PerfResource::*checkAll)(PerfCommandType, PerfGroupTable&) const = &PerfResource::GroupValidate;
-    int (PerfResource::*checkRequest)(PerfCommandType, PerfGroupTable&) = &PerfResource::RequestValidate;
-    PerfGroupTable table{{0, {{BOOST, 60}}}};
-    EXPECT_EQ((*group.*check)(PERF_COMMAND_LONG_START, table[0]) +
-                  (resource.*checkAll)(PERF_COMMAND_LONG_START, table) +
-                  (resource.*checkRequest)(PERF_COMMAND_LONG_START, table),
-              0);
-
+    PerfGroupTable const table{{0, {{BOOST, 60}}}};
     // What begins before the latest command's time does not wait, if that command was a long-term one, too.
     PerfTimePoint const before = PerfTime::Now();
     EXPECT_EQ(resource.NormalCommandProcess({5, 1, PERF_WORK_MODE_DEFAULT, {}, {}, table},
@@ -114,8 +80,7 @@ TEST(DocumentedRecordsOfAResource, AreMapsAndEveryCommandBringsTheTime)
     std::vector<int> boosts;
     std::vector<int> limits;
     EXPECT_EQ(eas.GetEasCommandLevel(table, boosts, limits), 0);
-    ValueMap const levels = eas.BuildGlobalBoostCommand(table);
-    EXPECT_EQ(levels, (ValueMap{{BOOST, 0}}));
+    EXPECT_EQ(eas.BuildGlobalBoostCommand(table), (ValueMap{{BOOST, 0}}));
 }
 
 TEST_F(DocumentedRecords, TheFacadeAsksWhatASubclassOverrides)

@@ -4,7 +4,6 @@
 
 #include "group/FrequencyGroup.h"
 #include "sandbox/VirtualTime.h"
-#include "tests/support/TraceCapture.h"
 
 #include <cstdlib>
 #include <ctime>

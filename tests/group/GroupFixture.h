@@ -28,14 +28,9 @@ inline Values Limit(int value)
     return {{PERF_OPERATION_LIMIT, value}};
 }
 
-inline Values Both(int boost, int limit)
+inline PerfGroupConfig Range(int availableMin, int availableMax, int boostBase, int limitBase)
 {
-    return {{PERF_OPERATION_BOOST, boost}, {PERF_OPERATION_LIMIT, limit}};
-}
-
-inline PerfGroupConfig Range(int availableMin, int availableMax, int boostBase, int limitBase, bool clamp = false)
-{
-    return {"cpu", clamp, availableMin, availableMax, boostBase, limitBase, {"/node"}, CHIP_TYPE_ANY};
+    return {"cpu", false, availableMin, availableMax, boostBase, limitBase, {"/node"}, CHIP_TYPE_ANY};
 }
 
 /** Writes "boost~limit" into a list in place of nodes. */

@@ -36,9 +36,3 @@ inline std::shared_ptr<PerfCommandItem> Item(unsigned long long handle, PerfGrou
     return std::make_shared<PerfCommandItem>(
         PerfCommandItem{qosId, handle, PERF_WORK_MODE_DEFAULT, start, end, groups});
 }
-
-/** @return the writes since the last call, as lines. */
-inline Strings TakeLines(Sandbox& sandbox)
-{
-    return Lines(sandbox.TakeWrites());
-}

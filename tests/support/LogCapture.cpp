@@ -19,10 +19,10 @@ std::vector<LogCapture*>& active = *new std::vector<LogCapture*>; ///< guarded b
 
 LogLine Parse(int priority, char const* tag, char const* message)
 {
-    LogLine line{priority, tag, "", message, message};
+    LogLine line{priority, tag, "", message};
     static std::regex const prefix(R"(^\[([A-Za-z_~]\w*):\d+\] )");
-    std::smatch match;
-    if (std::regex_search(line.raw, match, prefix)) {
+    std::cmatch match;
+    if (std::regex_search(message, match, prefix)) {
         line.method = match[1];
         line.text = match.suffix();
     }
@@ -86,7 +86,7 @@ std::size_t LogCapture::Count(int priority, std::string const& tag, std::string 
                               std::string const& text) const
 {
     auto const lines = Lines();
-    auto const wanted = LogLine{priority, tag, method, text, ""}.Render();
+    auto const wanted = LogLine{priority, tag, method, text}.Render();
     return static_cast<std::size_t>(std::count(lines.begin(), lines.end(), wanted));
 }
 

@@ -16,7 +16,6 @@ struct LogLine {
     std::string tag;
     std::string method; ///< empty where the line does not begin with the prefix
     std::string text;   ///< without the prefix and without blanks and newlines at the end
-    std::string raw;    ///< as it was printed
 
     /** "E TAG Method: text" */
     std::string Render() const;

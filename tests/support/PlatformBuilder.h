@@ -48,9 +48,6 @@ public:
     PlatformBuilder(PlatformBuilder const&) = delete;
     PlatformBuilder& operator=(PlatformBuilder const&) = delete;
 
-    /** For platforms whose writes matter to nobody. */
-    static std::string Nowhere(std::string const&) { return "/dev/null"; }
-
     PerfGroupConfig Group(unsigned int id, std::string const& name, Range const& range, Strings const& nodes) const;
     /** @param texts of each level, one for each node. */
     PerfGroupConfig LevelGroup(unsigned int id, std::string const& name, int level, Strings const& nodes,
