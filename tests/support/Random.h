@@ -19,7 +19,10 @@ public:
     /** @return true once in so many times. */
     bool Chance(int times) { return Below(times) == 0; }
     /** @return an element of a container that is not empty, to change or to read. */
-    template <typename Container> auto& Pick(Container& from) { return from[Next() % std::size(from)]; }
+    template <typename Container> auto& Pick(Container& from)
+    {
+        return *std::next(std::begin(from), static_cast<std::ptrdiff_t>(Next() % std::size(from)));
+    }
 
 private:
     /** splitmix64 */

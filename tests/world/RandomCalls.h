@@ -103,7 +103,7 @@ public:
         }
     };
 
-    /** @param built must last as long. @param requested the resources that are asked for, those twice more often. */
+    /** @param built must last as long. @param requested what is asked for; what stands there twice, more often. */
     RandomCalls(std::uint64_t seed, PlatformBuilder const& built, std::vector<PerfQosId> requested)
         : random(seed), platform(built), ids(std::move(requested))
     {
@@ -115,8 +115,8 @@ public:
         if (naive.held.empty()) {
             return Any(1, NO_HANDLE);
         }
-        auto const held = std::next(naive.held.begin(), random.Below(static_cast<int>(naive.held.size())));
-        return Any(held->second.pid, held->first);
+        auto const& [handle, held] = random.Pick(naive.held);
+        return Any(held.pid, handle);
     }
 
     /** @param handle what is released if it is a release, and its owner. */
@@ -136,7 +136,7 @@ public:
                                   : Dump(random.Pick(dumps));
     }
 
-    /** What a request asks for: sometimes of one group more than there are, or of a resource that there is not. */
+    /** What a request asks of a resource, some of it wrong. */
     PerfRequestInfo Info(PerfQosId qosId)
     {
         auto const config = platform.qosConfigs.find(qosId == PERF_QOS_EAS_BASE ? PERF_QOS_EAS : qosId);
@@ -147,12 +147,11 @@ public:
         PerfRequestInfo info{qosId, {}};
         bool const each = random.Chance(10); // boosts of every group, lest they contradict one another
         do {
-            auto const next = each ? info.groupInfos.size() : Below(groups.size() + (random.Chance(60) ? 1 : 0));
-            GroupInfo group{static_cast<unsigned int>(next), {}};
-            for (auto left = random.Chance(30) ? 0 : 1 + random.Below(2); left > 0; --left) {
+            PerfGroupConfig const& next = each ? groups[info.groupInfos.size()] : random.Pick(groups);
+            GroupInfo group{next.groupId + (random.Chance(120) ? 1 : 0), {}};
+            for (int left = random.Chance(30) ? 0 : 1 + random.Below(2); left > 0; --left) {
                 int const operation = each ? 0 : random.Chance(80) ? 2 : random.Below(2);
-                group.operations.emplace_back(static_cast<PerfOperationType>(operation),
-                                              Value(groups[std::min(next, groups.size() - 1)]));
+                group.operations.emplace_back(static_cast<PerfOperationType>(operation), Value(next));
             }
             info.groupInfos.push_back(group);
         } while (each ? info.groupInfos.size() < groups.size() : random.Chance(4));
@@ -210,8 +209,7 @@ protected:
         });
     }
 
-    std::size_t Below(std::size_t bound) { return static_cast<std::size_t>(random.Below(static_cast<int>(bound))); }
-    unsigned int Among(std::initializer_list<unsigned int> values) { return values.begin()[Below(values.size())]; }
+    unsigned int Among(std::initializer_list<unsigned int> const& values) { return random.Pick(values); }
 
     Random random;
 
@@ -221,13 +219,11 @@ private:
     int Value(PerfGroupConfig const& config)
     {
         int const step = (config.availableMax - config.availableMin) / 5;
-        if (random.Chance(40)) {
+        if (random.Chance(40)) { // out of range, or no level
             return random.Chance(2) ? config.availableMin - 1 : config.availableMax + random.Below(3) - 1;
         }
         if (!config.level2ValueMap.empty()) {
-            return std::next(config.level2ValueMap.begin(),
-                             random.Below(static_cast<int>(config.level2ValueMap.size())))
-                ->first;
+            return random.Pick(config.level2ValueMap).first;
         }
         return random.Chance(8) ? config.limitBase : config.availableMin + step * random.Below(6);
     }
