@@ -20,9 +20,9 @@ void Expect(bool isSo, std::string const& text)
 void DivertLog()
 {
     static bool const isShown = std::getenv("CORVANE_FUZZ_LOG") != nullptr;
-    LibraryLog::SendTo([](int, char const*, char const* line) {
+    LibraryLog::SendTo([](int, char const*, std::string const& line) {
         if (isShown) {
-            std::fprintf(stderr, "%s\n", line);
+            std::fprintf(stderr, "%s\n", line.c_str());
         }
     });
     PfLogonNamespace::PfLogonSet(PfLogonNamespace::INFO_BIT | PfLogonNamespace::DEBUG_BIT);
