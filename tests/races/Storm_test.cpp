@@ -69,7 +69,7 @@ private:
 
 class Storm : public RealTimePlatformTest {
 protected:
-    static constexpr std::uint64_t SEED = 1;
+    static constexpr std::uint64_t SEED = 36; ///< of a platform on which everything can be asked for
 
     Storm()
     {
@@ -194,6 +194,7 @@ TEST_F(Storm, LeavesNothingBehind)
         sandbox.AddNode(node, base);
     }
     std::ptrdiff_t const files = OpenFiles();
+    ASSERT_TRUE(probe.cpuB != 0 && probe.gpu != 0 && probe.duration != 0 && !events.empty()) << "take another seed";
     Start();
     idle = Dump("--task");
     Blow(Length() / 8, 1); // what is allocated once is there now
