@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "tools/corvanectl/nodes/SandboxNodes.h"
+#include "tools/corvanectl/platform/CppWriter.h"
 #include "tools/corvanectl/platform/PlatformConfigs.h"
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/program/Files.h"
@@ -105,6 +106,11 @@ private:
 
 TEST(CppWriter, CompiledPlatformIsTheLoadedOne)
 {
+    Platform platform;
+    for (auto const& [name, made] : {std::pair("config", "PlatformConfig"), {"7 zip", "Platform7Zip"}, {"a-b", "AB"}}) {
+        platform.name = name;
+        EXPECT_EQ(CppNameOf(platform), made); // not the name of a member either
+    }
     Beside<SamplePhone>(SAMPLE_FILE).Compare();
 }
 

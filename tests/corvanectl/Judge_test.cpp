@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
+#include "command/CommandWrapper.h"
 #include "tools/corvanectl/commands/Calls.h"
 #include "tools/corvanectl/commands/Command.h"
 #include "tools/corvanectl/commands/Explain.h"
@@ -8,10 +9,15 @@
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
 #include "tools/corvanectl/program/EmbeddedFiles.h"
+#include "tools/corvanectl/session/LibraryState.h"
 #include "tools/corvanectl/session/LibraryVoice.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <set>
 
 namespace {
 
@@ -72,6 +78,22 @@ protected:
         session.WaitForWorkers();
     }
 
+    /** Whether anything that the sample's probe boosts is held under this handle. */
+    bool Holds(unsigned long long handle)
+    {
+        auto const isIt = [handle](PerfGroupQueItem const& item) { return item.handle == handle; };
+        ProbeEvent const& probe = session.GetPlatform().probe;
+        for (auto const& [qos, boost] : ProbeBoosts(probe.cpuM, probe.cpuB, probe.gpu)) {
+            auto const state = LibraryState::Of(session.Manager(), qos);
+            PerfGroupSide const& side = state->groups.front().boost;
+            auto const& behind = side.timedBehind;
+            if ((side.timed && isIt(*side.timed)) || std::any_of(behind.begin(), behind.end(), isIt)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
     StopSignal const stop;
     SessionTime time{SessionTime::Kind::VIRTUAL};
     SandboxNodes nodes;
@@ -85,7 +107,7 @@ class PlayedVariant : public Played {
 protected:
     PlayedVariant()
         : Played(R"({"control": {"chipType": 2}, "qos": [{"id": 20, "name": "KNOB", "groups": [
-              {"chipType": 1, "availableMin": 1, "availableMax": 9, "nodes": ["/one"]},
+              {"chipType": 1, "availableMin": 1, "availableMax": 9, "nodes": ["one"]},
               {"chipType": 2, "availableMin": 1, "availableMax": 9, "nodes": ["/two"]}]}]})")
     {
     }
@@ -130,6 +152,13 @@ TEST(Check, LetsTwoResourcesShareAListOfFrequencies)
     EXPECT_THAT(Faults(R"({"qos": [)" + frequency("0", R"("availableMin": 100, "availableMax": 200)") + ", " +
                        frequency("1", R"("availableMin": 1000, "availableMax": 2000)") + "]}"),
                 ElementsAre());
+}
+
+TEST(Check, TakesNoNumberBeyondEveryFloat)
+{
+    EXPECT_THAT(Faults(R"({"qos": [{"id": 4, "name": "DDR", "freqListNode": null, "freqToBandwidthCoefficient": 1e39,
+                "groups": [{"availableMin": 1, "availableMax": 9, "nodes": ["/ddr"]}]}]})"),
+                ElementsAre("qos[0].freqToBandwidthCoefficient: 1e+39 is beyond every float"));
 }
 
 TEST(Check, WarnsOfWhatIsTakenAndHardlyMeant)
@@ -188,13 +217,65 @@ TEST_F(Played, TheTableOfNodesNamesWhoeverHoldsEach)
     EXPECT_EQ(ExplainNode(session, "/proc/thread_bind"), "    no thread is bound\n");
 }
 
+TEST_F(Played, WhatIsSaidToRunIsWhatTheLibraryRuns)
+{
+    std::mt19937 random(7);
+    Interpreter interpreter(session, false);
+    std::vector<std::string> const commands = {"event 0",       "event 0 1 100", "event 0 0",     "event 1 1 50",
+                                               "event 1 0",     "probe start 1", "probe start 2", "probe stop 1",
+                                               "release-all 1", "release-all 0", "release-all 2", "reset"};
+    std::string said;
+    for (int i = 0; i < 400; ++i) {
+        std::string const& command = commands[random() % (i % 20 == 0 ? commands.size() : commands.size() - 1)];
+        said += command + "; ";
+        interpreter.Execute(command);
+        session.Sleep(std::chrono::milliseconds(random() % 40));
+        static_cast<void>(session.Manager().PerfReleaseAll(77)); // who holds nothing: the library forgets what is over
+        std::set<unsigned long long> running;
+        for (Ledger::Trigger const& trigger : session.GetLedger().Running(SessionTime::Now())) {
+            running.insert(trigger.triggered.handle);
+        }
+        std::set<unsigned long long> known;
+        auto const handles = LibraryState::Handles(session.Manager());
+        for (auto const& event : handles.events) {
+            known.insert(event.second);
+        }
+        for (auto const& probe : handles.probes) {
+            if (running.count(probe.second) != 0 || Holds(probe.second)) {
+                known.insert(probe.second); // else it has gone with all of its process, and is known still
+            }
+        }
+        ASSERT_EQ(running, known) << said;
+    }
+}
+
+TEST_F(Played, BindsNoThreadByAWriteThatFails)
+{
+    Interpreter interpreter(session, false);
+    for (char const* const command : {"node /proc/thread_bind fail EINVAL", "probe start 77", "sleep 400"}) {
+        interpreter.Execute(command);
+    }
+    EXPECT_EQ(ExplainNode(session, "/proc/thread_bind"), "    no thread is bound\n");
+    EXPECT_THROW(Explain(session, 70, std::nullopt), InputError); // 6 and 64
+}
+
+TEST(Ledger, KnowsARefusalFromLaterAnswersToTheSameCommand)
+{
+    Ledger ledger;
+    for (StoryRecord::What const& what :
+         {StoryRecord::What(Asked{}), StoryRecord::What(Answered{-1}), StoryRecord::What(Answered{0})}) {
+        ledger.Hear({PerfTimePoint(), what});
+    }
+    EXPECT_EQ(ledger.LastResult(), -1);
+}
+
 TEST_F(PlayedVariant, NobodyHoldsTheNodeOfAnotherChip)
 {
     Hold(1, "first", 20, PERF_OPERATION_BOOST, 5);
     EXPECT_THAT(NodeTable(session),
-                testing::ContainsRegex("/one +nothing +- +not on this platform\n +/two +5 +1 +request"));
-    EXPECT_EQ(ExplainNode(session, "/one"), "    not on this platform\n");
-    EXPECT_EQ(ExplainNode(session, "/three"), "");
+                testing::ContainsRegex("one +nothing +- +not on this platform\n +/two +5 +1 +request"));
+    EXPECT_EQ(ExplainNode(session, "one"), "    not on this platform\n");
+    EXPECT_NO_THROW(Interpreter(session, false).Execute("explain one"));
 }
 
 TEST_F(Played, TakesTheExampleOfEachCommandByTheArgumentsThatHelpShows)

@@ -18,6 +18,8 @@ TEST(NodeText, ReadsNumbersInTextAndInFourRawBytes)
 TEST(NodeText, TellsWhatANodeHoldsFromHowItSaysSo)
 {
     std::string const raw("\360\31\0\0", 4);
+    std::string const blanks("\0\0  ", 4);
+    std::string const brackets("[\0]", 3);
     struct Row {
         std::string content, written, setting;
         bool holds;
@@ -30,6 +32,8 @@ TEST(NodeText, TellsWhatANodeHoldsFromHowItSaysSo)
                                                      {"0-3\n", "0-3", "0-3", true},
                                                      {"", "on", "", false},
                                                      {raw, raw, raw, true},
+                                                     {blanks, blanks, blanks, true},
+                                                     {brackets, brackets + "\1", brackets, false},
                                                      {"6640\n", raw, "6640", true},
                                                      {"6641\n", raw, "6641", false}}) {
         EXPECT_EQ(SettingOf(row.content), row.setting);

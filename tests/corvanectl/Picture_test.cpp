@@ -30,7 +30,7 @@ public:
                      {"/b/min_freq", 0, "B", "1", 12, 0, true, true},
                      {"/quiet", 1, "Q", "5", 13, 0, true, true},
                      {"/silent", 1, "Q", "on", 14, 0, true, true}},
-                    "A & B"};
+                    "A & \1B"};
         listener.Hear({PerfTimePoint(milliseconds(1000)), began});
     }
     void At(int ms) { now = PerfTimePoint(milliseconds(1000 + ms)); }
@@ -122,7 +122,7 @@ TEST(Picture, SaysValuesOwnersTimesAndWhatWasQuiet)
         texts.push_back((*at)[2]);
     }
     auto const count = [&](std::string const& each) { return std::count(texts.begin(), texts.end(), each); };
-    EXPECT_EQ(texts.front(), "A &amp; B");
+    EXPECT_EQ(texts.front(), "A &amp;  B"); // no control character
     EXPECT_EQ(count("min 600, game 7 #1"), 1);
     EXPECT_EQ(count("max 600, cap 7 #2"), 1) << "the text of level 1, which caps a maximum";
     EXPECT_EQ(count("min 900, LAUNCH, event 3"), 1);

@@ -129,7 +129,7 @@ TEST(StoredStory, ReadsBackEachKindOfRecordAsItWasWritten)
                    "p"},
              Asked{"request 1"}, Answered{-1, std::nullopt, {"why", "and why"}}, Answered{0, 7ULL << 40U},
              Held{8, 9, "n", "scenario", 4, {{2, groups}}, 4000000000}, Released{}, Released{3, 4},
-             Triggered{"event", 5, false, 6, 7, {{8, {{9, groups}, {10, {}}}}}, "LAUNCH"}, Suspended{{1, 2}, true},
+             Triggered{"event", 5, false, 6, 7, {{8, {{9, groups}, {10, {}}}}}, "LAUNCH", 11}, Suspended{{1, 2}, true},
              Wrote{WriteOf("/n", "12")}, Wrote{WriteOf("/n", "\n", EBUSY)}, Wrote{WriteOf("/n", "1234", 0, 2)},
              Strayed{"/n", "1", "2"}, Output{"a\nb"}, Marked{"title"}, Settled{true}}) {
         auto const json = JsonOf(what);
@@ -143,7 +143,8 @@ TEST(StoredStory, ReadsBackEachKindOfRecordAsItWasWritten)
     }
     for (char const* const bad :
          {R"({"what":"flew"})", R"({"what":"settled","binder":1})", R"({"what":"released","pid":3000000000})",
-          R"({"what":"suspended","on":true,"qos":["x"]})", R"({"what":"held","handle":-1})"}) {
+          R"({"what":"suspended","on":true,"qos":["x"]})", R"({"what":"suspended","on":true,"qos":[4294967300]})",
+          R"({"what":"held","handle":-1})"}) {
         EXPECT_ANY_THROW(RecordOf(nlohmann::ordered_json::parse(bad))) << bad;
     }
 }

@@ -128,6 +128,9 @@ class Demo(TemporaryFiles):
             self.assertEqual((result.returncode, said in result.stderr, result.stderr.count("\n")),
                              (2, True, 1) if said else (0, True, 0), result.stderr)
             self.assertEqual((self.folder / "plot.svg").exists(), not said)
+        result = run("run", "platforms/sample.json", "--sandbox", "--expect", self.file("record", ""))
+        self.assertEqual((result.returncode, result.stderr), (2, "corvanectl: %s: holds no record of a run\n"
+                                                              % (self.folder / "record")))
 
     def test_takes_no_time_unless_it_is_live(self):
         script = self.file("script.txt", """

@@ -4,10 +4,11 @@
 
 #include "command/CommandWrapper.h"
 #include "tools/corvanectl/platform/LibraryLog.h"
+#include "tools/corvanectl/session/LibraryState.h"
 #include "tools/corvanectl/session/Reasons.h"
 
 #include <algorithm>
-#include <utility>
+#include <set>
 
 namespace {
 
@@ -96,6 +97,25 @@ Triggered EventOf(Platform const& platform, PerfEventId id, std::vector<unsigned
     return event;
 }
 
+/** The handles of what runs without a process: events, and probes. */
+std::set<unsigned long long> UnnamedHandles(Session& session)
+{
+    std::set<unsigned long long> handles;
+    auto const state = LibraryState::Handles(session.Manager());
+    auto const add = [&handles](auto const& each) { handles.insert(each.second); };
+    std::for_each(state.events.begin(), state.events.end(), add);
+    std::for_each(state.probes.begin(), state.probes.end(), add);
+    return handles;
+}
+
+/** @return the one that was not there before, or NO_HANDLE. */
+unsigned long long NewOf(std::set<unsigned long long> const& before, std::set<unsigned long long> const& now)
+{
+    auto const isNew = [&before](unsigned long long handle) { return before.count(handle) == 0; };
+    auto const found = std::find_if(now.begin(), now.end(), isNew);
+    return found == now.end() ? NO_HANDLE : *found;
+}
+
 } // namespace
 
 void CallFor(Session& session, Held asked)
@@ -113,8 +133,9 @@ void CallFor(Session& session, Held asked)
 void CallRelease(Session& session, Released const& what)
 {
     auto const [result, said, called] = Ask([&] { return Call(session.Manager(), what); });
-    session.Publish(Answered{result});
-    if (result == 0) {
+    bool const isRefused = what.pid && !said.empty(); // of a process that cannot be, with 0 and an error line
+    session.Publish(Answered{result, std::nullopt, {isRefused ? 1U : 0U, said}});
+    if (result == 0 && !isRefused) {
         session.PublishOf(called, what);
     }
 }
@@ -138,10 +159,12 @@ void CallEvent(Session& session, PerfEventId id, std::vector<unsigned int> const
         CallSuspend(session, {{params.begin() + 1, params.end()}, params[0] != 0});
         return;
     }
-    Triggered const asked = EventOf(session.GetPlatform(), id, params);
+    Triggered asked = EventOf(session.GetPlatform(), id, params);
+    auto const before = UnnamedHandles(session);
     auto const [result, said, called] = Ask([&] { return session.Manager().PerfEvent(id, params, "corvanectl"); });
+    asked.handle = NewOf(before, UnnamedHandles(session));
     session.Publish(Answered{result, std::nullopt, ReasonsFor(session, asked, result, said)});
-    if (result == 0) {
+    if (result == 0 && (!asked.starts || asked.handle != NO_HANDLE)) {
         session.PublishOf(called, asked);
     }
 }

@@ -22,7 +22,7 @@ class Holders {
 public:
     explicit Holders(Session& session)
         : start(session.GetLedger().Start()), now(SessionTime::Now()), triggers(session.GetLedger().Running(start)),
-          unnamed(LibraryState::Handles(session.Manager())), held(session.GetLedger().Outstanding(start))
+          held(session.GetLedger().Outstanding(start))
     {
     }
 
@@ -63,27 +63,19 @@ private:
 
     std::string TriggerOf(unsigned long long handle) const
     {
-        for (auto const& [id, each] : unnamed.events) {
-            if (each == handle) {
-                auto const isIt = [id = id](Ledger::Trigger const& trigger) {
-                    return trigger.triggered.what == "event" && trigger.triggered.id == id;
-                };
-                auto const found = std::find_if(triggers.begin(), triggers.end(), isIt);
-                return found == triggers.end() ? "event " + std::to_string(id) : found->triggered.Text();
-            }
+        auto const found = std::find_if(triggers.begin(), triggers.end(), [handle](Ledger::Trigger const& trigger) {
+            return trigger.triggered.handle == handle;
+        });
+        if (found == triggers.end()) {
+            return "the debug console";
         }
-        for (auto const& [thread, each] : unnamed.probes) {
-            if (each == handle) {
-                return "the probe of thread " + std::to_string(thread);
-            }
-        }
-        return "an event, the probe or the debug console";
+        Triggered const& trigger = found->triggered;
+        return trigger.what == "probe" ? "the probe of thread " + std::to_string(trigger.id) : trigger.Text();
     }
 
     PerfTimePoint const start;
     PerfTimePoint const now;
     std::vector<Ledger::Trigger> const triggers;
-    CommandManager::UnnamedHandles const unnamed;
     std::vector<Ledger::Entry> const held; ///< with what is over: the library lets that go when it wakes up next
 };
 
@@ -240,9 +232,7 @@ std::string ExplainNode(Session& session, std::string const& node)
         text += each.isBinder ? "    " + BoundThreadsText(session) + "\n"
                               : Explain(session, platform.qos[each.resource].id, each.group);
     }
-    auto const all = NodesOf(platform);
-    bool const isKnown = std::any_of(all.begin(), all.end(), [&](auto const& each) { return each.name == node; });
-    return text.empty() && isKnown ? std::string("    ") + NOT_HERE + "\n" : text;
+    return text.empty() ? std::string("    ") + NOT_HERE + "\n" : text;
 }
 
 std::string NodeTable(Session& session)

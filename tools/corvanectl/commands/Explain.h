@@ -15,7 +15,7 @@ std::string Explain(Session& session, PerfQosId qos, std::optional<unsigned int>
 
 /**
  * The same of the groups that write this node; of the thread binder's, which threads are bound. Says so if nothing
- * writes it on this platform. @return an empty text if the platform's file does not name the node.
+ * writes it on this platform.
  */
 std::string ExplainNode(Session& session, std::string const& node);
 

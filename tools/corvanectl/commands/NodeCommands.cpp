@@ -7,24 +7,11 @@
 #include "tools/corvanectl/platform/Findings.h"
 #include "tools/corvanectl/story/NodeText.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <sstream>
 
 namespace {
-
-/** @return the sandbox that has this node. @throws InputError if there is none. */
-Sandbox& BoxOf(Session& session, std::string const& node)
-{
-    Sandbox& box = session.GetNodes().Box();
-    try {
-        box.Writes(node);
-    } catch (std::logic_error const&) {
-        throw NoSuchNode(session, node);
-    }
-    return box;
-}
 
 Fault TakeFault(Words& words)
 {
@@ -48,7 +35,8 @@ Fault TakeFault(Words& words)
 void Node(Interpreter& interpreter, Words& words)
 {
     std::string const node = words.Take("NODE");
-    Sandbox& box = BoxOf(interpreter.CurrentSession(), node);
+    Sandbox& box = interpreter.CurrentSession().GetNodes().Box();
+    ExpectNode(interpreter.CurrentSession(), node);
     if (words.TakeIf("clear")) {
         words.End();
         box.ClearFaults(node);
@@ -94,15 +82,6 @@ std::size_t ReportBound(Session& session, std::ostream& report)
     return bound.size();
 }
 
-/** @throws InputError if the platform has no such node. */
-void CheckIsKnown(Session const& session, std::string const& node)
-{
-    auto const names = NodeNames(session);
-    if (std::find(names.begin(), names.end(), node) == names.end()) {
-        throw NoSuchNode(session, node);
-    }
-}
-
 void Expect(Interpreter& interpreter, Words& words)
 {
     Session& session = interpreter.CurrentSession();
@@ -111,7 +90,7 @@ void Expect(Interpreter& interpreter, Words& words)
     for (std::string const& word : words.TakeRest()) {
         expected += " " + word;
     }
-    CheckIsKnown(session, node);
+    ExpectNode(session, node);
     auto const fits = [&expected](std::string const& content) {
         return Holds(content, expected) || ReadableBytes(content) == expected;
     };

@@ -41,13 +41,10 @@ void ExplainQos(Interpreter& interpreter, Words& words)
 {
     Session& session = interpreter.CurrentSession();
     std::string const what = words.Take("QOS");
-    if (what.front() == '/') {
+    if (what.front() == '/' || IsNode(session, what)) {
         words.End();
-        std::string const text = ExplainNode(session, what);
-        if (text.empty()) {
-            throw NoSuchNode(session, what);
-        }
-        session.Publish(Output{text});
+        ExpectNode(session, what);
+        session.Publish(Output{ExplainNode(session, what)});
         return;
     }
     PerfQosId const qos = ToQosId(session, what);

@@ -89,7 +89,15 @@ std::vector<std::string> HintNames(Session const& session)
     return NamesOf(session.GetPlatform().hints, [](NamedHint const& hint) { return hint.name; });
 }
 
-UnknownName NoSuchNode(Session const& session, std::string const& node)
+bool IsNode(Session const& session, std::string const& node)
 {
-    return UnknownName("no resource of the platform has a node " + node + DidYouMean(node, NodeNames(session)));
+    auto const names = NodeNames(session);
+    return std::find(names.begin(), names.end(), node) != names.end();
+}
+
+void ExpectNode(Session const& session, std::string const& node)
+{
+    if (!IsNode(session, node)) {
+        throw UnknownName("no resource of the platform has a node " + node + DidYouMean(node, NodeNames(session)));
+    }
 }

@@ -29,4 +29,7 @@ std::vector<std::string> FixedWords(Command const& command);
 std::vector<std::string> QosNames(Session const& session);
 std::vector<std::string> NodeNames(Session const& session);
 std::vector<std::string> HintNames(Session const& session);
-UnknownName NoSuchNode(Session const& session, std::string const& node);
+/** @return whether the platform names this node. */
+bool IsNode(Session const& session, std::string const& node);
+/** @throws UnknownName if it does not. */
+void ExpectNode(Session const& session, std::string const& node);

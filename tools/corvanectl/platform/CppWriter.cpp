@@ -9,6 +9,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <utility>
 #include <vector>
@@ -283,8 +284,9 @@ std::string CppNameOf(Platform const& platform)
         }
         begins = byte >= 0x80 || std::isalnum(byte) == 0;
     }
+    static std::set<std::string> const MEMBERS = {"Clamped", "Config", "Fit", "Request"};
     bool const isName = !name.empty() && std::isdigit(static_cast<unsigned char>(name.front())) == 0;
-    return isName ? name : "Platform" + name;
+    return isName && MEMBERS.count(name) == 0 ? name : "Platform" + name;
 }
 
 void WriteCpp(Platform const& platform, std::string const& source, std::ostream& out)

@@ -5,6 +5,7 @@
 #include "tools/corvanectl/platform/Suggestion.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <system_error>
@@ -125,7 +126,13 @@ unsigned int JsonObject::Unsigned(std::string const& key, std::optional<unsigned
 float JsonObject::Float(std::string const& key, float fallback)
 {
     Json const* const field = Field(key, false, &Json::is_number, "a number");
-    return field == nullptr ? fallback : field->get<float>();
+    if (field == nullptr) {
+        return fallback;
+    }
+    if (!std::isfinite(field->get<float>())) {
+        findings.AddUnreadable(Path(key), field->dump() + " is beyond every float");
+    }
+    return field->get<float>();
 }
 
 bool JsonObject::Bool(std::string const& key, bool fallback)

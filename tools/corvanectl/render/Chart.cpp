@@ -33,15 +33,6 @@ template <typename Item, typename Matches> void EndAt(Chart::Time now, std::vect
 
 } // namespace
 
-std::string Chart::Owner::Text() const
-{
-    if (pid == EVENTS) {
-        return name;
-    }
-    std::string const text = std::to_string(pid) + " #" + std::to_string(handle);
-    return name.empty() ? text : name + " " + text;
-}
-
 bool Chart::Panel::IsQuiet() const
 {
     auto const repeats = [this](Step const& step) { return step.error == 0 && Holds(steps.front().bytes, step.bytes); };
@@ -77,7 +68,8 @@ void Chart::Begin(PerfTimePoint time, Began const& began)
 void Chart::Hold(Held const& held)
 {
     Span const span{now, held.Until(now)};
-    Owner const owner{held.name, held.pid, held.handle};
+    std::string const number = std::to_string(held.pid) + " #" + std::to_string(held.handle);
+    Owner const owner{held.name.empty() ? number : held.name + " " + number, held.pid, held.handle};
     if (held.what == "mode") {
         modes.push_back({span, owner, held.id});
     }
@@ -119,11 +111,11 @@ void Chart::Release(Released const& released)
 
 void Chart::Trigger(Triggered const& triggered)
 {
-    Owner const owner{triggered.Text()};
-    EndThose([&owner](Owner const& other) { return other.pid == EVENTS && other.name == owner.name; });
     if (!triggered.starts) {
+        EndThose([&triggered](Owner const& owner) { return owner.trigger == triggered.Id(); });
         return;
     }
+    Owner const owner{triggered.Text(), triggered.Pid(), triggered.handle, triggered.Id()};
     for (QosCommand const& command : triggered.commands) {
         Time at = now + milliseconds(triggered.delay);
         for (EventPhase const& phase : triggered.PhasesOf(command)) {

@@ -21,13 +21,12 @@ public:
         std::optional<Time> until{}; ///< nothing: not given back
     };
 
-    /** Who holds something: a process by its handle, or an event or a probe, which go by their name alone. */
+    /** Who holds something. */
     struct Owner {
-        std::string name;
-        int pid = EVENTS;
-        unsigned long long handle = NO_HANDLE;
-
-        std::string Text() const;
+        std::string text; ///< as a picture names it
+        int pid;          ///< that it is booked under
+        unsigned long long handle;
+        std::string trigger{}; ///< the Id of an event or a probe; else empty
     };
 
     /** A floor or a ceiling that somebody asked for. */

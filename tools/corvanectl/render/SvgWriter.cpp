@@ -62,7 +62,7 @@ std::string Escaped(std::string const& text)
             escaped += "&quot;";
             break;
         default:
-            escaped += letter;
+            escaped += static_cast<unsigned char>(letter) < 0x20 ? ' ' : letter; // which no XML may hold
         }
     }
     return escaped;
@@ -241,7 +241,7 @@ private:
         Lanes lanes;
         for (Chart::Mode const& mode : chart.Modes()) {
             Bar(lanes, "mode" + std::to_string(mode.id), mode.span,
-                std::string(WorkModeName(mode.id)) + ", " + mode.owner.Text());
+                std::string(WorkModeName(mode.id)) + ", " + mode.owner.text);
         }
         y += lanes.Height() + GAP;
     }
@@ -359,8 +359,7 @@ private:
             for (Chart::Claim const& claim : panel.claims) {
                 if (claim.isFloor == isFloor) {
                     char const* const sign = !NumberOf(claim.value) ? "" : isFloor ? "min " : "max ";
-                    Bar(lanes, isFloor ? "floor" : "ceiling", claim.span,
-                        sign + claim.value + ", " + claim.owner.Text());
+                    Bar(lanes, isFloor ? "floor" : "ceiling", claim.span, sign + claim.value + ", " + claim.owner.text);
                 }
             }
         }

@@ -119,11 +119,10 @@ void Trace::AddWrite(NodeWrite const& write)
     }
 }
 
-void Trace::BeginSlice(std::string const& name, char const* category, nlohmann::json const& id, Slice slice,
-                       PerfTimePoint until)
+void Trace::BeginSlice(std::string const& name, std::string const& category, Slice slice, PerfTimePoint until)
 {
     slice.end = Event("b", name);
-    slice.end.update({{"cat", category}, {"id", id}});
+    slice.end.update({{"cat", category}, {"id", slice.handle}});
     Put(slice.end);
     slice.end["ph"] = "e";
     slices.emplace(until, std::move(slice));
@@ -156,17 +155,17 @@ Trace::Slices::iterator Trace::EndSlice(Slices::iterator slice, PerfTimePoint ti
 void Trace::Hold(Held const& held)
 {
     std::string const name = held.name.empty() ? held.what : held.what + " " + held.name;
-    BeginSlice(name + ", process " + std::to_string(held.pid), held.what.c_str(), held.handle,
-               {{}, held.pid, held.handle}, held.Until(now).value_or(PerfTimePoint::max()));
+    BeginSlice(name + ", process " + std::to_string(held.pid), held.what, {{}, held.pid, held.handle, ""},
+               held.Until(now).value_or(PerfTimePoint::max()));
 }
 
-/** What runs already begins anew. */
 void Trace::Trigger(Triggered const& triggered)
 {
-    std::string const id = triggered.what + " " + std::to_string(triggered.id);
-    EndSlices([&id](Slice const& slice) { return slice.end["id"] == id; });
     if (triggered.starts) {
-        BeginSlice(triggered.Text(), triggered.what.c_str(), id, {{}, EVENTS, NO_HANDLE}, now + triggered.Length());
+        BeginSlice(triggered.Text(), triggered.what, {{}, triggered.Pid(), triggered.handle, triggered.Id()},
+                   now + triggered.Length());
+    } else {
+        EndSlices([&triggered](Slice const& slice) { return slice.trigger == triggered.Id(); });
     }
 }
 

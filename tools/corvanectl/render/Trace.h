@@ -27,8 +27,9 @@ public:
 private:
     struct Slice {
         nlohmann::json end; ///< the event, but for its time
-        int pid;
+        int pid;            ///< that it is booked under
         unsigned long long handle;
+        std::string trigger; ///< the Id of an event or a probe; else empty
     };
 
     using Slices = std::multimap<PerfTimePoint, Slice>;
@@ -40,8 +41,7 @@ private:
     int NumberOfThread();
     void Begin(Began const& began);
     void AddWrite(NodeWrite const& write);
-    void BeginSlice(std::string const& name, char const* category, nlohmann::json const& id, Slice slice,
-                    PerfTimePoint until);
+    void BeginSlice(std::string const& name, std::string const& category, Slice slice, PerfTimePoint until);
     template <typename Matches> void EndSlices(Matches const& matches);
     void EndSlicesUntil(PerfTimePoint time);
     Slices::iterator EndSlice(Slices::iterator slice, PerfTimePoint time);

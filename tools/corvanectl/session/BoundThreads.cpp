@@ -6,7 +6,7 @@ void BoundThreads::Hear(StoryRecord const& record)
 {
     record.Match([this](Wrote const& wrote) {
         std::string const& line = wrote.write.bytes;
-        if (node.empty() || wrote.write.node != node || line.empty()) {
+        if (node.empty() || wrote.write.node != node || line.empty() || wrote.write.error != 0) {
             return;
         }
         std::size_t const bar = line.rfind('|');

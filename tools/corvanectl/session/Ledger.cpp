@@ -11,6 +11,11 @@ namespace {
 /** What is over is still known for a while: the library lets go of it when it wakes up next. */
 constexpr std::chrono::seconds KEPT_AFTER_THE_END(1);
 
+template <typename Item, typename Predicate> void Erase(std::vector<Item>& items, Predicate const& predicate)
+{
+    items.erase(std::remove_if(items.begin(), items.end(), predicate), items.end());
+}
+
 template <typename Key>
 std::optional<unsigned long long> Find(std::map<Key, unsigned long long> const& handles, Key const& key)
 {
@@ -27,7 +32,7 @@ void Ledger::Hear(StoryRecord const& record)
                      command = asked.line;
                      result.reset();
                  },
-                 [&](Answered const& answered) { result = answered.result; },
+                 [&](Answered const& answered) { result = std::min(result.value_or(0), answered.result); },
                  [&](Held const& held) { Add(record.time, held); }, [&](Released const& released) { Remove(released); },
                  [&](Triggered const& triggered) { Note(record.time, triggered); },
                  [&](Suspended const& suspended) { Suspend(record.time, suspended); });
@@ -47,27 +52,25 @@ void Ledger::Add(PerfTimePoint time, Held const& held)
 
 void Ledger::ForgetUntil(PerfTimePoint time)
 {
-    auto const isLongOver = [time](Entry const& entry) { return entry.until && *entry.until < time; };
-    entries.erase(std::remove_if(entries.begin(), entries.end(), isLongOver), entries.end());
+    Erase(entries, [time](Entry const& entry) { return entry.until && *entry.until < time; });
     mostEntries = std::max(mostEntries, 2 * entries.size());
 }
 
 void Ledger::Remove(Released const& released)
 {
-    auto const isGone = [&released](Entry const& entry) { return released.Covers(entry.held.pid, entry.held.handle); };
-    entries.erase(std::remove_if(entries.begin(), entries.end(), isGone), entries.end());
-    if (released.Covers(EVENTS, NO_HANDLE)) {
-        triggers.clear();
-    }
+    Erase(entries, [&released](Entry const& entry) { return released.Covers(entry.held.pid, entry.held.handle); });
+    Erase(triggers, [&released](Trigger const& trigger) {
+        return released.Covers(trigger.triggered.Pid(), trigger.triggered.handle);
+    });
 }
 
-/** A restart replaces the running entry. */
+/** An event may be started while it runs, and then runs twice. */
 void Ledger::Note(PerfTimePoint time, Triggered const& triggered)
 {
-    auto const isSame = [&triggered](Trigger const& other) {
-        return other.triggered.what == triggered.what && other.triggered.id == triggered.id;
-    };
-    triggers.erase(std::remove_if(triggers.begin(), triggers.end(), isSame), triggers.end());
+    Erase(triggers, [&](Trigger const& trigger) {
+        bool const isStopped = !triggered.starts && trigger.triggered.Id() == triggered.Id();
+        return isStopped || trigger.until < time - KEPT_AFTER_THE_END;
+    });
     if (triggered.starts) {
         triggers.push_back({triggered, time, time + triggered.Length()});
     }

@@ -40,7 +40,7 @@ public:
     std::vector<Trigger> Running(PerfTimePoint now) const;
     /** @return the suspend that the resource is under, if it is under one. */
     std::optional<Suspension> SuspensionOf(PerfQosId id) const;
-    /** @return what the library answered last to the current command, if anything. */
+    /** @return what the library answered to the current command, if anything: a refusal, if there was one. */
     std::optional<int> LastResult() const { return result; }
     /** @return the last handle that a process was given, be it still held or not. */
     std::optional<unsigned long long> LastOf(int pid) const;

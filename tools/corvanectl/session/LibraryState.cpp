@@ -8,9 +8,7 @@
 std::optional<PerfResourceState> LibraryState::Of(ConfigManager& manager, PerfQosId id)
 {
     ConfigManager::Members& members = manager.members;
-    std::vector<PerfQosId> ids;
-    members.resourceManager.GetResourceIds(1ULL << id, ids);
-    if (ids.empty()) {
+    if (!members.resourceManager.HasResource(id)) {
         return std::nullopt;
     }
     CommandWrapper wrapper(PERF_COMMAND_GET_LOG, PerfTimePoint{}, PerfTimePoint{}, 0);

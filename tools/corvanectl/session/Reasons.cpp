@@ -146,10 +146,12 @@ std::vector<std::string> ReasonsFor(Session& session, Held const& asked, int res
 
 std::vector<std::string> ReasonsFor(Session& session, Triggered const& asked, int result, std::string const& said)
 {
+    if (asked.starts && result == 0 && asked.handle == NO_HANDLE) {
+        return {asked.Id() + (asked.what == "probe" ? ": known already" : ": not on this platform") +
+                ", nothing starts"};
+    }
     if (!asked.starts || (asked.what == "event" && asked.commands.empty())) {
-        return !asked.starts || result != 0 ? Said(result, said)
-                                            : std::vector<std::string>{"event " + std::to_string(asked.id) +
-                                                                       ": not on this platform, nothing starts"};
+        return Said(result, said);
     }
     Asking asking(session, PERF_COMMAND_SHORT_START);
     for (QosCommand const& command : asked.commands) {

@@ -49,6 +49,9 @@ std::optional<StoryRecord> StoredStory::Next()
 {
     std::string line;
     if (!std::getline(in, line)) {
+        if (number == 0) {
+            throw RecordError(file + ": holds no record of a run");
+        }
         return std::nullopt;
     }
     ++number;
@@ -67,8 +70,5 @@ void StoredStory::Replay(StoryListener& listener)
 {
     while (auto const record = Next()) {
         listener.Hear(*record);
-    }
-    if (number == 0) {
-        throw RecordError(file + ": holds no record of a run");
     }
 }

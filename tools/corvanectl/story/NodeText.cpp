@@ -100,6 +100,10 @@ std::optional<long long> NumberOf(std::string const& bytes)
 std::string SettingOf(std::string const& content)
 {
     std::string setting = content.substr(0, content.find_last_not_of(" \n") + 1);
+    auto const isRaw = [](unsigned char byte) { return std::isprint(byte) == 0 && std::isspace(byte) == 0; };
+    if (std::any_of(setting.begin(), setting.end(), isRaw)) {
+        return content;
+    }
     std::size_t const begin = setting.find('[');
     std::size_t const end = setting.find(']');
     bool const isChoice = begin != std::string::npos && end != std::string::npos && begin < end;

@@ -25,7 +25,8 @@ std::string TextOf(NodeWrite const& write);
 /** The number that a node's bytes stand for: decimal text, or four raw bytes. */
 std::optional<long long> NumberOf(std::string const& bytes);
 
-/** What a node says that it is set to: without the line end, and of "a [b] c" the word that it has chosen. */
+/** What a node says that it is set to: without the line end, and of "a [b] c" the word that it has chosen. Raw bytes
+ * stay. */
 std::string SettingOf(std::string const& content);
 
 /** The number that a node says, with or without a line end behind it. */

@@ -70,11 +70,17 @@ public:
             value = As<Value>(json.at(key));
         }
     }
+    template <typename Value> void Field(char const* key, std::vector<Value>& values)
+    {
+        for (Json const& value : json.at(key)) {
+            values.push_back(As<Value>(value));
+        }
+    }
     void Field(char const* key, std::map<int, std::string>& texts)
     {
         if (json.contains(key)) {
             for (auto const& [number, text] : json.at(key).items()) {
-                texts[std::stoi(number)] = text.get<std::string>();
+                texts[NumberIn(number)] = text.get<std::string>();
             }
         }
     }
@@ -92,6 +98,12 @@ public:
     }
 
 private:
+    static int NumberIn(std::string const& text)
+    {
+        Json const number = Json::parse(text);
+        return As<int>(number);
+    }
+
     template <typename Value> static Value As(Json const& value)
     {
         if constexpr (std::is_integral_v<Value> && !std::is_same_v<Value, bool>) {
@@ -207,6 +219,7 @@ template <typename Form> void Fields(Form& form, Triggered& triggered)
     form.Field("starts", triggered.starts);
     form.Field("delay", triggered.delay);
     form.Field("duration", triggered.duration);
+    form.Field("handle", triggered.handle);
     form.List("qos", triggered.commands, [](auto& object, QosCommand& command) {
         object.Field("id", command.qosId);
         object.List("phases", command.phases, [](auto& part, EventPhase& phase) {

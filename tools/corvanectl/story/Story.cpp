@@ -8,7 +8,7 @@
 
 std::string Triggered::Text() const
 {
-    return (name.empty() ? "" : name + ", ") + what + " " + std::to_string(id);
+    return (name.empty() ? "" : name + ", ") + Id();
 }
 
 std::vector<EventPhase> Triggered::PhasesOf(QosCommand const& command) const

@@ -70,14 +70,14 @@ struct Released {
     std::optional<int> pid{};
     std::optional<unsigned long long> handle{};
 
-    /** @return whether that is among it. @param holder its process, or EVENTS. */
+    /** @return whether that is among it. @param holder the process that it is booked under. */
     bool Covers(int holder, unsigned long long held) const
     {
         return (!pid || *pid == holder) && (!handle || *handle == held);
     }
 };
 
-/** No process has this id: events and probes go by it where somebody must be named who holds them. */
+/** No process has this id: the library books events under it. */
 constexpr int EVENTS = 0;
 
 /** An event or a probe was started, or stopped. */
@@ -85,11 +85,16 @@ struct Triggered {
     std::string what;
     unsigned int id = 0; ///< of the event, or the thread
     bool starts = true;
-    unsigned int delay = 0;             ///< ms
-    unsigned int duration = 0;          ///< ms that were asked for; 0: as the phases are described
-    std::vector<QosCommand> commands{}; ///< as described; whoever follows them asks PhasesOf
-    std::string name{};                 ///< what the platform calls the event, or empty
+    unsigned int delay = 0;                ///< ms
+    unsigned int duration = 0;             ///< ms that were asked for; 0: as the phases are described
+    std::vector<QosCommand> commands{};    ///< as described; whoever follows them asks PhasesOf
+    std::string name{};                    ///< what the platform calls the event, or empty
+    unsigned long long handle = NO_HANDLE; ///< of this run, where one starts
 
+    /** The process that the library books it under: a probe goes by its thread. */
+    int Pid() const { return what == "probe" ? static_cast<int>(id) : EVENTS; }
+    /** "event 3": of all its runs, which one stop ends. */
+    std::string Id() const { return what + " " + std::to_string(id); }
     /** The phases that one of the commands comes to: with a duration of its own, the first one alone. */
     std::vector<EventPhase> PhasesOf(QosCommand const& command) const;
 
