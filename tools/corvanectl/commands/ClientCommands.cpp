@@ -110,43 +110,24 @@ void Reset(Interpreter& interpreter, Words& words)
 }
 
 /** A scenario or a mode, held until its handle is released. */
-void Hold(Session& session, Words& words, char const* what, char const* placeholder)
+void Hold(Interpreter& interpreter, Words& words, char const* what, char const* placeholder)
 {
     Held held;
     held.what = what;
     held.pid = words.TakeInt("PID");
     held.id = words.TakeUnsigned(placeholder);
     held.name = TakeName(words);
-    CallFor(session, held);
+    CallFor(interpreter.CurrentSession(), held);
 }
 
-void Scenario(Interpreter& interpreter, Words& words)
+template <bool ON> void SetSuspend(Interpreter& interpreter, Words& words)
 {
-    Hold(interpreter.CurrentSession(), words, "scenario", "SCENARIO");
-}
-
-void Mode(Interpreter& interpreter, Words& words)
-{
-    Hold(interpreter.CurrentSession(), words, "mode", "MODE");
-}
-
-void SetSuspend(Session& session, bool on, Words& words)
-{
-    Suspended suspended{{}, on};
+    Session& session = interpreter.CurrentSession();
+    Suspended suspended{{}, ON};
     do {
         suspended.ids.push_back(ToQosId(session, words.Take("QOS")));
     } while (!words.Empty());
     CallSuspend(session, suspended);
-}
-
-void Suspend(Interpreter& interpreter, Words& words)
-{
-    SetSuspend(interpreter.CurrentSession(), true, words);
-}
-
-void Resume(Interpreter& interpreter, Words& words)
-{
-    SetSuspend(interpreter.CurrentSession(), false, words);
 }
 
 void Event(Interpreter& interpreter, Words& words)
@@ -185,13 +166,15 @@ std::vector<Command> ClientCommands()
         {"release", "PID HANDLE|NAME|last", "give a request, scenario or mode back", "release 100 camera", Release},
         {"release-all", "PID", "give back all that a process holds", "release-all 100", ReleaseAll},
         {"reset", "", "give back all that anybody holds", "reset", Reset},
-        {"scenario", "PID SCENARIO [as NAME]", "hold a scenario", "scenario 7 0 as game", Scenario},
+        {"scenario", "PID SCENARIO [as NAME]", "hold a scenario", "scenario 7 0 as game",
+         [](Interpreter& interpreter, Words& words) { Hold(interpreter, words, "scenario", "SCENARIO"); }},
         {"mode", "PID MODE [as NAME]",
          "ask for work mode " + WorkModeText(PERF_WORK_MODE_DEFAULT) + ", " + WorkModeText(PERF_WORK_MODE_BOOST_FIRST) +
              " or " + WorkModeText(PERF_WORK_MODE_LIMIT_FIRST),
-         "mode 500 1 as boost-first", Mode},
-        {"suspend", "QOS ...", "stop the writes of resources", "suspend DDR GPU", Suspend},
-        {"resume", "QOS ...", "let the writes go on", "resume DDR GPU", Resume},
+         "mode 500 1 as boost-first",
+         [](Interpreter& interpreter, Words& words) { Hold(interpreter, words, "mode", "MODE"); }},
+        {"suspend", "QOS ...", "stop the writes of resources", "suspend DDR GPU", SetSuspend<true>},
+        {"resume", "QOS ...", "let the writes go on", "resume DDR GPU", SetSuspend<false>},
         {"event", "EVENT [1 [MS] | 0]", "start or (0) stop an event", "event 0", Event},
         {"probe", "start|stop TID", "boost for a thread and bind it", "probe start 4242", Probe},
         {"debug", "--OPTION", "switch a debug scenario, as in --game_mode_enable", "debug --game_mode_enable", Debug},

@@ -30,11 +30,23 @@ void Dump(Interpreter& interpreter, Words& words)
     interpreter.CurrentSession().Publish(Output{text.str()});
 }
 
-void ShowChart(Interpreter& interpreter, Words& words)
+/** A command that takes nothing and shows a text. */
+template <std::string (*TextOf)(Session&)> void Show(Interpreter& interpreter, Words& words)
 {
     words.End();
-    interpreter.CurrentSession().Publish(
-        Output{interpreter.CurrentSession().GetChart().Text(ColumnsOfOutput(COLUMNS_OF_NO_TERMINAL))});
+    interpreter.CurrentSession().Publish(Output{TextOf(interpreter.CurrentSession())});
+}
+
+std::string ChartOf(Session& session)
+{
+    return session.GetChart().Text(ColumnsOfOutput(COLUMNS_OF_NO_TERMINAL));
+}
+
+std::string VersionOf(Session& session)
+{
+    std::ostringstream text;
+    session.Manager().DumpCoreVersion(text);
+    return text.str();
 }
 
 void ExplainQos(Interpreter& interpreter, Words& words)
@@ -51,26 +63,6 @@ void ExplainQos(Interpreter& interpreter, Words& words)
     auto const group = words.Empty() ? std::nullopt : std::optional(words.TakeUnsigned("GROUP"));
     words.End();
     session.Publish(Output{Explain(session, qos, group)});
-}
-
-void ShowNodes(Interpreter& interpreter, Words& words)
-{
-    words.End();
-    interpreter.CurrentSession().Publish(Output{NodeTable(interpreter.CurrentSession())});
-}
-
-void Status(Interpreter& interpreter, Words& words)
-{
-    words.End();
-    interpreter.CurrentSession().Publish(Output{StatusOf(interpreter.CurrentSession())});
-}
-
-void Version(Interpreter& interpreter, Words& words)
-{
-    words.End();
-    std::ostringstream text;
-    interpreter.CurrentSession().Manager().DumpCoreVersion(text);
-    interpreter.CurrentSession().Publish(Output{text.str()});
 }
 
 void Log(Interpreter& /* interpreter */, Words& words)
@@ -104,13 +96,13 @@ std::vector<Command> ShowCommands()
     return {
         {"dump", "--task|--base_info|--event|--scenario|--workMode|--limit_history", "print the state", "dump --task",
          Dump},
-        {"chart", "", "draw what the nodes held so far, a row each", "chart", ShowChart},
+        {"chart", "", "draw what the nodes held so far, a row each", "chart", Show<ChartOf>},
         {"explain", "QOS [GROUP] | NODE", "say who holds the floor and the ceiling, and what waits behind",
          "explain CPU_L", ExplainQos},
-        {"nodes", "", "show of each node what it holds, its base and who holds it", "nodes", ShowNodes},
-        {"version", "", "print the version of the library", "version", Version},
+        {"nodes", "", "show of each node what it holds, its base and who holds it", "nodes", Show<NodeTable>},
+        {"version", "", "print the version of the library", "version", Show<VersionOf>},
         {"log", "BITS", std::string("show ") + SWITCHED_LINES, "log 3", Log},
-        {"status", "", "say what time it is, what is held and what is suspended", "status", Status},
+        {"status", "", "say what time it is, what is held and what is suspended", "status", Show<StatusOf>},
         {"help", "[COMMAND]", "list the commands, or show one with an example", "help request", Help},
         {"?", "[COMMAND]", "the same as help", "? request", Help},
     };

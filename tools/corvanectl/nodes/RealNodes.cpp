@@ -6,8 +6,11 @@
 #include "tools/corvanectl/platform/Findings.h"
 #include "tools/corvanectl/story/NodeText.h"
 
+#include <cerrno>
 #include <map>
 #include <utility>
+
+#include <unistd.h>
 
 namespace {
 
@@ -18,9 +21,17 @@ std::string ReadableSetting(std::optional<std::string> const& content)
 
 } // namespace
 
+std::string PathBelow(std::string const& root, std::string const& node)
+{
+    return root + (root.empty() || node.front() == '/' ? "" : "/") + node;
+}
+
 void RealNodes::Prepare(Platform const& platform)
 {
     for (PlatformNode const& node : NodesOf(platform)) {
+        if (!root.empty() && access(PathOf(node.name).c_str(), F_OK) != 0) {
+            throw InputError(PathOf(node.name) + ": no such node");
+        }
         bool const isNew = names.insert(node.name).second;
         if (isNew && node.name != platform.threadBinderNode) { // which takes lines and holds nothing
             saved.Save(node.name, PathOf(node.name));
@@ -38,9 +49,19 @@ void RealNodes::Watch(Sandbox::Observer observer)
         if (write.result >= 0) {
             saved.NoteWrite(write.node, write.bytes);
         }
-        AfterWrite(write);
+        CutFile(write);
         told(write);
     });
+}
+
+/** A plain file keeps what stands behind a shorter text; a node does not, and does not mind being cut. */
+void RealNodes::CutFile(NodeWrite const& write) const
+{
+    if (!root.empty() && write.result > 0) {
+        int const savedErrno = errno;
+        static_cast<void>(truncate(PathOf(write.node).c_str(), write.result));
+        errno = savedErrno;
+    }
 }
 
 std::optional<std::string> RealNodes::Read(std::string const& node) const

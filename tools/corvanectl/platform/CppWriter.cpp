@@ -138,9 +138,10 @@ std::string Values(std::vector<GroupInfo> const& infos)
     });
 }
 
-std::string Items(std::string const& indent, std::vector<ScenarioQosItem> const& items)
+/** Of a scenario or a request. */
+template <typename Item> std::string Items(std::string const& indent, std::vector<Item> const& items)
 {
-    return BracedLines(indent, items, [](ScenarioQosItem const& item) {
+    return BracedLines(indent, items, [](Item const& item) {
         return "{" + std::to_string(item.qosId) + ", " + Values(item.groupInfos) + "}";
     });
 }
@@ -175,54 +176,42 @@ std::string Probe(ProbeEvent const& probe)
 
 std::string Request(NamedHint const& hint)
 {
-    std::vector<ScenarioQosItem> items;
-    for (PerfRequestInfo const& info : hint.infos) {
-        items.push_back({info.qosId, info.groupInfos});
+    return hint.infos.empty() ? "" : "{" + std::to_string(hint.duration) + ", " + Items("        ", hint.infos) + "}";
+}
+
+/** A line for each hint for which write gives any text: its name with that. */
+template <typename Write> std::string OfHints(std::vector<NamedHint> const& hints, Write write)
+{
+    std::vector<std::string> lines;
+    for (NamedHint const& hint : hints) {
+        std::string const text = write(hint);
+        if (!text.empty()) {
+            lines.push_back("{" + Quoted(hint.name) + ", " + text + "}");
+        }
     }
-    return "{" + Quoted(hint.name) + ", {" + std::to_string(hint.duration) + ", " + Items("        ", items) + "}}";
+    return BracedLines("    ", lines, [](std::string const& line) { return line; });
 }
 
 template <typename Id> std::string Ids(std::vector<NamedHint> const& hints, std::optional<Id> NamedHint::*id)
 {
-    std::vector<NamedHint const*> named;
-    for (NamedHint const& hint : hints) {
-        if (hint.*id) {
-            named.push_back(&hint);
-        }
-    }
-    return BracedLines("    ", named, [id](NamedHint const* hint) {
-        return "{" + Quoted(hint->name) + ", " + std::to_string(*(hint->*id)) + "}";
-    });
+    return OfHints(hints, [id](NamedHint const& hint) { return hint.*id ? std::to_string(*(hint.*id)) : ""; });
 }
 
 std::string OtherHints(std::vector<NamedHint> const& hints, std::vector<std::string> NamedHint::*others)
 {
-    std::vector<NamedHint const*> named;
-    for (NamedHint const& hint : hints) {
-        if (!(hint.*others).empty()) {
-            named.push_back(&hint);
-        }
-    }
-    return BracedLines("    ", named, [others](NamedHint const* hint) {
-        return "{" + Quoted(hint->name) + ", " + Braced(hint->*others, Quoted) + "}";
-    });
+    return OfHints(
+        hints, [others](NamedHint const& hint) { return (hint.*others).empty() ? "" : Braced(hint.*others, Quoted); });
 }
 
 void WriteHints(std::vector<NamedHint> const& hints, std::ostream& out)
 {
-    std::vector<NamedHint> requests;
-    for (NamedHint const& hint : hints) {
-        if (!hint.infos.empty()) {
-            requests.push_back(hint);
-        }
-    }
     out << "\n    struct Request {\n        unsigned int duration; ///< ms; 0 until released\n"
            "        std::vector<PerfRequestInfo> infos;\n    };\n"
            "    // What the hints are, by name.\n"
         << "    std::map<std::string, PerfEventId> const eventHints = " << Ids(hints, &NamedHint::event) << ";\n"
         << "    std::map<std::string, PerfScenarioId> const scenarioHints = " << Ids(hints, &NamedHint::scenario)
         << ";\n"
-        << "    std::map<std::string, Request> const requestHints = " << BracedLines("    ", requests, Request) << ";\n"
+        << "    std::map<std::string, Request> const requestHints = " << OfHints(hints, Request) << ";\n"
         << "    // What a hint starts and stops with itself, and what it ends when it starts.\n"
         << "    std::map<std::string, std::vector<std::string>> const startedHints = "
         << OtherHints(hints, &NamedHint::starts) << ";\n"

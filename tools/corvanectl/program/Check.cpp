@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "tools/corvanectl/nodes/DeviceCheck.h"
-#include "tools/corvanectl/nodes/RootNodes.h"
+#include "tools/corvanectl/nodes/RealNodes.h"
 #include "tools/corvanectl/platform/Summary.h"
 #include "tools/corvanectl/program/PlatformInput.h"
 #include "tools/corvanectl/program/Program.h"

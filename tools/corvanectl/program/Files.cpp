@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <iostream>
 #include <map>
-#include <sstream>
 #include <system_error>
 #include <utility>
 

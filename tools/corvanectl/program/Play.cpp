@@ -22,9 +22,7 @@
 #include <iostream>
 #include <optional>
 #include <sstream>
-#include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include <unistd.h>
 

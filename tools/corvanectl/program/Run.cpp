@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "tools/corvanectl/nodes/RealNodes.h"
-#include "tools/corvanectl/nodes/RootNodes.h"
 #include "tools/corvanectl/nodes/SandboxNodes.h"
 #include "tools/corvanectl/program/Files.h"
 #include "tools/corvanectl/program/Play.h"
@@ -39,10 +38,7 @@ std::unique_ptr<Nodes> NodesFor(RunOptions const& options)
     if (options.sandbox) {
         return std::make_unique<SandboxNodes>();
     }
-    if (!options.root.empty()) {
-        return std::make_unique<RootNodes>(options.root, options.keep);
-    }
-    return std::make_unique<RealNodes>(options.keep);
+    return std::make_unique<RealNodes>(options.root, options.keep);
 }
 
 int Run(RunOptions const& options)

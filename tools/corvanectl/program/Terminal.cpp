@@ -10,10 +10,8 @@
 #include <clocale>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cwchar>
 #include <filesystem>
-#include <iostream>
 #include <system_error>
 
 #include <histedit.h>
@@ -28,12 +26,6 @@ constexpr std::size_t PROMPT_WIDTH = 2;
 constexpr int LINES_KEPT = 1000;
 constexpr char CONTROL_C = 3;
 constexpr char CONTROL_U = 21;
-
-std::string Environment(char const* name)
-{
-    char const* const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): nobody changes it
-    return value == nullptr ? "" : value;
-}
 
 /** @return where lines are kept from one time to the next; empty if there is no such place. */
 std::string PrepareHistoryFile()
@@ -133,8 +125,7 @@ Terminal::~Terminal()
 
 bool Terminal::IsThere()
 {
-    std::string const kind = Environment("TERM");
-    return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1 && !kind.empty() && kind != "dumb";
+    return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1 && TakesControls();
 }
 
 bool Terminal::Next(std::string& line, StopSignal const& stop, Completer const& complete)

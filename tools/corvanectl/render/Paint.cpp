@@ -10,25 +10,25 @@
 
 namespace {
 
-std::string Environment(char const* name)
-{
-    char const* const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): nobody changes it
-    return value == nullptr ? "" : value;
-}
-
 bool IsTerminal(std::ostream const& stream)
 {
     return (&stream == &std::cout && isatty(STDOUT_FILENO) == 1) ||
            (&stream == &std::cerr && isatty(STDERR_FILENO) == 1);
 }
 
-bool HasColours()
+} // namespace
+
+std::string Environment(char const* name)
 {
-    std::string const kind = Environment("TERM");
-    return !kind.empty() && kind != "dumb" && Environment("NO_COLOR").empty();
+    char const* const value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): nobody changes it
+    return value == nullptr ? "" : value;
 }
 
-} // namespace
+bool TakesControls()
+{
+    std::string const kind = Environment("TERM");
+    return !kind.empty() && kind != "dumb";
+}
 
 std::size_t ColumnsOfOutput(std::size_t otherwise)
 {
@@ -36,4 +36,7 @@ std::size_t ColumnsOfOutput(std::size_t otherwise)
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : otherwise;
 }
 
-Paint::Paint(std::ostream const& stream) : isSeen(IsTerminal(stream) && HasColours()) {}
+Paint::Paint(std::ostream const& stream)
+    : isSeen(IsTerminal(stream) && TakesControls() && Environment("NO_COLOR").empty())
+{
+}

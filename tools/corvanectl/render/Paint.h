@@ -5,6 +5,10 @@
 #include <ostream>
 #include <string>
 
+/** @return a variable of the environment; empty where it is not set. */
+std::string Environment(char const* name);
+/** @return whether TERM says that a terminal takes colours and moves of the cursor. */
+bool TakesControls();
 /** @return how wide the terminal on standard output is; if there is none, or it does not say, something else. */
 std::size_t ColumnsOfOutput(std::size_t otherwise);
 

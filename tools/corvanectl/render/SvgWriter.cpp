@@ -9,6 +9,7 @@
 #include <cmath>
 #include <iomanip>
 #include <limits>
+#include <map>
 #include <sstream>
 #include <vector>
 
@@ -46,22 +47,13 @@ text{fill:#e6edf3} .dim{fill:#8d96a0} .paper{fill:#0d1117} .grid,.frame{stroke:#
 
 std::string Escaped(std::string const& text)
 {
+    static std::map<char, char const*> const ESCAPES = {{'&', "&amp;"}, {'<', "&lt;"}, {'>', "&gt;"}, {'"', "&quot;"}};
     std::string escaped;
     for (char const letter : text) {
-        switch (letter) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        case '>':
-            escaped += "&gt;";
-            break;
-        case '"':
-            escaped += "&quot;";
-            break;
-        default:
+        auto const escape = ESCAPES.find(letter);
+        if (escape != ESCAPES.end()) {
+            escaped += escape->second;
+        } else {
             escaped += static_cast<unsigned char>(letter) < 0x20 ? ' ' : letter; // which no XML may hold
         }
     }
@@ -163,10 +155,17 @@ private:
              << "</text>\n";
     }
 
-    static void Box(std::ostream& out, std::string const& kind, double from, double to, double top, double height)
+    /** @param title shown where somebody points at it; may be empty. */
+    static void Box(std::ostream& out, std::string const& kind, double from, double to, double top, double height,
+                    std::string const& title = "")
     {
         out << std::fixed << std::setprecision(1) << R"(<rect class=")" << kind << R"(" x=")" << from << R"(" y=")"
             << top << R"(" width=")" << std::max(to - from, 1.0) << R"(" height=")" << height << "\"";
+        if (title.empty()) {
+            out << "/>\n";
+        } else {
+            out << "><title>" << Escaped(title) << "</title></rect>\n";
+        }
     }
 
     static void Line(std::ostream& out, char const* kind, double x1, double y1, double x2, double y2)
@@ -195,7 +194,6 @@ private:
                 Cross(x + 6, y + 7);
             } else {
                 Box(body, kind, x, x + 12, y + 3, 9);
-                body << "/>\n";
             }
             Text(x + 18, y, "dim", text);
             x += 44 + LETTER * static_cast<double>(std::string(text).size());
@@ -222,9 +220,9 @@ private:
         bool const before = !inside && to + width > RIGHT;
         std::size_t const lane = lanes.LaneFor(before ? from - width : from, inside || before ? to : to + width);
         double const top = y + ROW * static_cast<double>(lane);
-        Box(body, kind, from, to, top + 1.5, ROW - 3);
-        body << "><title>" << Escaped(text) << ", " << SecondsText(Seconds(span.from)) << " to "
-             << (span.until ? SecondsText(Seconds(*span.until)) : "the end") << "</title></rect>\n";
+        Box(body, kind, from, to, top + 1.5, ROW - 3,
+            text + ", " + SecondsText(Seconds(span.from)) + " to " +
+                (span.until ? SecondsText(Seconds(*span.until)) : "the end"));
         if (before) {
             Text(from - 4, top, "end", text);
         } else {
@@ -259,13 +257,10 @@ private:
         double const height = isNumber ? NUMBERS : TEXTS;
         for (Chart::Span const& span : panel.suspends) {
             Box(body, "suspend", X(span.from), Until(span), y, height);
-            body << "/>\n";
             Box(body, "hatched", X(span.from), Until(span), y, height);
-            body << "/>\n";
         }
         isNumber ? Numbers(panel) : Texts(panel);
         Box(body, "frame", LEFT, RIGHT, y, height);
-        body << "/>\n";
         y += height + 2;
         DrawClaims(panel);
         body << "</g>\n";
@@ -342,8 +337,7 @@ private:
             double const to = next < steps.size() ? X(steps[next].at) : RIGHT;
             std::string const text = ReadableBytes(steps[i].bytes);
             if (!text.empty()) {
-                Box(body, "held", from, to, y, TEXTS);
-                body << "><title>" << Escaped(text) << "</title></rect>\n";
+                Box(body, "held", from, to, y, TEXTS, text);
             }
             if (to - from >= 8 + LETTER * static_cast<double>(text.size())) {
                 Text(from + 4, y + 1.5, "", text);
@@ -372,7 +366,6 @@ private:
         double const bottom = y;
         for (Chart::Mode const& mode : chart.Modes()) {
             Box(behind, "mode" + std::to_string(mode.id), X(mode.span.from), Until(mode.span), top, bottom - top);
-            behind << "/>\n";
         }
         double const tick = TickOf(end);
         for (int i = 0; i * tick <= end * 1.0001; ++i) {

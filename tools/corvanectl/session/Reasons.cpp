@@ -4,8 +4,6 @@
 
 #include "tools/corvanectl/platform/LibraryLog.h"
 
-#include <algorithm>
-
 namespace {
 
 std::string WhyNotSuspended(Platform const& platform, PerfQosId id)

@@ -43,7 +43,6 @@ public:
     Platform const& GetPlatform() const { return platform; }
     Nodes& GetNodes() { return nodes; }
     SessionTime& Clock() { return time; }
-    SessionTime const& Clock() const { return time; }
     Ledger const& GetLedger() const { return ledger; }
     BoundThreads const& GetBoundThreads() const { return bound; }
     BlockChart const& GetChart() const { return chart; }

@@ -5,7 +5,6 @@
 #include "tools/corvanectl/story/NodeText.h"
 
 #include <array>
-#include <limits>
 #include <stdexcept>
 #include <type_traits>
 #include <utility>

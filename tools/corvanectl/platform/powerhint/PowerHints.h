@@ -6,7 +6,6 @@
 #include "tools/corvanectl/platform/JsonObject.h"
 
 #include <string>
-#include <utility>
 #include <vector>
 
 /** A node of a power-hint file. Of the active hints' values the first of the list is written, of none the default. */
