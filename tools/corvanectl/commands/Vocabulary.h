@@ -19,7 +19,7 @@ struct Placeholder {
     std::vector<std::string> (*names)(Session const&); ///< that may stand there; nullptr where nobody knows them
 };
 
-/** @return the meaningless one if there is none of this word. */
+/** @return what is said of any word if there is none of this one. */
 Placeholder const& FindPlaceholder(std::string const& word);
 std::vector<std::string> CommandNames();
 /** @return the words of a command's arguments, without what says how they belong together. */

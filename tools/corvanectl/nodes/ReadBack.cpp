@@ -12,10 +12,10 @@ void ReadBack::Hear(StoryRecord const& record)
 {
     record.Match([this](Wrote const& wrote) {
         NoteOutcome(wrote.write);
-        if (wrote.write.result >= 0 && wrote.write.node != ignored) {
+        if (wrote.write.result >= 0 && wrote.write.node != binder) {
             std::lock_guard<std::mutex> const lock(mutex);
             taken[wrote.write.node] = wrote.write.bytes;
-            fresh[wrote.write.node] = wrote.write.bytes;
+            uncompared[wrote.write.node] = wrote.write.bytes;
         }
     });
 }
@@ -39,17 +39,17 @@ std::size_t ReadBack::TakeFailedWrites()
     return std::exchange(failedWrites, 0) + std::exchange(refused, {}).size();
 }
 
-std::map<std::string, std::string> ReadBack::TakeFresh()
+std::map<std::string, std::string> ReadBack::TakeUncompared()
 {
     std::lock_guard<std::mutex> const lock(mutex);
-    return std::exchange(fresh, {});
+    return std::exchange(uncompared, {});
 }
 
 std::vector<Strayed> ReadBack::Compare(Nodes const& nodes)
 {
     std::vector<Strayed> strayed;
     PerfTimePoint const deadline = PerfTime::Now() + READ_BACK_TIME;
-    for (auto const& written : TakeFresh()) {
+    for (auto const& written : TakeUncompared()) {
         auto const& [node, text] = written;
         // A write that came meanwhile, such as the end of a timed boost, is compared the next time.
         auto const fits = [this, &written](std::string const& content) {

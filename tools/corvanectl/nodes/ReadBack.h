@@ -16,7 +16,7 @@
 class ReadBack : public StoryListener {
 public:
     /** @param binderNode takes lines and holds nothing; may be empty. */
-    explicit ReadBack(std::string binderNode) : ignored(std::move(binderNode)) {}
+    explicit ReadBack(std::string binderNode) : binder(std::move(binderNode)) {}
 
     void Hear(StoryRecord const& record) override;
 
@@ -34,14 +34,14 @@ public:
 
 private:
     void NoteOutcome(NodeWrite const& write);
-    std::map<std::string, std::string> TakeFresh();
+    std::map<std::string, std::string> TakeUncompared();
 
-    std::string const ignored;
+    std::string const binder;
     std::map<std::string, std::string> seen; ///< by node, what it held when it was compared; the session's thread only
     mutable std::mutex mutex;
     // guarded by mutex
-    std::map<std::string, std::string> taken;   ///< the last text by node
-    std::map<std::string, std::string> fresh;   ///< the part of it that was not compared yet
-    std::map<std::string, std::string> refused; ///< by node, what it has refused and not been offered again
-    std::size_t failedWrites = 0;               ///< others
+    std::map<std::string, std::string> taken;      ///< the last text by node
+    std::map<std::string, std::string> uncompared; ///< the part of it that was not compared yet
+    std::map<std::string, std::string> refused;    ///< by node, what it has refused and not been offered again
+    std::size_t failedWrites = 0;                  ///< others
 };

@@ -40,7 +40,7 @@ std::string TakeBracket(std::string& line)
     return text;
 }
 
-/** What is known of the library's error lines by their words, of which the first that fit count. */
+/** What is known of the library's error lines by words in them: the first that fit count, so that order matters. */
 struct Known {
     char const* words;
     char const* field;   ///< of the platform file, that the line is about; nullptr where only its caller can tell
@@ -57,7 +57,7 @@ constexpr Known KNOWN_LINES[] = {
     {"EAS", ".levelToValueMap", nullptr},
     {"freq list", ".freqListNode", nullptr},
     {"PerfQosFreqConfig", ".freqListNode", "a resource with a freqListNode"},
-    {"ath", ".nodes", nullptr},
+    {"ath", ".nodes", nullptr}, // "Path" and "paths"
     {"group id", ".id", nullptr},
     {"invalid qos id", ".id", nullptr},
     {"event id", ".id", nullptr},

@@ -13,8 +13,8 @@ namespace {
 
 constexpr char const* DESCRIPTION =
     "libcorvane arbitrates what clients ask of a device's tunables, boosts and limits, and writes the outcome to "
-    "kernel "
-    "nodes. corvanectl is the library on a terminal: on the sample platform, on a platform file, on a sandbox of node "
+    "kernel nodes. corvanectl is the library on a terminal: on the sample platform, on a platform file, on a sandbox "
+    "of node "
     "files or on the device, whose nodes it leaves as it found them.";
 
 /** What no option and no command says. */

@@ -65,7 +65,7 @@ double Seconds(Chart::Time time)
     return std::chrono::duration<double>(time).count();
 }
 
-std::string SecondsText(double seconds)
+std::string TickText(double seconds)
 {
     std::ostringstream text;
     text << std::setprecision(12) << seconds << " s";
@@ -221,8 +221,8 @@ private:
         std::size_t const lane = lanes.LaneFor(before ? from - width : from, inside || before ? to : to + width);
         double const top = y + ROW * static_cast<double>(lane);
         Box(body, kind, from, to, top + 1.5, ROW - 3,
-            text + ", " + SecondsText(Seconds(span.from)) + " to " +
-                (span.until ? SecondsText(Seconds(*span.until)) : "the end"));
+            text + ", " + TickText(Seconds(span.from)) + " to " +
+                (span.until ? TickText(Seconds(*span.until)) : "the end"));
         if (before) {
             Text(from - 4, top, "end", text);
         } else {
@@ -370,8 +370,8 @@ private:
         double const tick = TickOf(end);
         for (int i = 0; i * tick <= end * 1.0001; ++i) {
             Line(behind, "grid", X(i * tick), top, X(i * tick), bottom);
-            Text(X(i * tick), bottom + 2, "middle dim", SecondsText(i * tick));
-            Text(X(i * tick), top - GAP - ROW + 2, "middle dim", SecondsText(i * tick));
+            Text(X(i * tick), bottom + 2, "middle dim", TickText(i * tick));
+            Text(X(i * tick), top - GAP - ROW + 2, "middle dim", TickText(i * tick));
         }
         std::size_t number = 0;
         double free = 0;
@@ -390,7 +390,7 @@ private:
         std::size_t number = 0;
         for (Chart::Chapter const& chapter : chart.Chapters()) {
             Text(LEFT - 8, y, "end bold", std::to_string(++number));
-            Text(LEFT, y, "dim", SecondsText(Seconds(chapter.at)));
+            Text(LEFT, y, "dim", TickText(Seconds(chapter.at)));
             Text(LEFT + 46, y, "", chapter.title);
             y += ROW;
         }
