@@ -55,11 +55,6 @@ namespace {
 
 /** What the manager holds, told again: every operation first forgets each end up to its own time. */
 struct NaiveHandles {
-    struct Record {
-        int pid;
-        PerfCommandType type;
-        PerfTimePoint end;
-    };
     struct End {
         PerfTimePoint end;
         unsigned long long handle;
@@ -78,10 +73,10 @@ struct NaiveHandles {
     std::size_t Of(int pid) const
     {
         return static_cast<std::size_t>(
-            std::count_if(records.begin(), records.end(), [pid](auto const& one) { return one.second.pid == pid; }));
+            std::count_if(records.begin(), records.end(), [pid](auto const& one) { return one.second == pid; }));
     }
 
-    std::map<unsigned long long, Record> records;
+    std::map<unsigned long long, int> records; ///< whose each handle is
     std::vector<End> ends;
 };
 
@@ -116,26 +111,25 @@ TEST(CommandManager, ForgetsWhatHasEndedInWhateverOrderTimesAreGiven)
                 if (taken) {
                     continue;
                 }
-                naive.records[next] = {owner, type, wrapper.endTime};
+                naive.records[next] = owner;
                 if (isProbe || type == PERF_COMMAND_SHORT_START) {
                     naive.ends.push_back({wrapper.endTime, next});
                 }
                 ASSERT_FALSE(manager.IsReleasedSince(ticket, owner, next));
                 ++next;
             } else if (!naive.records.empty() && random.Chance(2)) {
-                auto chosen = std::next(naive.records.begin(), random.Below(static_cast<int>(naive.records.size())));
-                auto const [handle, record] = *chosen;
+                auto const [handle, owner] = random.Pick(naive.records);
                 CommandManager::StartTicket const ticket = manager.TakeTicket();
                 CommandWrapper out;
                 naive.Look(time.Now());
                 bool const known = naive.records.count(handle) != 0;
                 auto const isIt = [&, one = handle](auto const& end) { return end.handle == one; };
                 auto const filed = std::find_if(naive.ends.begin(), naive.ends.end(), isIt);
-                int const told = record.pid > 90 ? manager.BuildProbeReleaseCommand(record.pid, out)
-                                                 : manager.BuildReleaseCommand(record.pid, handle, out);
+                int const told = owner > 90 ? manager.BuildProbeReleaseCommand(owner, out)
+                                            : manager.BuildReleaseCommand(owner, handle, out);
                 ASSERT_EQ(told, known && filed != naive.ends.end() ? 0 : -1) << "seed " << seed << " step " << step;
                 if (known) {
-                    ASSERT_TRUE(manager.IsReleasedSince(ticket, record.pid, handle)) << "a single release is noted";
+                    ASSERT_TRUE(manager.IsReleasedSince(ticket, owner, handle)) << "a single release is noted";
                     naive.records.erase(handle);
                     naive.ends.erase(std::remove_if(naive.ends.begin(), naive.ends.end(), isIt), naive.ends.end());
                 }

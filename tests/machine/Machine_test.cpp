@@ -66,14 +66,14 @@ void LimitByFirmware(bool on)
     ASSERT_TRUE(WaitUntil([on] { return Read(ZONE + "2/temp") == (on ? "32000" : "30000"); }));
 }
 
-struct Outcome {
+struct ShellOutcome {
     int status;
     std::string output;
 };
 
-Outcome Shell(std::string const& command)
+ShellOutcome Shell(std::string const& command)
 {
-    Outcome outcome{-1, ""};
+    ShellOutcome outcome{-1, ""};
     FILE* const pipe = popen(("exec 2>&1; " + command).c_str(), "r");
     std::array<char, 4096> part{};
     for (std::size_t count = 0; (count = fread(part.data(), 1, part.size(), pipe)) > 0;) {
@@ -366,14 +366,14 @@ protected:
     static constexpr char const* RUN = "./corvanectl run machine.json --script ";
 
     /** A run that boosts the big cluster and gets a signal once that is seen, and another command has been run. */
-    static Outcome EndedInABoost(std::string const& meanwhile)
+    static ShellOutcome EndedInABoost(std::string const& meanwhile)
     {
         return Shell("(echo 'request 1 0 qos=BIG boost=1400000'; echo 'sleep 60000') >boost.txt; " + std::string(RUN) +
                      "boost.txt & until grep -q 1400000 " + BIG_POLICY.Min() + "; do sleep 0.1; done; sleep 0.5; " +
                      meanwhile + "; kill -TERM $!; wait $!");
     }
 
-    static testing::AssertionResult Says(Outcome const& outcome, int status, std::vector<std::string> const& texts)
+    static testing::AssertionResult Says(ShellOutcome const& outcome, int status, std::vector<std::string> const& texts)
     {
         for (std::string const& text : texts) {
             if (outcome.output.find(text) == std::string::npos) {

@@ -347,7 +347,7 @@ TEST_F(Plays, EveryWorkerIsToldToEndBeforeOneIsWaitedForAndWhatIsQueuedIsDropped
         Hold(40);
         Start("end", [this] { manager.reset(); });
         time->Settle();
-        EXPECT_TRUE(log.Has(ANDROID_LOG_INFO, "PF_RES", "WorkThread", "[other] work thread exit"));
+        EXPECT_TRUE(log.Has("I PF_RES WorkThread: [other] work thread exit"));
         binder.Release();
         gate.Release();
         time->Play();

@@ -12,7 +12,6 @@
 #include <iostream>
 #include <iterator>
 #include <map>
-#include <mutex>
 #include <thread>
 #include <tuple>
 
@@ -47,26 +46,6 @@ std::size_t Allocated()
 #endif
 }
 
-/** Remembers which threads are bound according to the lines that the binder's node took. */
-class Bindings {
-public:
-    void Take(std::string const& line)
-    {
-        std::lock_guard<std::mutex> const lock(mutex);
-        auto const bar = line.find('|');
-        bound[line.substr(bar + 1)] = line.compare(0, bar, "FF") != 0;
-    }
-    bool AreOver()
-    {
-        std::lock_guard<std::mutex> const lock(mutex);
-        return std::none_of(bound.begin(), bound.end(), [](auto const& thread) { return thread.second; });
-    }
-
-private:
-    std::mutex mutex;
-    std::map<std::string, bool> bound;
-};
-
 class Storm : public RealTimePlatformTest {
 protected:
     static constexpr std::uint64_t SEED = 36; ///< of a platform on which everything can be asked for
@@ -76,11 +55,6 @@ protected:
         Furnish(*this, SEED);
         control.workMode = PERF_WORK_MODE_DEFAULT; // which a reset leads to
         options.commandLimits = {12, 64, 400, 0, 1};
-        sandbox.OnWrite([this](NodeWrite const& write) {
-            if (write.node == "binder") {
-                bindings.Take(write.bytes);
-            }
-        });
     }
 
     /** What the nodes hold while nobody asks for anything, as far as it is written. */
@@ -131,7 +105,7 @@ protected:
         auto const end = std::chrono::steady_clock::now() + length;
         while (std::chrono::steady_clock::now() < end) {
             std::this_thread::sleep_for(10ms);
-            writes += sandbox.TakeWrites().size();
+            TakeWrites();
         }
         over = true;
         for (std::thread& client : clients) {
@@ -167,7 +141,7 @@ protected:
         EXPECT_EQ(TryRequest(LONG, {easBases}), 0);
         EXPECT_TRUE(WaitUntil([this] { return Dump("--task") == idle; }, 60s)) << Dump("--task");
         EXPECT_EQ(Dump("--workMode"), "\ncurrent mode = 0, modeNum(1) <value, handle>:\n<0,*>\n");
-        EXPECT_TRUE(WaitUntil([this] { return bindings.AreOver(); })) << "a reset leaves bindings to their end";
+        EXPECT_TRUE(WaitUntil([this] { return IsNobodyBound(); })) << "a reset leaves bindings to their end";
         for (auto const& [node, base] : bases) {
             EXPECT_EQ(sandbox.Read(node), base) << node;
             EXPECT_LE(sandbox.OpenDescriptors(node), 1) << node;
@@ -178,11 +152,27 @@ protected:
         }
         EXPECT_EQ(TryRequest(LONG, {Boost(GPU, 50)}), -1) << "more handles than there are";
         manager->Reset();
-        writes += sandbox.TakeWrites().size();
+    }
+
+    void TakeWrites()
+    {
+        for (NodeWrite const& write : sandbox.TakeWrites()) {
+            ++writes;
+            if (write.node == "binder") {
+                auto const bar = write.bytes.find('|');
+                bound[write.bytes.substr(bar + 1)] = write.bytes.compare(0, bar, "FF") != 0;
+            }
+        }
+    }
+
+    bool IsNobodyBound()
+    {
+        TakeWrites();
+        return std::none_of(bound.begin(), bound.end(), [](auto const& thread) { return thread.second; });
     }
 
     std::map<std::string, std::string> const bases = Bases();
-    Bindings bindings;
+    std::map<std::string, bool> bound; ///< whether a thread is, by the lines that the binder's node took
     std::string idle;
     std::atomic<unsigned long> calls{0};
     std::size_t writes = 0;

@@ -54,8 +54,8 @@ TEST_F(PerfResourceTest, AFloodBehindAHangingNodeComesDownToWhatIsOutstanding)
         touch(handle);
     }
     send(PERF_COMMAND_LONG_START, Item(3, {{0, {{BOOST, 55}}}}));
-    EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, "PF_RES", "SendCommandToFifoQ",
-                        "[" + NAME + "] worker is behind, 16382 waiting commands that come to nothing left out"));
+    EXPECT_TRUE(log.Has("W PF_RES SendCommandToFifoQ: [" + NAME +
+                        "] worker is behind, 16382 waiting commands that come to nothing left out"));
     gate.Release();
     time.Settle();
     EXPECT_EQ(sandbox.Read("n0"), "55");

@@ -82,12 +82,10 @@ std::vector<std::string> LogCapture::Lines(std::string const& tag) const
     return lines;
 }
 
-std::size_t LogCapture::Count(int priority, std::string const& tag, std::string const& method,
-                              std::string const& text) const
+bool LogCapture::Has(std::string const& line) const
 {
     auto const lines = Lines();
-    auto const wanted = LogLine{priority, tag, method, text}.Render();
-    return static_cast<std::size_t>(std::count(lines.begin(), lines.end(), wanted));
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
 }
 
 std::size_t LogCapture::Count(int priority) const

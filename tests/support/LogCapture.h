@@ -35,12 +35,8 @@ public:
     std::vector<LogLine> Entries() const;
     /** Every line rendered, or those of one tag. */
     std::vector<std::string> Lines(std::string const& tag = "") const;
-    /** @return how often this very line was printed. */
-    std::size_t Count(int priority, std::string const& tag, std::string const& method, std::string const& text) const;
-    bool Has(int priority, std::string const& tag, std::string const& method, std::string const& text) const
-    {
-        return Count(priority, tag, method, text) != 0;
-    }
+    /** @param line rendered. */
+    bool Has(std::string const& line) const;
     /** @return how many lines of a priority were printed, whatever their tag. */
     std::size_t Count(int priority) const;
     void Clear();
