@@ -4,10 +4,7 @@
 
 namespace {
 
-class ConfigManagerConsoleTest : public PlatformTest {
-protected:
-    std::string Path(std::string const& node) const { return sandbox.Path(node); }
-};
+using ConfigManagerConsoleTest = PlatformTest;
 
 TEST_F(ConfigManagerConsoleTest, CataloguesAndModesAreDumpedAsTheyStand)
 {
@@ -42,10 +39,11 @@ TEST_F(ConfigManagerConsoleTest, CataloguesAndModesAreDumpedAsTheyStand)
     static_cast<void>(manager->PerfSetMode(PID, PERF_WORK_MODE_BOOST_FIRST, handle));
     EXPECT_EQ(Dump("--workMode"), "\ncurrent mode = 1, modeNum(2) <value, handle>:\n<1025, 1> <0,*>\n");
 
-    EXPECT_EQ(Dump("--base_info"), "1,cpu_m,0,cpu_m,300,2500,300,2500," + Path("cpu_m/min") + "," + Path("cpu_m/max") +
-                                       "\n2,cpu_b,0,cpu_b,400,4000,400,4000," + Path("cpu_b/min") + "," +
-                                       Path("cpu_b/max") + "\n3,gpu,0,gpu_floor,10,100,10,," + Path("gpu/floor") +
-                                       ",\n3,gpu,1,gpu_power,20,100,20,," + Path("gpu/power") + ",\n");
+    auto const path = [this](std::string const& node) { return sandbox.Path(node); };
+    EXPECT_EQ(Dump("--base_info"), "1,cpu_m,0,cpu_m,300,2500,300,2500," + path("cpu_m/min") + "," + path("cpu_m/max") +
+                                       "\n2,cpu_b,0,cpu_b,400,4000,400,4000," + path("cpu_b/min") + "," +
+                                       path("cpu_b/max") + "\n3,gpu,0,gpu_floor,10,100,10,," + path("gpu/floor") +
+                                       ",\n3,gpu,1,gpu_power,20,100,20,," + path("gpu/power") + ",\n");
 
     std::ostringstream version;
     manager->DumpCoreVersion(version);

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,7 +21,14 @@ constexpr PerfQosId GPU = PERF_QOS_GPU;
 constexpr PerfQosId MEM_LAT = 15;
 
 /** All of them, one after the other. */
-Strings Join(std::vector<Strings> const& parts);
+inline Strings Join(std::vector<Strings> const& parts)
+{
+    Strings all;
+    for (Strings const& part : parts) {
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
+}
 
 /**
  * The whole library on a small platform in a sandbox, with real workers. Resources, each with one group unless said
@@ -36,22 +44,53 @@ protected:
     static constexpr unsigned int LONG = 0;
     static constexpr unsigned int MINUTE = 60000;
 
-    RealTimePlatformTest();
+    RealTimePlatformTest() : PlatformBuilder([this](std::string const& name) { return sandbox.AddNode(name); })
+    {
+        AddFrequency(CPU_M, "cpu_m", {300, 3000, 300, 2500});
+        AddFrequency(CPU_B, "cpu_b", {400, 4000, 400, 4000}, true);
+        AddResource(GPU, "gpu",
+                    {Group(0, "gpu_floor", {0, 100, 10, 100}, {"gpu/floor"}),
+                     Group(1, "gpu_power", {0, 100, 20, 100}, {"gpu/power"})});
+        options.threadBinderNode = sandbox.AddNode("binder");
+        probe.threadBinderPath = "0F";
+    }
     void TearDown() override { manager.reset(); }
 
     /** Makes the facade and initialises it. */
-    int Init();
+    int Init()
+    {
+        manager = std::make_unique<ConfigManager>(options);
+        return PlatformBuilder::Init(*manager);
+    }
     void Start() { ASSERT_EQ(Init(), 0); }
 
     /** @return the handle of a request that must succeed. */
-    unsigned long long Request(unsigned int ms, std::vector<PerfRequestInfo> const& infos, int pid = PID);
-    int TryRequest(unsigned int ms, std::vector<PerfRequestInfo> const& infos, int pid = PID);
+    unsigned long long Request(unsigned int ms, std::vector<PerfRequestInfo> const& infos)
+    {
+        unsigned long long handle = 0;
+        EXPECT_EQ(manager->PerfRequest(PID, ms, infos, handle), 0);
+        return handle;
+    }
+    int TryRequest(unsigned int ms, std::vector<PerfRequestInfo> const& infos, int pid = PID)
+    {
+        unsigned long long handle = 0;
+        return manager->PerfRequest(pid, ms, infos, handle);
+    }
 
-    std::string Dump(std::string const& option);
+    std::string Dump(std::string const& option = "--task")
+    {
+        std::ostringstream out;
+        EXPECT_EQ(manager->Dump(out, {option}), 0);
+        return out.str();
+    }
     /** Waits until every worker has done what was queued so far. */
-    virtual void Settle() { Dump("--task"); }
+    virtual void Settle() { Dump(); }
     /** What has been written since the last look once everything queued is done. */
-    Strings Wrote();
+    Strings Wrote()
+    {
+        Settle();
+        return Lines(sandbox.TakeWrites());
+    }
 
     Sandbox sandbox;
     std::unique_ptr<ConfigManager> manager;

@@ -2,10 +2,8 @@
 
 #include "resource/PerfCommandQueue.h"
 #include "sandbox/Exploration.h"
-#include "sandbox/Sandbox.h"
 #include "sys/PerfMutex.h"
-#include "tests/support/LogCapture.h"
-#include "tests/support/PlatformBuilder.h"
+#include "tests/frontend/PlatformFixture.h"
 
 #include <gtest/gtest.h>
 
@@ -19,23 +17,20 @@ namespace {
 using namespace std::chrono_literals;
 using Call = std::function<void()>;
 
-constexpr PerfQosId GPU = PERF_QOS_GPU;
-constexpr int PID = 100;
 constexpr int THREAD = 7;
 constexpr PerfQosId OTHER = 21;
-constexpr unsigned int LONG = 0;
 constexpr unsigned int SHORT = 50;
 
 /** Two or three clients of the whole library under every order of turns with at most two preemptions. */
-class Plays : public testing::Test, protected PlatformBuilder {
+class Plays : public RealTimePlatformTest {
 protected:
-    Plays() : PlatformBuilder([this](std::string const& name) { return sandbox.AddNode(name); })
+    Plays()
     {
-        AddResource(GPU, "gpu", {Group(0, "gpu", {0, 100, 10, 100}, {"gpu"})});
+        qosConfigs.clear(); // each worker multiplies the orders
+        AddResource(GPU, "gpu", {Group(0, "gpu", {0, 100, 10, 100}, {"node"})});
         AddScenario(0, {Boost(GPU, 60)});
         AddEvent(0, GPU, {{SHORT, 70}});
         probe = {0, 0, 30, 0, SHORT, "0F"};
-        options.threadBinderNode = sandbox.AddNode("binder");
         options.commandLimits.maxTotalHandleNum = 4;
     }
 
@@ -61,13 +56,12 @@ protected:
     void Perform(VirtualTime& now, Call const& act)
     {
         time = &now;
-        sandbox.AddNode("gpu", "");
+        sandbox.AddNode("node", "");
         sandbox.AddNode("binder", "");
         sandbox.TakeWrites();
-        manager = std::make_unique<ConfigManager>(options);
-        bool const isRunning = Init(*manager) == 0;
+        RealTimePlatformTest::Start();
         now.Settle();
-        idle = isRunning ? Dump() : "";
+        idle = Dump();
         act();
         manager.reset();
         EXPECT_EQ(sandbox.OpenDescriptors(), 0);
@@ -84,12 +78,10 @@ protected:
         time->Play();
     }
 
-    int Request(unsigned int ms, std::vector<PerfRequestInfo> const& infos, int pid = PID)
+    void Hold(int value, unsigned int ms = LONG, int pid = PID)
     {
-        unsigned long long handle = 0;
-        return manager->PerfRequest(pid, ms, infos, handle);
+        EXPECT_EQ(TryRequest(ms, {Boost(GPU, value)}, pid), 0);
     }
-    void Hold(int value, unsigned int ms = LONG, int pid = PID) { EXPECT_EQ(Request(ms, {Boost(GPU, value)}, pid), 0); }
     /** Whatever comes of it: it may find something that could not be sent. */
     void ReleaseAll(int pid = PID) { static_cast<void>(manager->PerfReleaseAll(pid)); }
     void StartProbe(int thread = THREAD) { EXPECT_EQ(manager->StartProbe(thread), 0); }
@@ -104,12 +96,6 @@ protected:
     {
         return [this, by] { time->AdvanceBy(by); };
     }
-    std::string Dump(std::string const& option = "--task")
-    {
-        std::ostringstream out;
-        EXPECT_EQ(manager->Dump(out, {option}), 0);
-        return out.str();
-    }
 
     /** Nothing is in force and nothing is held: no value, mode or handle, and nothing that only time would take away.
      */
@@ -117,9 +103,9 @@ protected:
     {
         EXPECT_EQ(Dump(), idle);
         EXPECT_EQ(Dump("--workMode"), "\ncurrent mode = 0, modeNum(1) <value, handle>:\n<0,*>\n");
-        EXPECT_TRUE(sandbox.Read("gpu") == "10" || sandbox.Writes().empty() || sandbox.Read("gpu").empty());
+        EXPECT_TRUE(sandbox.Read("node") == "10" || sandbox.Writes().empty() || sandbox.Read("node").empty());
         for (unsigned int i = 0; i < options.commandLimits.maxTotalHandleNum; ++i) {
-            EXPECT_EQ(Request(LONG, {Boost(GPU, 50)}), 0) << "handle " << i;
+            EXPECT_EQ(TryRequest(LONG, {Boost(GPU, 50)}), 0) << "handle " << i;
         }
         EXPECT_EQ(manager->PerfReleaseAll(PID), 0);
     }
@@ -135,9 +121,7 @@ protected:
     /** By a handle that can be guessed. */
     Call const releaseFirst = [this] { static_cast<void>(manager->PerfRelease(PID, 1)); };
 
-    Sandbox sandbox;
     VirtualTime* time = nullptr;
-    std::unique_ptr<ConfigManager> manager;
     std::string idle;
     unsigned long schedules = 0;
 };
@@ -162,12 +146,9 @@ protected:
 TEST_F(Releases, LeaveNothingOfARequest)
 {
     TryEach([this] { Hold(40); }, {releaseAll, releaseFirst, reset});
-    TryEach([this] { EXPECT_EQ(Request(LONG, {Boost(40, 1)}), -1); }, {releaseAll, reset}); // recorded, but never sent
-}
-
-TEST_F(Releases, LeaveNothingOfATimedRequest)
-{
     TryEach([this] { Hold(50, SHORT); }, {releaseAll, releaseFirst, reset});
+    // recorded, but never sent
+    TryEach([this] { EXPECT_EQ(TryRequest(LONG, {Boost(40, 1)}), -1); }, {releaseAll, reset});
 }
 
 TEST_F(Releases, LeaveNothingOfAScenario)
@@ -195,7 +176,7 @@ TEST_F(Plays, AnEndAndAReleaseAtOnceTakeTheValueAwayOnce)
         Try([&] {
             Hold(50, SHORT);
             time->Settle();
-            Together({TimeGoesOn(50ms), release, [this] { Request(SHORT, {Boost(GPU, 40)}, PID + 1); }});
+            Together({TimeGoesOn(50ms), release, [this] { TryRequest(SHORT, {Boost(GPU, 40)}, PID + 1); }});
             EXPECT_EQ(manager->PerfReleaseAll(PID + 1), 0);
             time->AdvanceBy(50ms); // what has expired is left to its worker
             ExpectNothingLeft();
@@ -206,10 +187,10 @@ TEST_F(Plays, AnEndAndAReleaseAtOnceTakeTheValueAwayOnce)
 TEST_F(Plays, AProcessThatHoldsWhatCannotBeSentIsReleasedAllTheSame)
 {
     Try([this] {
-        EXPECT_EQ(Request(LONG, {Boost(40, 1)}), -1) << "recorded, but nobody takes it";
+        EXPECT_EQ(TryRequest(LONG, {Boost(40, 1)}), -1) << "recorded, but nobody takes it";
         Hold(40);
         time->Settle();
-        Together({releaseAll, [this] { Request(LONG, {Boost(GPU, 60)}); }});
+        Together({releaseAll, [this] { TryRequest(LONG, {Boost(GPU, 60)}); }});
         ReleaseAll();
         time->Settle();
         ExpectNothingLeft();
@@ -231,13 +212,13 @@ TEST_F(Plays, AModeReachesItsResourceAsItWasSent)
 {
     Try([this] {
         Hold(60);
-        EXPECT_EQ(Request(LONG, {Limit(GPU, 40)}), 0);
+        EXPECT_EQ(TryRequest(LONG, {Limit(GPU, 40)}), 0);
         time->Settle();
         sandbox.TakeWrites();
         Together({[this] { SetMode(PID + 1, PERF_WORK_MODE_BOOST_FIRST); }, [this] { ReleaseAll(PID + 1); }});
         ReleaseAll(PID + 1);
         time->Settle();
-        EXPECT_EQ(Lines(sandbox.Writes()), (Strings{"gpu <- 60", "gpu <- 40"}));
+        EXPECT_EQ(Lines(sandbox.Writes()), (Strings{"node <- 60", "node <- 40"}));
         ReleaseAll();
         ExpectNothingLeft();
     });
@@ -262,17 +243,17 @@ TEST_F(Plays, WhatIsWrittenAnewStaysAwayFromASuspendedResource)
     Try([this] {
         Hold(40);
         time->Settle();
-        sandbox.FailNode("gpu", Fault::Error(EBUSY, 1));
+        sandbox.FailNode("node", Fault::Error(EBUSY, 1));
         EXPECT_EQ(manager->PerfReleaseAll(PID), 0);
         time->Settle();
         Together({[this] { Suspend(true); }, TimeGoesOn(20ms)});
-        EXPECT_EQ(sandbox.OpenDescriptors("gpu"), 0);
+        EXPECT_EQ(sandbox.OpenDescriptors("node"), 0);
         std::size_t const writes = sandbox.Writes().size();
         time->AdvanceBy(1min);
         EXPECT_EQ(sandbox.Writes().size(), writes);
         Suspend(false);
         time->Settle();
-        EXPECT_EQ(sandbox.Read("gpu"), "10");
+        EXPECT_EQ(sandbox.Read("node"), "10");
         ExpectNothingLeft();
     });
 }
@@ -281,7 +262,7 @@ TEST_F(Plays, ABacklogIsCompactedBesideAWorkerThatTakesFromIt)
 {
     Try([this] {
         LogCapture const log;
-        NodeGate gate(sandbox, "gpu");
+        NodeGate gate(sandbox, "node");
         Hold(40);
         time->Settle();
         auto const release = [this] { EXPECT_EQ(manager->PerfReleaseAll(PID + 1), 0); };
@@ -293,7 +274,7 @@ TEST_F(Plays, ABacklogIsCompactedBesideAWorkerThatTakesFromIt)
         Hold(60, LONG, PID + 1); // the next sender looks at the queue's age
         time->AdvanceBy(2 * PerfCommandQueue::LATE);
         Together({[&gate] { gate.Release(); }, release});
-        EXPECT_EQ(sandbox.Read("gpu"), "40");
+        EXPECT_EQ(sandbox.Read("node"), "40");
         EXPECT_EQ(log.Count(ANDROID_LOG_ERROR), 0U);
         EXPECT_EQ(manager->PerfReleaseAll(PID), 0);
         time->Settle();
@@ -323,7 +304,7 @@ TEST_F(Plays, ADumpIsOneStateThatWas)
 TEST_F(Plays, TheEndWaitsForADumpThatSomebodyWaitsFor)
 {
     Try([this] {
-        NodeGate gate(sandbox, "gpu");
+        NodeGate gate(sandbox, "node");
         Hold(40);
         std::string seen;
         Start("dump", [&] { seen = Dump(); });
@@ -341,7 +322,7 @@ TEST_F(Plays, EveryWorkerIsToldToEndBeforeOneIsWaitedForAndWhatIsQueuedIsDropped
     Try([this] {
         LogCapture const log;
         NodeGate binder(sandbox, "binder");
-        NodeGate gate(sandbox, "gpu");
+        NodeGate gate(sandbox, "node");
         StartProbe();
         time->Settle();
         Hold(40);
@@ -351,7 +332,7 @@ TEST_F(Plays, EveryWorkerIsToldToEndBeforeOneIsWaitedForAndWhatIsQueuedIsDropped
         binder.Release();
         gate.Release();
         time->Play();
-        EXPECT_EQ(sandbox.Read("gpu"), "30") << "the write that was on its way";
+        EXPECT_EQ(sandbox.Read("node"), "30") << "the write that was on its way";
     });
 }
 
@@ -364,7 +345,7 @@ TEST_F(Plays, AWriteThatHangsHoldsUpTheDumpsAndForTheBinderTheProbeCallsAndNobod
     options.commandLimits.maxTotalHandleNum = 8;
     VirtualTime now;
     Perform(now, [this] {
-        NodeGate gpu(sandbox, "gpu");
+        NodeGate gpu(sandbox, "node");
         NodeGate binder(sandbox, "binder");
         StartProbe();
         time->Settle();
@@ -383,7 +364,7 @@ TEST_F(Plays, AWriteThatHangsHoldsUpTheDumpsAndForTheBinderTheProbeCallsAndNobod
             return sandbox.Read("other");
         };
         unsigned long long handle = 0;
-        EXPECT_EQ(Request(SHORT, {Boost(GPU, 50), Boost(OTHER, 50)}), 0);
+        EXPECT_EQ(TryRequest(SHORT, {Boost(GPU, 50), Boost(OTHER, 50)}), 0);
         EXPECT_EQ(onOther(), "50");
         EXPECT_EQ(manager->PerfSetScenario(PID, 1, handle), 0);
         EXPECT_EQ(onOther(), "60");

@@ -57,24 +57,6 @@ protected:
         options.commandLimits = {12, 64, 400, 0, 1};
     }
 
-    /** What the nodes hold while nobody asks for anything, as far as it is written. */
-    std::map<std::string, std::string> Bases()
-    {
-        PlatformBuilder same([](std::string const& name) { return name; });
-        Furnish(same, SEED);
-        same.control.workMode = control.workMode;
-        NaiveFacade naive(same, {});
-        unsigned long long handle = NO_HANDLE;
-        naive.PerfSetMode(PID, PERF_WORK_MODE_BOOST_FIRST, handle);
-        naive.Reset();
-        naive.AdvanceBy(0ms);
-        std::map<std::string, std::string> held;
-        for (NaiveFacade::Write const& write : naive.writes) {
-            held[write.node] = write.bytes;
-        }
-        return held;
-    }
-
     /** Lets every client call whatever comes to its mind. */
     void Blow(std::chrono::milliseconds length, std::uint64_t seed)
     {
@@ -139,7 +121,7 @@ protected:
             easBases.groupInfos.push_back({group.groupId, {{PERF_OPERATION_BOOST, group.boostBase}}});
         }
         EXPECT_EQ(TryRequest(LONG, {easBases}), 0);
-        EXPECT_TRUE(WaitUntil([this] { return Dump("--task") == idle; }, 60s)) << Dump("--task");
+        EXPECT_TRUE(WaitUntil([this] { return Dump() == idle; }, 60s)) << Dump();
         EXPECT_EQ(Dump("--workMode"), "\ncurrent mode = 0, modeNum(1) <value, handle>:\n<0,*>\n");
         EXPECT_TRUE(WaitUntil([this] { return IsNobodyBound(); })) << "a reset leaves bindings to their end";
         for (auto const& [node, base] : bases) {
@@ -171,8 +153,8 @@ protected:
         return std::none_of(bound.begin(), bound.end(), [](auto const& thread) { return thread.second; });
     }
 
-    std::map<std::string, std::string> const bases = Bases();
-    std::map<std::string, bool> bound; ///< whether a thread is, by the lines that the binder's node took
+    std::map<std::string, std::string> bases; ///< what the nodes hold while nobody asks for anything
+    std::map<std::string, bool> bound;        ///< whether a thread is, by the lines that the binder's node took
     std::string idle;
     std::atomic<unsigned long> calls{0};
     std::size_t writes = 0;
@@ -180,13 +162,16 @@ protected:
 
 TEST_F(Storm, LeavesNothingBehind)
 {
-    for (auto const& [node, base] : bases) {
-        sandbox.AddNode(node, base);
-    }
     std::ptrdiff_t const files = OpenFiles();
     ASSERT_TRUE(probe.cpuB != 0 && probe.gpu != 0 && probe.duration != 0 && !events.empty()) << "take another seed";
     Start();
-    idle = Dump("--task");
+    unsigned long long handle = NO_HANDLE;
+    ASSERT_EQ(manager->PerfSetMode(PID, PERF_WORK_MODE_BOOST_FIRST, handle), 0); // so that everything is written
+    manager->Reset();
+    idle = Dump();
+    for (NodeWrite const& write : sandbox.TakeWrites()) {
+        bases[write.node] = write.bytes;
+    }
     Blow(Length() / 8, 1); // what is allocated once is there now
     ExpectTheCalmAfterIt();
     std::size_t const allocated = Allocated();

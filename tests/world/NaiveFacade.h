@@ -539,13 +539,12 @@ private:
 
     PerfTimePoint NextTime() const
     {
-        PerfTimePoint next = PerfTimePoint::max();
+        PerfTimePoint next =
+            Earlier(toBind.empty() ? PerfTimePoint{} : toBind[0].from, bound.empty() ? PerfTimePoint{} : bound[0].to);
         for (auto const& resource : resources) {
-            PerfTimePoint const time = resource.second.NextWakeUp();
-            next = time == PerfTimePoint{} ? next : std::min(next, time);
+            next = Earlier(next, resource.second.NextWakeUp());
         }
-        next = toBind.empty() ? next : std::min(next, toBind[0].from);
-        return bound.empty() ? next : std::min(next, bound[0].to);
+        return next == PerfTimePoint{} ? PerfTimePoint::max() : next;
     }
 
     PlatformBuilder const& platform;

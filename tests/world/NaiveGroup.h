@@ -10,6 +10,13 @@
 #include <utility>
 #include <vector>
 
+/** @return the earlier one; a time of zero is none. */
+inline PerfTimePoint Earlier(PerfTimePoint const& one, PerfTimePoint const& other)
+{
+    bool const isOne = other == PerfTimePoint{} || (one != PerfTimePoint{} && one < other);
+    return isOne ? one : other;
+}
+
 /**
  * The arbitration of a group, told again in the plainest way: lists that are sorted anew at every step. Nothing of it
  * is taken from the real one; only the records that carry commands and values are shared.
@@ -100,11 +107,7 @@ public:
 
     PerfTimePoint NextWakeUp() const
     {
-        PerfTimePoint first{};
-        for (PerfTimePoint const time : {boosts.First().endTime, limits.First().endTime, waiting.First().startTime}) {
-            first = time == PerfTimePoint{} || (first != PerfTimePoint{} && first < time) ? first : time;
-        }
-        return first;
+        return Earlier(waiting.First().startTime, Earlier(boosts.First().endTime, limits.First().endTime));
     }
 
     std::string Dumped() const

@@ -86,8 +86,7 @@ public:
     {
         PerfTimePoint first = nextTry;
         for (NaiveGroup const& group : groups) {
-            PerfTimePoint const time = group.NextWakeUp();
-            first = time != PerfTimePoint{} && (first == PerfTimePoint{} || time < first) ? time : first;
+            first = Earlier(first, group.NextWakeUp());
         }
         return first;
     }
