@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include <imported_platform.h>
 #include <sample_platform.h>
 
@@ -111,6 +113,14 @@ TEST(CppWriter, CompiledPlatformIsTheLoadedOne)
         platform.name = name;
         EXPECT_EQ(CppNameOf(platform), made); // not the name of a member either
     }
+    platform.hints = {{"a?", 1, {}, 0, {}, {}, {"b\x7f"}}, {"c", 2, {}, 0, {}, {}, {}}};
+    std::ostringstream text;
+    WriteCpp(platform, "file", text);
+    EXPECT_NE(text.str().find(R"(endedHints = {
+        {"a\077", {"b\177"}},
+    };)"),
+              std::string::npos)
+        << text.str();
     Beside<SamplePhone>(SAMPLE_FILE).Compare();
 }
 

@@ -5,6 +5,7 @@
 #include "tools/corvanectl/commands/Command.h"
 #include "tools/corvanectl/commands/Explain.h"
 #include "tools/corvanectl/commands/Interpreter.h"
+#include "tools/corvanectl/commands/Status.h"
 #include "tools/corvanectl/nodes/SandboxNodes.h"
 #include "tools/corvanectl/platform/Reader.h"
 #include "tools/corvanectl/platform/check/PlatformCheck.h"
@@ -108,7 +109,10 @@ protected:
     PlayedVariant()
         : Played(R"({"control": {"chipType": 2}, "qos": [{"id": 20, "name": "KNOB", "groups": [
               {"chipType": 1, "availableMin": 1, "availableMax": 9, "nodes": ["one"]},
-              {"chipType": 2, "availableMin": 1, "availableMax": 9, "nodes": ["/two"]}]}]})")
+              {"chipType": 2, "availableMin": 1, "availableMax": 9, "nodes": ["/two"]}]}],
+              "events": [{"id": 0, "qos": [{"id": 20, "phases": [{"duration": 20, "groups": [{"boost": 5}]}]}]}],
+              "hints": [{"name": "OTHER", "duration": 20, "qos": [{"id": 20, "groups": [{"boost": 5}]}]},
+                        {"name": "LAUNCH", "event": 0}]})")
     {
     }
 };
@@ -276,6 +280,12 @@ TEST_F(PlayedVariant, NobodyHoldsTheNodeOfAnotherChip)
                 testing::ContainsRegex("one +nothing +- +not on this platform\n +/two +5 +1 +request"));
     EXPECT_EQ(ExplainNode(session, "one"), "    not on this platform\n");
     EXPECT_NO_THROW(Interpreter(session, false).Execute("explain one"));
+}
+
+TEST_F(PlayedVariant, AnEventGoesByTheNameOfItsHint)
+{
+    Interpreter(session, false).Execute("event 0");
+    EXPECT_THAT(StatusOf(session), HasSubstr(" LAUNCH, event 0, since"));
 }
 
 TEST_F(Played, TakesTheExampleOfEachCommandByTheArgumentsThatHelpShows)

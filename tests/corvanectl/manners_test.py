@@ -48,6 +48,8 @@ class Help(tool.TemporaryFiles):
                 self.assertRegex(manual, r"\n\.B .*%s\b" % option)
         for command in re.findall(r"^    (\w\S*)", run(*SANDBOX, commands="help").stdout, re.M):
             self.assertIn("\n.B %s " % command, manual)
+        examples = manual.split(".EX\n")[1].split(".EE\n")[0].splitlines()
+        self.assertEqual([line[:11] for line in examples], ["corvanectl "] * len(examples))
 
     def test_every_example_works(self):
         (self.folder / "platforms").symlink_to(tool.ROOT / "platforms")
