@@ -101,18 +101,6 @@ private:
         {SEGMENTS, &segments}, {LOOPBACK, &loopback}, {PORTS, &ports}};
 };
 
-TEST_F(KernelNodes, HoldEachValueInItsTurn)
-{
-    auto const first = Boost(SEGMENTS, 20000);
-    EXPECT_EQ(Nodes(), "20000 65536/4096");
-    auto const second = Boost(SEGMENTS, 32768);
-    EXPECT_EQ(Nodes(), "32768 65536/4096");
-    Release(second);
-    EXPECT_EQ(Nodes(), "20000 65536/4096");
-    Release(first);
-    EXPECT_EQ(Nodes(), BASE);
-}
-
 TEST_F(KernelNodes, TakeAGoodValueAfterOneThatTheyRefused)
 {
     auto const held = Boost(SEGMENTS, 5000);

@@ -8,8 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <iostream>
-#include <memory>
-#include <optional>
 #include <sstream>
 
 namespace {

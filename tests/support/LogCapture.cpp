@@ -65,16 +65,11 @@ LogCapture::~LogCapture()
     active.erase(std::remove(active.begin(), active.end(), this), active.end());
 }
 
-std::vector<LogLine> LogCapture::Entries() const
-{
-    Lock const lock(mutex);
-    return entries;
-}
-
 std::vector<std::string> LogCapture::Lines(std::string const& tag) const
 {
     std::vector<std::string> lines;
-    for (LogLine const& line : Entries()) {
+    Lock const lock(mutex);
+    for (LogLine const& line : entries) {
         if (tag.empty() || line.tag == tag) {
             lines.push_back(line.Render());
         }
@@ -90,9 +85,9 @@ bool LogCapture::Has(std::string const& line) const
 
 std::size_t LogCapture::Count(int priority) const
 {
-    auto const lines = Entries();
     auto const fits = [priority](LogLine const& line) { return line.priority == priority; };
-    return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), fits));
+    Lock const lock(mutex);
+    return static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), fits));
 }
 
 std::string LogCapture::TakeReason()

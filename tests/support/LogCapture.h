@@ -32,7 +32,6 @@ public:
     LogCapture(LogCapture const&) = delete;
     ~LogCapture();
 
-    std::vector<LogLine> Entries() const;
     /** Every line rendered, or those of one tag. */
     std::vector<std::string> Lines(std::string const& tag = "") const;
     /** @param line rendered. */
