@@ -8,8 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 using namespace std::chrono_literals;
 
 TEST(CommandManager, AReleaseOfEverythingLeavesNeitherACountNorAnEnd)

@@ -2,8 +2,6 @@
 
 #include "tests/frontend/PlatformFixture.h"
 
-#include <corvane/PfLogon.h>
-
 namespace {
 
 constexpr int TID = 1234;

@@ -141,30 +141,18 @@ protected:
     }
 };
 
-TEST_F(Releases, LeaveNothingOfARequest)
+TEST_F(Releases, LeaveNothingOfWhatIsOnItsWay)
 {
     TryEach([this] { Hold(40); }, {releaseAll, releaseFirst, reset});
     TryEach([this] { Hold(50, SHORT); }, {releaseAll, releaseFirst, reset});
     // recorded, but never sent
     TryEach([this] { EXPECT_EQ(TryRequest(LONG, {Boost(40, 1)}), -1); }, {releaseAll, reset});
-}
-
-TEST_F(Releases, LeaveNothingOfAScenario)
-{
-    auto const start = [this] {
+    auto const startScenario = [this] {
         unsigned long long handle = 0;
         EXPECT_EQ(manager->PerfSetScenario(PID, 0, handle), 0);
     };
-    TryEach(start, {releaseAll, reset});
-}
-
-TEST_F(Releases, LeaveNothingOfAnEvent)
-{
+    TryEach(startScenario, {releaseAll, reset});
     TryEach([this] { EXPECT_EQ(manager->StartEvent(0, 0), 0); }, {[this] { manager->StopEvent(0); }, reset});
-}
-
-TEST_F(Releases, LeaveNothingOfAProbe)
-{
     TryEach([this] { StartProbe(); }, {[this] { manager->StopProbe(THREAD); }, [this] { ReleaseAll(THREAD); }, reset});
 }
 

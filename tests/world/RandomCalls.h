@@ -9,7 +9,6 @@
 
 #include <functional>
 #include <initializer_list>
-#include <iterator>
 #include <sstream>
 #include <string>
 #include <utility>
