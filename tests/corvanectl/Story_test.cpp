@@ -144,7 +144,7 @@ TEST(StoredStory, ReadsBackEachKindOfRecordAsItWasWritten)
     for (char const* const bad :
          {R"({"what":"flew"})", R"({"what":"settled","binder":1})", R"({"what":"released","pid":3000000000})",
           R"({"what":"suspended","on":true,"qos":["x"]})", R"({"what":"suspended","on":true,"qos":[4294967300]})",
-          R"({"what":"held","handle":-1})"}) {
+          R"({"what":"suspended","on":true,"qos":7})", R"({"what":"held","handle":-1})"}) {
         EXPECT_ANY_THROW(RecordOf(nlohmann::ordered_json::parse(bad))) << bad;
     }
 }

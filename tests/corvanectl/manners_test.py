@@ -49,7 +49,7 @@ class Help(tool.TemporaryFiles):
         for command in re.findall(r"^    (\w\S*)", run(*SANDBOX, commands="help").stdout, re.M):
             self.assertIn("\n.B %s " % command, manual)
         examples = manual.split(".EX\n")[1].split(".EE\n")[0].splitlines()
-        self.assertEqual([line[:11] for line in examples], ["corvanectl "] * len(examples))
+        self.assertEqual({line[:11] for line in examples}, {"corvanectl "})
 
     def test_every_example_works(self):
         (self.folder / "platforms").symlink_to(tool.ROOT / "platforms")

@@ -96,6 +96,7 @@ __attribute__((visibility("default"))) void atrace_end_body()
 
 TEST_F(ConfigManagerRequestTest, EveryRequestIsTracedAsItWasAsked)
 {
+    traced.clear();
     Start();
     Settle();
     auto const tags = std::exchange(atrace_enabled_tags, ATRACE_TAG_GRAPHICS);

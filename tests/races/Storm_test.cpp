@@ -122,7 +122,8 @@ protected:
         EXPECT_EQ(TryRequest(LONG, {easBases}), 0);
         EXPECT_TRUE(WaitUntil([this] { return Dump() == idle; }, 60s)) << Dump();
         EXPECT_EQ(Dump("--workMode"), "\ncurrent mode = 0, modeNum(1) <value, handle>:\n<0,*>\n");
-        EXPECT_TRUE(WaitUntil([this] { return IsNobodyBound(); })) << "a reset leaves bindings to their end";
+        EXPECT_TRUE(WaitUntil([this] { return IsNobodyBound() && !bound.empty(); }))
+            << "a reset leaves bindings to their end";
         for (auto const& [node, base] : bases) {
             EXPECT_EQ(sandbox.Read(node), base) << node;
             EXPECT_LE(sandbox.OpenDescriptors(node), 1) << node;

@@ -30,7 +30,8 @@ inline void Furnish(PlatformBuilder& platform, std::uint64_t seed)
     platform.AddResource(PERF_QOS_IPA_SWITCH_TEMP, "temp",
                          {platform.Group(0, "temp", {0, 100, 40, 100}, {"temp/switch"})});
     platform.AddEas({0, 1, random.Below(5), 0, 0, 0, 0, 0}); // 3 is no level
-    platform.AddMemoryLatency(15, random.Below(3), random.Below(2));
+    auto const ratio = random.Below(3);
+    platform.AddMemoryLatency(15, ratio, random.Below(2));
     platform.AddLevelMap(20, "level", 1, {{0, {"a", "x"}}, {1, {"b", "y"}}, {2, {"c", "z"}}, {4, {"d", "w"}}});
     platform.AddFrequency(PERF_QOS_ALWAYS_SUSPEND, "always", {0, 100, 10, 90});
 

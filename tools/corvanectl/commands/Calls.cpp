@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <set>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -126,17 +128,17 @@ void CallFor(Session& session, Held asked)
     auto const [result, said, called] = Ask([&] { return Call(session.Manager(), asked); });
     session.Publish(Answered{result, asked.handle, ReasonsFor(session, asked, result, said)});
     if (result == 0 && asked.handle != NO_HANDLE) {
-        session.PublishOf(called, asked);
+        session.PublishAt(called, asked);
     }
 }
 
 void CallRelease(Session& session, Released const& what)
 {
     auto const [result, said, called] = Ask([&] { return Call(session.Manager(), what); });
-    bool const isRefused = what.pid && !said.empty(); // of a process that cannot be, with 0 and an error line
-    session.Publish(Answered{result, std::nullopt, {isRefused ? 1U : 0U, said}});
-    if (result == 0 && !isRefused) {
-        session.PublishOf(called, what);
+    bool const isNobodys = what.pid && *what.pid <= EVENT_PID; // refused with an error line, and 0
+    session.Publish(Answered{result, std::nullopt, std::vector<std::string>(isNobodys ? 1 : 0, said)});
+    if (result == 0 && !isNobodys) {
+        session.PublishAt(called, what);
     }
 }
 
@@ -149,7 +151,7 @@ void CallSuspend(Session& session, Suspended asked)
     if (result == 0) {
         auto const isIdle = [&](PerfQosId id) { return !CanSuspend(session.GetPlatform(), id); };
         asked.ids.erase(std::remove_if(asked.ids.begin(), asked.ids.end(), isIdle), asked.ids.end());
-        session.PublishOf(called, asked);
+        session.PublishAt(called, asked);
     }
 }
 
@@ -164,7 +166,8 @@ void CallEvent(Session& session, PerfEventId id, std::vector<unsigned int> const
     auto const [result, said, called] = Ask([&] { return session.Manager().PerfEvent(id, params, "corvanectl"); });
     asked.handle = NewOf(before, UnnamedHandles(session));
     session.Publish(Answered{result, std::nullopt, ReasonsFor(session, asked, result, said)});
-    if (result == 0 && (!asked.starts || asked.handle != NO_HANDLE)) {
-        session.PublishOf(called, asked);
+    // A start that is refused may be in force in part.
+    if (asked.starts ? asked.handle != NO_HANDLE : result == 0) {
+        session.PublishAt(called, asked);
     }
 }

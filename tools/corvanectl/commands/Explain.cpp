@@ -67,7 +67,7 @@ private:
             return trigger.triggered.handle == handle;
         });
         if (found == triggers.end()) {
-            return "the debug console";
+            return "an event, the probe or the debug console"; // of those that the library has let go
         }
         Triggered const& trigger = found->triggered;
         return trigger.what == "probe" ? "the probe of thread " + std::to_string(trigger.id) : trigger.Text();

@@ -38,7 +38,7 @@ std::optional<unsigned long long> HandleOf(Session const& session, NamedHint con
     return std::nullopt;
 }
 
-/** What has a duration begins anew, like an event: what is asked for first, so that no node falls back between. */
+/** What has a duration begins anew: what is asked for first, so that no node falls back between. */
 void StartHeld(Session& session, NamedHint const& hint)
 {
     auto const before = HandleOf(session, hint);

@@ -129,8 +129,9 @@ float JsonObject::Float(std::string const& key, float fallback)
     if (field == nullptr) {
         return fallback;
     }
-    if (!std::isfinite(field->get<float>())) {
+    if (std::abs(field->get<double>()) > std::numeric_limits<float>::max()) {
         findings.AddUnreadable(Path(key), field->dump() + " is beyond every float");
+        return fallback;
     }
     return field->get<float>();
 }

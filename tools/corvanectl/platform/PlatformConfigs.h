@@ -51,7 +51,7 @@ inline std::string AsWritten(std::string const& node)
     return node;
 }
 
-/** @param listPlace likewise, of the node that lists frequencies. @return the record of a resource with these groups.
+/** @param listPlace says where the node is that lists frequencies. @return the record of a resource with these groups.
  */
 std::unique_ptr<PerfQosConfig> MakeRecord(QosEntry const& entry, std::vector<PerfGroupConfig> groups,
                                           PathLookup const& place, PathLookup const& listPlace);

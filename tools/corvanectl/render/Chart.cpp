@@ -111,10 +111,10 @@ void Chart::Release(Released const& released)
 void Chart::Trigger(Triggered const& triggered)
 {
     if (!triggered.starts) {
-        EndThose([&triggered](Owner const& owner) { return owner.trigger == triggered.Id(); });
+        EndThose([&triggered](Owner const& owner) { return owner.trigger == triggered.Key(); });
         return;
     }
-    Owner const owner{triggered.Text(), triggered.Pid(), triggered.handle, triggered.Id()};
+    Owner const owner{triggered.Text(), triggered.Pid(), triggered.handle, triggered.Key()};
     for (QosCommand const& command : triggered.commands) {
         Time at = now + milliseconds(triggered.delay);
         for (EventPhase const& phase : triggered.PhasesOf(command)) {

@@ -26,7 +26,7 @@ public:
         std::string text; ///< as a picture names it
         int pid;          ///< that it is booked under
         unsigned long long handle;
-        std::string trigger{}; ///< the Id of an event or a probe; else empty
+        std::string trigger{}; ///< the Key of an event or a probe; else empty
     };
 
     /** A floor or a ceiling that somebody asked for. */

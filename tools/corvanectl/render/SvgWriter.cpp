@@ -54,7 +54,7 @@ std::string Escaped(std::string const& text)
         if (escape != ESCAPES.end()) {
             escaped += escape->second;
         } else {
-            escaped += static_cast<unsigned char>(letter) < 0x20 ? ' ' : letter; // which no XML may hold
+            escaped += static_cast<unsigned char>(letter) < 0x20 ? ' ' : letter; // few controls are legal in XML
         }
     }
     return escaped;

@@ -162,10 +162,10 @@ void Trace::Hold(Held const& held)
 void Trace::Trigger(Triggered const& triggered)
 {
     if (triggered.starts) {
-        BeginSlice(triggered.Text(), triggered.what, {{}, triggered.Pid(), triggered.handle, triggered.Id()},
+        BeginSlice(triggered.Text(), triggered.what, {{}, triggered.Pid(), triggered.handle, triggered.Key()},
                    now + triggered.Length());
     } else {
-        EndSlices([&triggered](Slice const& slice) { return slice.trigger == triggered.Id(); });
+        EndSlices([&triggered](Slice const& slice) { return slice.trigger == triggered.Key(); });
     }
 }
 

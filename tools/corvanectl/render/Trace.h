@@ -29,7 +29,7 @@ private:
         nlohmann::json end; ///< the event, but for its time
         int pid;            ///< that it is booked under
         unsigned long long handle;
-        std::string trigger; ///< the Id of an event or a probe; else empty
+        std::string trigger; ///< the Key of an event or a probe; else empty
     };
 
     using Slices = std::multimap<PerfTimePoint, Slice>;

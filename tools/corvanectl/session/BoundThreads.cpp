@@ -6,7 +6,8 @@ void BoundThreads::Hear(StoryRecord const& record)
 {
     record.Match([this](Wrote const& wrote) {
         std::string const& line = wrote.write.bytes;
-        if (node.empty() || wrote.write.node != node || line.empty() || wrote.write.error != 0) {
+        if (node.empty() || wrote.write.node != node || line.empty() ||
+            wrote.write.result != static_cast<ssize_t>(line.size())) {
             return;
         }
         std::size_t const bar = line.rfind('|');

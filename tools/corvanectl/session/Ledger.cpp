@@ -68,7 +68,7 @@ void Ledger::Remove(Released const& released)
 void Ledger::Note(PerfTimePoint time, Triggered const& triggered)
 {
     Erase(triggers, [&](Trigger const& trigger) {
-        bool const isStopped = !triggered.starts && trigger.triggered.Id() == triggered.Id();
+        bool const isStopped = !triggered.starts && trigger.triggered.Key() == triggered.Key();
         return isStopped || trigger.until < time - KEPT_AFTER_THE_END;
     });
     if (triggered.starts) {

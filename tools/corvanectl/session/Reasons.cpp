@@ -145,7 +145,7 @@ std::vector<std::string> ReasonsFor(Session& session, Held const& asked, int res
 std::vector<std::string> ReasonsFor(Session& session, Triggered const& asked, int result, std::string const& said)
 {
     if (asked.starts && result == 0 && asked.handle == NO_HANDLE) {
-        return {asked.Id() + (asked.what == "probe" ? ": known already" : ": not on this platform") +
+        return {asked.Key() + (asked.what == "probe" ? ": known already" : ": not on this platform") +
                 ", nothing starts"};
     }
     if (!asked.starts || (asked.what == "event" && asked.commands.empty())) {

@@ -48,9 +48,9 @@ public:
     BlockChart const& GetChart() const { return chart; }
 
     /** Publishes something that happens now. */
-    void Publish(StoryRecord::What what) { PublishOf(SessionTime::Now(), std::move(what)); }
+    void Publish(StoryRecord::What what) { PublishAt(SessionTime::Now(), std::move(what)); }
     /** Publishes what has happened at that time. */
-    void PublishOf(PerfTimePoint when, StoryRecord::What what) { story.Publish(when, std::move(what)); }
+    void PublishAt(PerfTimePoint when, StoryRecord::What what) { story.Publish(when, std::move(what)); }
 
     /** Waits until every worker has done what it was told so far. */
     void WaitForWorkers();

@@ -71,7 +71,7 @@ public:
     }
     template <typename Value> void Field(char const* key, std::vector<Value>& values)
     {
-        for (Json const& value : json.at(key)) {
+        for (Json const& value : json.at(key).get_ref<Json::array_t const&>()) {
             values.push_back(As<Value>(value));
         }
     }
@@ -218,7 +218,9 @@ template <typename Form> void Fields(Form& form, Triggered& triggered)
     form.Field("starts", triggered.starts);
     form.Field("delay", triggered.delay);
     form.Field("duration", triggered.duration);
-    form.Field("handle", triggered.handle);
+    auto handle = triggered.handle == NO_HANDLE ? std::nullopt : std::optional(triggered.handle);
+    form.Field("handle", handle);
+    triggered.handle = handle.value_or(NO_HANDLE);
     form.List("qos", triggered.commands, [](auto& object, QosCommand& command) {
         object.Field("id", command.qosId);
         object.List("phases", command.phases, [](auto& part, EventPhase& phase) {

@@ -8,7 +8,7 @@
 
 std::string Triggered::Text() const
 {
-    return (name.empty() ? "" : name + ", ") + Id();
+    return (name.empty() ? "" : name + ", ") + Key();
 }
 
 std::vector<EventPhase> Triggered::PhasesOf(QosCommand const& command) const

@@ -77,8 +77,8 @@ struct Released {
     }
 };
 
-/** No process has this id: the library books events under it. */
-constexpr int EVENTS = 0;
+/** No process has this id: the library books events under it (CommandLimits::eventPid). */
+constexpr int EVENT_PID = 0;
 
 /** An event or a probe was started, or stopped. */
 struct Triggered {
@@ -92,9 +92,9 @@ struct Triggered {
     unsigned long long handle = NO_HANDLE; ///< of this run, where one starts
 
     /** The process that the library books it under: a probe goes by its thread. */
-    int Pid() const { return what == "probe" ? static_cast<int>(id) : EVENTS; }
+    int Pid() const { return what == "probe" ? static_cast<int>(id) : EVENT_PID; }
     /** "event 3": of all its runs, which one stop ends. */
-    std::string Id() const { return what + " " + std::to_string(id); }
+    std::string Key() const { return what + " " + std::to_string(id); }
     /** The phases that one of the commands comes to: with a duration of its own, the first one alone. */
     std::vector<EventPhase> PhasesOf(QosCommand const& command) const;
 
@@ -155,7 +155,7 @@ struct Settled {
     bool binderToo;
 };
 
-/** One record of a story. What is held, and what is triggered, has the time of the call: from there it lasts. */
+/** One record of a story. What a call has come to has the time of the call: from there it lasts. */
 struct StoryRecord {
     using What = std::variant<Began, Asked, Answered, Held, Released, Triggered, Suspended, Wrote, Strayed, Labelled,
                               Logged, Warned, Output, Marked, Settled>;

@@ -131,7 +131,7 @@ private:
         return false;
     }
 
-    /** @return how many nodes make a resource what, without levels. */
+    /** @return which kind a resource without levels is by the number of its nodes. */
     static std::string KindsByNodes()
     {
         std::string text;

@@ -16,7 +16,7 @@
 
 namespace {
 
-/** The fields of ProbeBoosts. */
+/** The fields of the file for what ProbeBoosts gives, in its order. */
 constexpr char const* PROBE_BOOSTS[] = {"probe.cpuM", "probe.cpuB", "probe.gpu"};
 
 /** The rules of what is legal, and hardly meant. */
