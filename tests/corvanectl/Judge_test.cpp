@@ -15,6 +15,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <set>
 
@@ -75,6 +76,12 @@ protected:
         asked.infos = {{qos, {{0, {{operation, value}}}}}};
         CallFor(session, asked);
         session.WaitForWorkers();
+    }
+
+    void Play(std::vector<std::string> const& commands)
+    {
+        Interpreter interpreter(session, false);
+        std::for_each(commands.begin(), commands.end(), [&](auto const& command) { interpreter.Execute(command); });
     }
 
     StopSignal const stop;
@@ -206,7 +213,6 @@ TEST_F(Played, TheTableOfNodesNamesWhoeverHoldsEach)
 TEST_F(Played, WhatIsSaidToRunIsWhatTheLibraryRuns)
 {
     std::mt19937 random(7);
-    Interpreter interpreter(session, false);
     std::vector<std::string> const commands = {"event 0",      "event 0 1 100", "event 0 0",     "event 3 1 50",
                                                "event 3",      "event 3 0",     "probe start 1", "probe start 2",
                                                "probe stop 1", "release-all 1", "release-all 0", "release-all 2",
@@ -221,7 +227,7 @@ TEST_F(Played, WhatIsSaidToRunIsWhatTheLibraryRuns)
             }
         }
         said += command + "; ";
-        interpreter.Execute(command);
+        Play({command});
         session.Sleep(std::chrono::milliseconds(random() % 40));
         static_cast<void>(session.Manager().PerfReleaseAll(77)); // who holds nothing: the library forgets what is over
         std::set<unsigned long long> running;
@@ -234,10 +240,9 @@ TEST_F(Played, WhatIsSaidToRunIsWhatTheLibraryRuns)
             known.insert(event.second);
         }
         for (auto const& probe : handles.probes) {
-            known.insert(probe.second);
-        }
-        for (unsigned long long const handle : gone) {
-            known.erase(handle);
+            if (gone.count(probe.second) == 0) {
+                known.insert(probe.second);
+            }
         }
         ASSERT_EQ(running, known) << said;
     }
@@ -245,29 +250,22 @@ TEST_F(Played, WhatIsSaidToRunIsWhatTheLibraryRuns)
 
 TEST_F(Played, AModeThatAReleaseDoesNotChangeIsGivenBackAllTheSame)
 {
-    Interpreter interpreter(session, false);
-    for (char const* const command : {"mode 100 1 as a", "mode 200 2 as b", "release 100 a"}) {
-        interpreter.Execute(command);
-    }
+    Play({"mode 100 1 as a", "mode 200 2 as b", "release 100 a"});
     EXPECT_EQ(session.GetLedger().Outstanding(SessionTime::Now()).size(), 1u);
 }
 
 TEST_F(Played, BindsNoThreadByAWriteThatFails)
 {
-    Interpreter interpreter(session, false);
-    for (char const* const command : {"node /proc/thread_bind fail short 0", "probe start 77", "sleep 400"}) {
-        interpreter.Execute(command);
-    }
+    Play({"node /proc/thread_bind fail short 0", "probe start 77", "sleep 400"});
     EXPECT_EQ(ExplainNode(session, "/proc/thread_bind"), "    no thread is bound\n");
 }
 
 TEST(Ledger, KnowsARefusalFromLaterAnswersToTheSameCommand)
 {
     Ledger ledger;
-    for (StoryRecord::What const& what :
-         {StoryRecord::What(Asked{}), StoryRecord::What(Answered{-1}), StoryRecord::What(Answered{0})}) {
-        ledger.Hear({PerfTimePoint(), what});
-    }
+    ledger.Hear({PerfTimePoint(), Asked{}});
+    ledger.Hear({PerfTimePoint(), Answered{-1}});
+    ledger.Hear({PerfTimePoint(), Answered{0}});
     EXPECT_EQ(ledger.LastResult(), -1);
 }
 
@@ -277,12 +275,12 @@ TEST_F(PlayedVariant, NobodyHoldsTheNodeOfAnotherChip)
     EXPECT_THAT(NodeTable(session),
                 testing::ContainsRegex("one +nothing +- +not on this platform\n +/two +5 +1 +request"));
     EXPECT_EQ(ExplainNode(session, "one"), "    not on this platform\n");
-    EXPECT_NO_THROW(Interpreter(session, false).Execute("explain one"));
+    EXPECT_NO_THROW(Play({"explain one"}));
 }
 
 TEST_F(PlayedVariant, AnEventGoesByTheNameOfItsHint)
 {
-    Interpreter(session, false).Execute("event 0");
+    Play({"event 0"});
     EXPECT_THAT(StatusOf(session), HasSubstr(" LAUNCH, event 0, since"));
 }
 
